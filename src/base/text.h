@@ -1,0 +1,32 @@
+// Text conversions and small text helpers: UTF-16 as on disk, UTF-8 as in results.
+// Called by every folder. Knows no locale: the same text gives the same result on every machine.
+// Does no normalisation and never puts in a replacement character.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+// Appends `text` as UTF-8. A high surrogate without its low one ends the conversion: what came before stays, and the
+// result is false. A lone low surrogate is written like any other unit, as three bytes.
+bool append_utf8(std::string& out, std::u16string_view text);
+std::string utf8_from_utf16(std::u16string_view text);
+
+// Bytes that are no UTF-8 become the units 0xDC80 to 0xDCFF, one a byte, so that a host file name in another encoding
+// survives the way through wide strings: host paths turn them back into the bytes they stand for.
+std::u16string utf16_from_utf8(std::string_view text);
+// The way back: those units become their bytes again.
+std::string bytes_from_utf16(std::u16string_view text);
+
+// Lower case by 16-bit unit, through the one-to-one mapping of the Basic Multilingual Plane.
+char16_t lower_unit(char16_t unit);
+void lower_in_place(std::u16string& text);
+std::u16string lowered(std::u16string_view text);
+// ASCII letters only.
+std::string lowered_ascii(std::string_view text);
+// Equal after lower-casing ASCII letters.
+bool equals_ignoring_case(std::string_view left, std::string_view right);
+
+// Without blanks, tabs, CR and LF at both ends.
+std::string_view trimmed(std::string_view text);
+std::u16string_view trimmed(std::u16string_view text);
