@@ -1,0 +1,42 @@
+// Files of the host: open, positioned read, size, and the few operations on names that the program needs.
+// Called by sources/ (plain_file, path helpers), front/ (script, log, results) and extract/.
+// Prints nothing and throws nothing; does not retry: the rules for long paths are in sources/host_paths.h.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <string>
+
+struct native_file {
+    std::intptr_t handle = -1;  // a descriptor on POSIX, a HANDLE on Windows
+    bool is_open() const { return handle != -1; }
+};
+
+// The system's number of the last failure of this header's calls, and its words.
+std::uint32_t last_system_error();
+std::string system_error_text(std::uint32_t error);
+// Failures after which a path is tried once more in its long form; never on POSIX.
+bool is_long_path_error(std::uint32_t error);
+
+// Opens for reading, shared with every other reader and writer. A directory is refused.
+bool open_for_reading(native_file& file, const std::u16string& path);
+// Creates or truncates, for reading and writing, shared.
+bool open_for_writing(native_file& file, const std::u16string& path);
+void close_file(native_file& file);
+// Size in bytes; -1 when the system refuses.
+std::int64_t file_size(const native_file& file);
+// Reads up to `count` bytes at `position` (below 2^63); keeps no file position.
+// Returns how many came: fewer only at the end of the file; -1 when the system refused.
+std::int64_t read_at(const native_file& file, std::uint64_t position, void* bytes, std::size_t count);
+// Appends at the file's own position. False: not everything was written.
+bool write_next(const native_file& file, const void* bytes, std::size_t count);
+
+// Text mode (LF becomes the host's line end), truncating, shared with readers and writers.
+// On failure the stream is in a failed state.
+void open_text_stream(std::ofstream& stream, const std::u16string& path);
+
+// True also when the directory is there already.
+bool create_one_directory(const std::u16string& path);
+// Clears the read-only attribute where there is one, then removes.
+bool remove_one_file(const std::u16string& path);

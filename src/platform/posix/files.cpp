@@ -1,0 +1,99 @@
+#include "platform/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "base/text.h"
+
+namespace {
+
+std::uint32_t last_error = 0;
+
+bool note(bool worked) {
+    last_error = worked ? 0 : static_cast<std::uint32_t>(errno);
+    return worked;
+}
+
+bool open_with_flags(native_file& file, const std::u16string& path, int flags) {
+    constexpr mode_t new_file_mode = 0666;
+    const int descriptor = open(bytes_from_utf16(path).c_str(), flags | O_CLOEXEC, new_file_mode);
+    file.handle = descriptor;
+    return note(descriptor != -1);
+}
+
+}  // namespace
+
+std::uint32_t last_system_error() { return last_error; }
+std::string system_error_text(std::uint32_t error) { return std::strerror(static_cast<int>(error)); }
+bool is_long_path_error(std::uint32_t) { return false; }
+
+bool open_for_reading(native_file& file, const std::u16string& path) {
+    if (!open_with_flags(file, path, O_RDONLY)) return false;
+    struct stat facts {};
+    if (fstat(static_cast<int>(file.handle), &facts) == 0 && !S_ISDIR(facts.st_mode)) return true;
+    close_file(file);
+    last_error = EISDIR;
+    return false;
+}
+
+bool open_for_writing(native_file& file, const std::u16string& path) {
+    return open_with_flags(file, path, O_RDWR | O_CREAT | O_TRUNC);
+}
+
+void close_file(native_file& file) {
+    if (file.is_open()) close(static_cast<int>(file.handle));
+    file.handle = -1;
+}
+
+std::int64_t file_size(const native_file& file) {
+    // The end as a seek finds it: a block device has no size of its own.
+    const off_t end = lseek(static_cast<int>(file.handle), 0, SEEK_END);
+    if (!note(end >= 0)) return -1;
+    lseek(static_cast<int>(file.handle), 0, SEEK_SET);
+    return end;
+}
+
+std::int64_t read_at(const native_file& file, std::uint64_t position, void* bytes, std::size_t count) {
+    std::size_t done = 0;
+    while (done < count) {
+        const ssize_t got = pread(static_cast<int>(file.handle), static_cast<char*>(bytes) + done, count - done,
+                                  static_cast<off_t>(position + done));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) {
+            note(false);
+            return -1;
+        }
+        if (got == 0) break;
+        done += static_cast<std::size_t>(got);
+    }
+    return static_cast<std::int64_t>(done);
+}
+
+bool write_next(const native_file& file, const void* bytes, std::size_t count) {
+    const char* at = static_cast<const char*>(bytes);
+    while (count > 0) {
+        const ssize_t put = write(static_cast<int>(file.handle), at, count);
+        if (put < 0 && errno == EINTR) continue;
+        if (put < 0) return note(false);
+        at += put;
+        count -= static_cast<std::size_t>(put);
+    }
+    return true;
+}
+
+void open_text_stream(std::ofstream& stream, const std::u16string& path) {
+    // Unbuffered: a row is one write of the caller's, and becomes one of the system's.
+    stream.rdbuf()->pubsetbuf(nullptr, 0);
+    stream.open(bytes_from_utf16(path), std::ios::out | std::ios::trunc);
+}
+
+bool create_one_directory(const std::u16string& path) {
+    constexpr mode_t new_directory_mode = 0777;
+    return note(mkdir(bytes_from_utf16(path).c_str(), new_directory_mode) == 0 || errno == EEXIST);
+}
+
+bool remove_one_file(const std::u16string& path) { return note(unlink(bytes_from_utf16(path).c_str()) == 0); }

@@ -1,0 +1,107 @@
+#include "platform/files.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "platform/windows/wide.h"
+
+namespace {
+
+constexpr std::size_t one_read = 1u << 30;  // bytes
+
+std::uint32_t last_error = 0;
+
+bool note(bool worked) {
+    last_error = worked ? 0 : GetLastError();
+    return worked;
+}
+
+HANDLE handle_of(const native_file& file) { return reinterpret_cast<HANDLE>(file.handle); }
+
+bool open_with(native_file& file, const std::u16string& path, DWORD access, DWORD disposition) {
+    const HANDLE handle = CreateFileW(wide_of(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                      disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    file.handle = reinterpret_cast<std::intptr_t>(handle);
+    return note(handle != INVALID_HANDLE_VALUE);
+}
+
+}  // namespace
+
+std::uint32_t last_system_error() { return last_error; }
+
+std::string system_error_text(std::uint32_t error) {
+    wchar_t text[256];
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text,
+                                        static_cast<DWORD>(std::size(text)), nullptr);
+    return utf8_from_utf16(trimmed(units_of({text, length})));
+}
+
+bool is_long_path_error(std::uint32_t error) { return error == ERROR_FILENAME_EXCED_RANGE || error == ERROR_PATH_NOT_FOUND; }
+
+bool open_for_reading(native_file& file, const std::u16string& path) {
+    return open_with(file, path, GENERIC_READ, OPEN_EXISTING);
+}
+
+bool open_for_writing(native_file& file, const std::u16string& path) {
+    return open_with(file, path, GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS);
+}
+
+void close_file(native_file& file) {
+    if (file.is_open()) CloseHandle(handle_of(file));
+    file.handle = -1;
+}
+
+std::int64_t file_size(const native_file& file) {
+    LARGE_INTEGER size{};
+    return note(GetFileSizeEx(handle_of(file), &size) != 0) ? size.QuadPart : -1;
+}
+
+std::int64_t read_at(const native_file& file, std::uint64_t position, void* bytes, std::size_t count) {
+    std::size_t done = 0;
+    while (done < count) {
+        OVERLAPPED place{};
+        place.Offset = static_cast<DWORD>(position + done);
+        place.OffsetHigh = static_cast<DWORD>((position + done) >> 32);
+        DWORD got = 0;
+        const auto wanted = static_cast<DWORD>(std::min(count - done, one_read));
+        if (ReadFile(handle_of(file), static_cast<char*>(bytes) + done, wanted, &got, &place) == 0) {
+            if (GetLastError() == ERROR_HANDLE_EOF) break;
+            note(false);
+            return -1;
+        }
+        if (got == 0) break;
+        done += got;
+    }
+    return static_cast<std::int64_t>(done);
+}
+
+bool write_next(const native_file& file, const void* bytes, std::size_t count) {
+    const char* at = static_cast<const char*>(bytes);
+    while (count > 0) {
+        DWORD put = 0;
+        if (WriteFile(handle_of(file), at, static_cast<DWORD>(std::min(count, one_read)), &put, nullptr) == 0) return note(false);
+        at += put;
+        count -= put;
+    }
+    return true;
+}
+
+void open_text_stream(std::ofstream& stream, const std::u16string& path) {
+    stream.open(wide_of(path).c_str(), std::ios::out | std::ios::trunc);
+    if (!stream.is_open() && path.size() >= MAX_PATH) {
+        stream.clear();
+        stream.open((L"\\\\?\\" + wide_of(path)).c_str(), std::ios::out | std::ios::trunc);
+    }
+}
+
+bool create_one_directory(const std::u16string& path) {
+    return note(CreateDirectoryW(wide_of(path).c_str(), nullptr) != 0 || GetLastError() == ERROR_ALREADY_EXISTS);
+}
+
+bool remove_one_file(const std::u16string& path) {
+    const std::wstring wide = wide_of(path);
+    SetFileAttributesW(wide.c_str(), FILE_ATTRIBUTE_NORMAL);
+    return note(DeleteFileW(wide.c_str()) != 0);
+}
