@@ -1,0 +1,30 @@
+// Decoding of one attribute into the maps of a file_record.
+// Called by the attribute loops of record_read and acceptance, and for attributes reached through an attribute list.
+// Follows no reference and reads no source; security descriptors stay undecoded until a dump wants them.
+#pragma once
+
+#include <cstdint>
+
+#include "base/bytes.h"
+#include "ntfs/file_record.h"
+
+struct mft_entries_ctx;
+
+// How an attribute was come by, and what the caller wants of it.
+struct attribute_source {
+    bool through_list = false;        // the bytes are an extension record's, found through an attribute list
+    bool want_resident_copy = false;  // keep resident values
+};
+
+// `at` is the attribute's offset in `record_bytes`. False only for a frame that is no attribute: length 0, or one that
+// leaves the record. True also when the attribute is ignored. `is_list` tells whether it was an $ATTRIBUTE_LIST.
+bool decode_attribute(file_record& record, const mft_entries_ctx& ctx, byte_view record_bytes, std::size_t at,
+                      attribute_source source, bool& is_list);
+
+// raw and, if the attribute is non-resident, runs. `attribute` reaches from the attribute's header to the record's end.
+void make_attr_entry(attr_entry& entry, byte_view attribute);
+
+// UTF-16 text of `count` units at `offset`, up to its first NUL.
+void read_name(std::u16string& name, byte_view bytes, std::size_t offset, std::size_t count);
+// "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx", lower case, of 16 bytes.
+void append_guid(std::string& out, byte_view bytes);

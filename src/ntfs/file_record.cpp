@@ -1,0 +1,55 @@
+#include "ntfs/file_record.h"
+
+#include <algorithm>
+
+void attr_entry::clear() {
+    name.clear();
+    label = "";
+    type = 0;
+    raw.clear();
+    value_text.clear();
+    head_bytes.clear();
+    is_named_data = is_data = false;
+    security_text.clear();
+    runs.clear();
+    resident_value.clear();
+}
+
+std::uint64_t attr_entry::data_size() const {
+    if (!non_resident()) return value_length();
+    const byte_view header(raw);
+    return std::max(header.u64(attribute_at::real_size), header.u64(attribute_at::initialised_size));
+}
+
+void file_record::clear() {
+    source_text.clear();
+    has_attribute_list = attribute_list_nonresident = false;
+    time_warning = false;
+    time_warning_text.clear();
+    inode = 0;
+    sequence = 0;
+    header.fill(0);
+    raw.clear();
+    is_extension = false;
+    base_reference = 0;
+    std_infos.clear();
+    file_names.clear();
+    object_ids.clear();
+    volume_names.clear();
+    volume_infos.clear();
+    reparse_targets.clear();
+    index_roots.clear();
+    attributes.clear();
+    parents.clear();
+    lower_names.clear();
+    inode_match = deleted_match = time_match = size_match = size_match_extra = false;
+    name_match = ext_match = dir_match = wildcard_match = signature_match = false;
+    inode_match_text.clear();
+    name_match_text.clear();
+    ext_match_text.clear();
+    dir_match_text.clear();
+    wildcard_match_text.clear();
+    signature_match_text.clear();
+    record_offset = 0;
+    orphan_fragments = 0;
+}

@@ -1,0 +1,125 @@
+// One decoded file record: what every report, filter and lookup reads.
+// Filled by ntfs/record_read (internal reads) and walk/acceptance (the walk); owned by whoever reads records.
+// Cleared in place before each use, never rebuilt, so that its storage is reused; decodes nothing itself.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/bytes.h"
+#include "base/flat_map.h"
+#include "ntfs/layout.h"
+#include "ntfs/runs.h"
+
+struct si_entry {
+    std::array<std::uint8_t, 72> raw{};  // copied whatever the value's length: the old form has 48
+    std::uint64_t created = 0, modified = 0, mft_changed = 0, accessed = 0;  // FILETIMEs
+    bool anomaly = false;
+    const char* anomaly_text = "";
+};
+
+struct name_entry {
+    std::array<std::uint8_t, 68> raw{};  // first bytes of the value
+    std::uint64_t parent = 0;            // whole reference
+    std::uint64_t created = 0, modified = 0, mft_changed = 0, accessed = 0;  // FILETIMEs
+    std::u16string name;                 // up to its first NUL
+    std::uint8_t name_space = 0;
+    bool is_dos = false;
+    bool anomaly = false;
+    const char* anomaly_text = "";
+};
+
+struct objid_entry {
+    std::array<std::uint8_t, 64> bytes{};  // object, birth volume, birth object, domain
+    std::uint32_t length = 0;              // of the value
+    std::u16string name;                   // of the attribute
+};
+
+struct volinfo_entry {
+    std::uint64_t first = 0;    // value bytes 0 to 7
+    std::uint32_t version = 0;  // value bytes 8 to 11: major, minor, flags
+    std::string text;
+};
+
+struct index_root_entry {
+    std::u16string name;
+    std::array<std::uint8_t, 16> head{};  // first bytes of the value
+};
+
+// One attribute as reports see it.
+struct attr_entry {
+    std::u16string name;            // from the attribute's header
+    const char* label = "";         // word of the attribute's type
+    std::uint32_t type = 0;
+    std::vector<std::uint8_t> raw;  // whole attribute, header included
+    std::string value_text;         // decoded value, where there is one
+    std::vector<std::uint8_t> head_bytes;
+    bool is_named_data = false;
+    bool is_data = false;
+    std::string security_text;
+    std::vector<cluster_run> runs;
+    std::vector<std::uint8_t> resident_value;  // only when asked for
+
+    void clear();
+    bool non_resident() const { return byte_view(raw).u8(attribute_at::non_resident) != 0; }
+    std::uint32_t value_length() const { return byte_view(raw).u32(attribute_at::value_length); }
+    // Resident: the value's length. Non-resident: the larger of real and initialised size.
+    std::uint64_t data_size() const;
+};
+
+struct parent_entry {
+    std::string path;     // UTF-8, of the parent, ends in a back slash; empty until built
+    std::u16string name;  // of the record in that parent
+};
+
+// Attribute id in the top 16 bits, type in the low 48 (all ones for types that are only noted): map order is id order.
+using attr_key = std::uint64_t;
+// attribute id * 16 + name space in the top 16 bits, the parent's record number in the low 48.
+using name_key = std::uint64_t;
+
+struct file_record {
+    std::u16string source_text;
+    bool has_attribute_list = false;
+    bool attribute_list_nonresident = false;
+    bool time_warning = false;
+    std::string time_warning_text;
+    std::uint64_t inode = 0;
+    std::uint16_t sequence = 0;
+    std::array<std::uint8_t, record_at::header_size> header{};
+    std::vector<std::uint8_t> raw;  // only read_and_decode_record keeps it
+    bool is_extension = false;
+    std::uint64_t base_reference = 0;  // whole reference
+    flat_map<std::uint16_t, si_entry> std_infos;
+    flat_map<name_key, name_entry> file_names;
+    flat_map<std::uint16_t, objid_entry> object_ids;
+    flat_map<attr_key, std::u16string> volume_names;
+    flat_map<attr_key, volinfo_entry> volume_infos;
+    flat_map<attr_key, std::u16string> reparse_targets;
+    flat_map<std::u16string, index_root_entry> index_roots;
+    flat_map<attr_key, attr_entry> attributes;
+    flat_map<std::uint64_t, parent_entry> parents;      // by whole parent reference; no DOS names
+    flat_map<std::u16string, std::uint64_t> lower_names;  // lower-cased name to parent reference; no DOS names
+
+    bool inode_match = false, deleted_match = false, time_match = false;
+    bool size_match = false, size_match_extra = false;
+    bool name_match = false, ext_match = false, dir_match = false, wildcard_match = false, signature_match = false;
+    std::u16string inode_match_text, name_match_text, ext_match_text, dir_match_text, wildcard_match_text;
+    std::u16string signature_match_text;
+    std::uint64_t record_offset = 0;  // inside $MFT, set by the walker
+
+    // Continuations of streams that an attribute list delivered ahead of their first part.
+    std::uint32_t orphan_fragments = 0;
+
+    // Reused by decoding: a lower-cased name, and the extension record that an attribute list led to last.
+    std::u16string name_scratch;
+    std::vector<std::uint8_t> extension_bytes;
+
+    void clear();
+    byte_view header_view() const { return {header.data(), header.size()}; }
+    std::uint16_t flags() const { return header_view().u16(record_at::flags); }
+    std::uint16_t link_count() const { return header_view().u16(record_at::link_count); }
+    bool in_use() const { return (flags() & record_in_use) != 0; }
+    bool is_directory() const { return (flags() & record_is_directory) != 0; }
+};

@@ -1,0 +1,132 @@
+// Where the fields of on-disk NTFS structures lie: offsets count from the structure's first byte, the number behind
+// each is its width in bytes. Facts from the published descriptions of NTFS, as in the Linux-NTFS documentation.
+// Used by every decoder in place of naked numbers; holds no code that reads.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// Boot sector.
+struct boot_at {
+    enum : std::size_t {
+        system_name = 3,           // 8  "NTFS" and four blanks
+        bytes_per_sector = 11,     // 2
+        sectors_per_cluster = 13,  // 1
+        total_sectors = 40,        // 8
+        mft_cluster = 48,          // 8
+        record_clusters = 64,      // 1  signed; -n: a record has 2^n bytes
+    };
+};
+
+// File record header.
+struct record_at {
+    enum : std::size_t {
+        signature = 0,         // 4  "FILE", "BAAD"
+        fixup_offset = 4,      // 2  where the update sequence array begins
+        fixup_count = 6,       // 2  its words, the check word among them
+        log_sequence = 8,      // 8
+        sequence = 16,         // 2
+        link_count = 18,       // 2
+        first_attribute = 20,  // 2
+        flags = 22,            // 2  record_flag
+        bytes_used = 24,       // 4
+        bytes_allocated = 28,  // 4
+        base_reference = 32,   // 8  0 in a base record
+        next_attribute_id = 40,  // 2
+        record_number = 44,      // 4  only where the update sequence array begins at 48
+        header_size = 42,
+    };
+};
+
+enum record_flag : std::uint16_t { record_in_use = 1, record_is_directory = 2 };
+
+// Attribute header; behind byte 16 the resident and the non-resident form differ.
+struct attribute_at {
+    enum : std::size_t {
+        type = 0,          // 4
+        length = 4,        // 4  header included
+        non_resident = 8,  // 1
+        name_length = 9,   // 1  in UTF-16 units
+        name_offset = 10,  // 2
+        flags = 12,        // 2
+        id = 14,           // 2
+        value_length = 16,  // 4  resident
+        value_offset = 20,  // 2  resident
+        first_vcn = 16,          // 8  non-resident, as all below
+        pairs_offset = 32,       // 2
+        compression_unit = 34,   // 1  clusters, as a power of two; 0: not compressed
+        allocated_size = 40,     // 8
+        real_size = 48,          // 8
+        initialised_size = 56,   // 8
+        compressed_size = 64,    // 8  only in compressed and sparse attributes
+    };
+};
+
+// Value of $FILE_NAME.
+struct file_name_at {
+    enum : std::size_t {
+        parent = 0,        // 8
+        created = 8,       // 8
+        modified = 16,     // 8
+        mft_changed = 24,  // 8
+        accessed = 32,     // 8
+        name_length = 64,  // 1  in UTF-16 units
+        name_space = 65,   // 1
+        name = 66,
+    };
+};
+
+// Value of $STANDARD_INFORMATION.
+struct standard_information_at {
+    enum : std::size_t { created = 0, modified = 8, mft_changed = 16, accessed = 24 };  // 8 each
+};
+
+// Entry of $ATTRIBUTE_LIST.
+struct list_entry_at {
+    enum : std::size_t {
+        type = 0,          // 4
+        length = 4,        // 2
+        reference = 16,    // 8
+        attribute_id = 24  // 2
+    };
+};
+
+// Behind the tag and length of $REPARSE_POINT.
+struct reparse_at {
+    enum : std::size_t {
+        data_length = 4,        // 2
+        substitute_offset = 8,  // 2  bytes, from the path buffer
+        substitute_length = 10,  // 2
+        print_offset = 12,       // 2
+        print_length = 14,       // 2
+        path_buffer = 16,
+    };
+};
+
+enum attribute_flag : std::uint16_t { attribute_is_compressed = 1 };
+
+enum attribute_type : std::uint32_t {
+    type_standard_information = 0x10,
+    type_attribute_list = 0x20,
+    type_file_name = 0x30,
+    type_object_id = 0x40,
+    type_security_descriptor = 0x50,
+    type_volume_name = 0x60,
+    type_volume_information = 0x70,
+    type_data = 0x80,
+    type_index_root = 0x90,
+    type_index_allocation = 0xA0,
+    type_bitmap = 0xB0,
+    type_reparse_point = 0xC0,
+    type_ea_information = 0xD0,
+    type_ea = 0xE0,
+    type_property_set = 0xF0,
+    type_logged_utility_stream = 0x100,
+    type_end = 0xFFFFFFFF,
+};
+
+enum file_name_space : std::uint8_t { name_posix = 0, name_win32 = 1, name_dos = 2, name_win32_and_dos = 3 };
+
+constexpr std::uint64_t inode_mask = 0xFFFF'FFFF'FFFF;  // low 48 bits of a file reference
+constexpr unsigned sequence_shift = 48;
+constexpr std::uint64_t root_inode = 5;

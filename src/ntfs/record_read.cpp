@@ -1,0 +1,188 @@
+#include "ntfs/record_read.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "front/run_context.h"
+#include "sources/plain_file.h"
+
+namespace {
+
+constexpr std::uint16_t fixup_offset_limit = 48;  // of a "FILE" record: the array begins inside or right behind the header
+constexpr std::uint16_t fixup_count_limit = 9;    // 8 sectors of 512 bytes and the check word
+
+bool has_signature(byte_view bytes, const char* signature) {
+    return bytes.size >= 4 && std::memcmp(bytes.data, signature, 4) == 0;
+}
+
+// An extracted $MFT says how large its records are by the update sequence of its first one. Once a run.
+bool learn_record_size(mft_entries_ctx& ctx) {
+    if (ctx.record_size_learned) return true;
+    std::vector<std::uint8_t> first;
+    if (!ctx.mft_reader->read_into(first, ctx.effective_record_size(), 0) || first.empty()) return false;
+    const std::uint16_t count = byte_view(first).u16(record_at::fixup_count);
+    if (count == 0) return false;
+    ctx.record_size = (count - 1u) * ctx.sector_size;
+    ctx.record_size_learned = true;
+    return true;
+}
+
+bool read_record_bytes(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, std::uint64_t inode) {
+    if (!learn_record_size(ctx)) {
+        log_diag(ctx, "err: first record unreadable, or without update sequence");
+        return false;
+    }
+    const std::uint64_t size = ctx.effective_record_size();
+    // Guard: a number that no file can hold would wrap around.
+    if (inode > static_cast<std::uint64_t>(INT64_MAX) / size) return false;
+    if (ctx.mft_reader->read_into(buffer, size, size * inode)) return true;
+    log_diag(ctx, "err: record %llx unreadable at %llx: %s", static_cast<unsigned long long>(inode),
+             static_cast<unsigned long long>(size * inode), system_error_text(last_system_error()).c_str());
+    return false;
+}
+
+// Walks the entries of an attribute list and decodes what each names in another record.
+class list_walk {
+public:
+    list_walk(file_record& record, mft_entries_ctx& ctx, std::uint64_t inode, bool want_resident_copy)
+        : record_(record), ctx_(ctx), inode_(inode), source_{true, want_resident_copy} {}
+
+    void run(byte_view list) {
+        for (std::size_t at = 0; at < list.size;) {
+            const std::uint16_t length = list.u16(at + list_entry_at::length);
+            if (length == 0) return;
+            follow(list.part(at, list.size));
+            at += length;
+        }
+    }
+
+private:
+    void follow(byte_view entry) {
+        const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
+        if (inode == inode_ || !load(inode)) return;
+        const byte_view bytes(record_.extension_bytes);
+        std::size_t at = 0;
+        if (!find_by_id(bytes, entry.u16(list_entry_at::attribute_id), at)) return;
+        bool is_list = false;
+        decode_attribute(record_, ctx_, bytes, at, source_, is_list);
+    }
+
+    // Neighbouring entries mostly name the same record: it is read once.
+    bool load(std::uint64_t inode) {
+        if (loaded_ && loaded_inode_ == inode) return usable_;
+        loaded_ = true;
+        loaded_inode_ = inode;
+        bool bad = false;
+        usable_ = read_file_record(record_.extension_bytes, bad, ctx_, inode) && !bad &&
+                  has_signature(record_.extension_bytes, "FILE");
+        return usable_;
+    }
+
+    // Kept: the id alone decides, not the type. Guard: a length of 0 or beyond the record ends the search.
+    static bool find_by_id(byte_view bytes, std::uint16_t id, std::size_t& at) {
+        at = bytes.u16(record_at::first_attribute);
+        if (at == 0) return false;
+        while (at < bytes.size && bytes.u32(at + attribute_at::type) != type_end) {
+            const std::uint32_t length = bytes.u32(at + attribute_at::length);
+            if (length == 0) return false;
+            if (bytes.u16(at + attribute_at::id) == id) return true;
+            at += length;
+        }
+        return false;
+    }
+
+    file_record& record_;
+    mft_entries_ctx& ctx_;
+    std::uint64_t inode_;
+    attribute_source source_;
+    bool loaded_ = false;
+    bool usable_ = false;
+    std::uint64_t loaded_inode_ = 0;
+};
+
+}  // namespace
+
+bool source_usable(const mft_entries_ctx& ctx) { return ctx.mft_reader != nullptr && ctx.mft_reader->is_open; }
+
+void apply_fixups(std::vector<std::uint8_t>& bytes, std::uint32_t sector_size) {
+    const byte_view view(bytes);
+    const std::size_t offset = view.u16(record_at::fixup_offset);
+    const std::size_t count = view.u16(record_at::fixup_count);
+    if (count < 2 || sector_size < 2) return;
+    const std::size_t sectors = bytes.size() / sector_size;
+    for (std::size_t sector = 1; sector < count && sector <= sectors; ++sector) {
+        const std::uint16_t word = view.u16(offset + 2 * sector);
+        std::memcpy(bytes.data() + sector * sector_size - 2, &word, sizeof word);
+    }
+}
+
+bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, mft_entries_ctx& ctx, std::uint64_t inode) {
+    bad = false;
+    if (!source_usable(ctx) || !read_record_bytes(buffer, ctx, inode)) return false;
+    if (buffer.empty()) return true;
+    const byte_view bytes(buffer);
+    const bool is_record = has_signature(bytes, "FILE") && bytes.u16(record_at::fixup_offset) <= fixup_offset_limit &&
+                           bytes.u16(record_at::fixup_count) <= fixup_count_limit;
+    if (is_record || has_signature(bytes, "INDX")) {
+        apply_fixups(buffer, ctx.sector_size);
+        return true;
+    }
+    if (!has_signature(bytes, "BAAD")) return false;
+    log_diag(ctx, "err: fixup_mft type: BAAD");
+    bad = true;
+    return true;
+}
+
+std::uint16_t fill_header_fields(file_record& record, std::uint64_t inode, byte_view bytes) {
+    record.inode = inode;
+    bytes.copy(0, record.header.data(), record.header.size());
+    record.sequence = bytes.u16(record_at::sequence);
+    const std::uint64_t base = bytes.u64(record_at::base_reference);
+    if (base != 0) {
+        record.is_extension = true;
+        record.base_reference = base;
+    }
+    return bytes.u16(record_at::first_attribute);
+}
+
+bool read_and_decode_record(file_record& record, mft_entries_ctx& ctx, std::uint64_t inode, bool want_resident_copy) {
+    record.clear();
+    if (!source_usable(ctx)) return false;
+    bool bad = false;
+    if (!read_file_record(record.raw, bad, ctx, inode) || record.raw.empty()) {
+        log_diag(ctx, "err: mftfixup %llx", static_cast<unsigned long long>(inode));
+        return false;
+    }
+    if (bad) {
+        log_diag(ctx, "err: recd bad %llx", static_cast<unsigned long long>(inode));
+        return false;
+    }
+    const byte_view bytes(record.raw);
+    record.source_text = ctx.source_text;
+    std::size_t at = fill_header_fields(record, inode, bytes);
+    if (at == 0) return true;
+    while (bytes.u32(at + attribute_at::type) != type_end) {
+        const std::uint32_t length = bytes.u32(at + attribute_at::length);
+        if (length == 0 || length > ctx.effective_record_size()) break;
+        bool is_list = false;
+        if (!decode_attribute(record, ctx, bytes, at, {false, want_resident_copy}, is_list)) break;
+        if (is_list) process_attribute_list(record, ctx, inode, bytes, at, want_resident_copy);
+        at += length;
+    }
+    return true;
+}
+
+void process_attribute_list(file_record& record, mft_entries_ctx& ctx, std::uint64_t inode, byte_view record_bytes,
+                            std::size_t at, bool want_resident_copy) {
+    const byte_view attribute = record_bytes.part(at, record_bytes.size);
+    record.has_attribute_list = true;
+    if (attribute.u8(attribute_at::non_resident) != 0) {
+        // Its clusters lie on a volume that an extracted $MFT does not have.
+        record.attribute_list_nonresident = true;
+        return;
+    }
+    const std::size_t value_offset = attribute.u16(attribute_at::value_offset);
+    const std::uint32_t value_length = attribute.u32(attribute_at::value_length);
+    if (value_offset == 0 || value_length == 0) return;
+    list_walk(record, ctx, inode, want_resident_copy).run(attribute.part(value_offset, value_length));
+}

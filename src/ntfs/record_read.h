@@ -1,0 +1,33 @@
+// Records by number: their bytes with fixups, and the decode that does no selection.
+// Called by the walkers, by path lookups and by attribute lists. The acceptance pipeline lies in walk/.
+// Does not compare fixup words with the sequence number: a torn record is repaired silently, as the results expect.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "ntfs/attributes.h"
+#include "ntfs/file_record.h"
+
+struct mft_entries_ctx;
+
+// True if records can be read: an open extracted $MFT.
+bool source_usable(const mft_entries_ctx& ctx);
+
+// One record, fixed up. `bad` is set for "BAAD", which is delivered as it lies. True with an empty buffer means that
+// the source ends there. False: unreadable, or neither "FILE" (within its limits), "INDX" nor "BAAD".
+// The first call on an extracted $MFT learns record_size.
+bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, mft_entries_ctx& ctx, std::uint64_t inode);
+
+// Overwrites the last word of each sector by the entry of the update sequence array that belongs there.
+void apply_fixups(std::vector<std::uint8_t>& bytes, std::uint32_t sector_size);
+
+// Number, header, sequence, base reference; returns the first attribute's offset.
+std::uint16_t fill_header_fields(file_record& record, std::uint64_t inode, byte_view bytes);
+
+// Bytes and decode of a record, no selection, no paths. False: the record could not be read.
+bool read_and_decode_record(file_record& record, mft_entries_ctx& ctx, std::uint64_t inode, bool want_resident_copy);
+
+// Decodes what the attribute list at `at` in `record_bytes` names in other records, into `record`.
+void process_attribute_list(file_record& record, mft_entries_ctx& ctx, std::uint64_t inode, byte_view record_bytes,
+                            std::size_t at, bool want_resident_copy);
