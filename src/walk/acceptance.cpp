@@ -1,0 +1,91 @@
+#include "walk/acceptance.h"
+
+#include <cstring>
+
+#include "front/run_context.h"
+#include "ntfs/record_read.h"
+#include "walk/filters.h"
+#include "walk/paths.h"
+#include "walk/time_analysis.h"
+
+namespace {
+
+enum class pre_selection { none, passed, refused };
+
+// Deleted state and record number, before anything is decoded. `refused` still lets a record in by another filter.
+pre_selection pre_select(file_record& record, const mft_entries_ctx& ctx) {
+    if (ctx.deleted_only) {
+        record.deleted_match = !record.in_use();
+        return record.deleted_match ? pre_selection::passed : pre_selection::refused;
+    }
+    if (ctx.selected_inodes.empty()) return pre_selection::none;
+    const filter_entry* entry = ctx.selected_inodes.find(record.inode);
+    record.inode_match = entry != nullptr && entry->whole;
+    return record.inode_match ? pre_selection::passed : pre_selection::refused;
+}
+
+// The attribute loop. False: nothing decoded. `cut_by_budget` tells that it ended short of the record's own end.
+bool decode_attributes(file_record& record, byte_view bytes, std::size_t first, mft_entries_ctx& ctx,
+                       bool& cut_by_budget) {
+    bool decoded = false;
+    std::size_t at = first;
+    // Kept: the budget starts at twice the first offset and never counts the first attribute's length.
+    std::uint64_t budget = 2 * static_cast<std::uint64_t>(first);
+    const std::uint32_t record_size = ctx.effective_record_size();
+    while (bytes.u32(at + attribute_at::type) != type_end) {
+        cut_by_budget = budget > bytes.size;
+        const std::uint32_t length = bytes.u32(at + attribute_at::length);
+        if (cut_by_budget || length == 0 || length > record_size) break;
+        bool is_list = false;
+        if (!decode_attribute(record, ctx, bytes, at, {}, is_list)) break;
+        if (is_list) process_attribute_list(record, ctx, record.inode, bytes, at, false);
+        at += length;
+        budget += bytes.u32(at + attribute_at::length);
+        decoded = true;
+    }
+    return decoded;
+}
+
+void note_directory(const file_record& record, bool cut_by_budget, mft_entries_ctx& ctx) {
+    if (!record.is_directory()) return;
+    const bool is_baad = std::memcmp(record.header.data(), "BAAD", 4) == 0;
+    // A decode that the budget cut short, or of a record that a read refuses, is the walk's alone.
+    const bool reads_alike = !cut_by_budget && !is_baad;
+    add_directory_node(*ctx.paths, record, reads_alike);
+}
+
+// Steps behind the decode, as far as they can drop the record.
+bool select_decoded(file_record& record, bool pre_passed, mft_entries_ctx& ctx) {
+    if ((ctx.time_start != 0 || ctx.time_stop != 0) && !evaluate_time_range(record, ctx)) return false;
+    bool or_pass = false;
+    if (evaluate_or_filters(record, ctx)) {
+        or_pass = has_or_filters(ctx);
+    } else if (ctx.and_logic || (!pre_passed && ctx.rules.empty())) {
+        return false;
+    }
+    if (ctx.fetch_header && ctx.head_length != 0) {
+        for (auto& item : record.attributes) fetch_attribute_head(item.value, ctx, ctx.head_start, ctx.head_length);
+    }
+    return evaluate_rules(record, ctx) || (!ctx.and_logic && (pre_passed || or_pass));
+}
+
+}  // namespace
+
+bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode, mft_entries_ctx& ctx) {
+    record.clear();
+    record.source_text = ctx.source_text;
+    const std::size_t first = fill_header_fields(record, inode, bytes);
+
+    const pre_selection selection = pre_select(record, ctx);
+    if (selection == pre_selection::refused && (ctx.and_logic || (ctx.rules.empty() && !has_or_filters(ctx)))) return false;
+
+    if (first + 72 > bytes.size || 2 * first > bytes.size) return false;
+    bool cut_by_budget = false;
+    if (!decode_attributes(record, bytes, first, ctx, cut_by_budget)) return false;
+    note_directory(record, cut_by_budget, ctx);
+
+    if (!select_decoded(record, selection == pre_selection::passed, ctx)) return false;
+    analyze_record_times(record);
+    for (auto& item : record.parents) build_path(item.value.path, item.key & inode_mask, ctx, *ctx.paths);
+    return true;
+}

@@ -1,0 +1,270 @@
+#include "walk/filters.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "base/numbers.h"
+#include "base/text.h"
+#include "ntfs/file_record.h"
+#include "walk/paths.h"
+#include "walk/walk_scratch.h"
+
+namespace {
+
+constexpr std::size_t smallest_sized_attribute = 72;  // kept: a shorter $DATA is not seen by the size filters
+
+void append_decimal_wide(std::u16string& out, std::uint64_t value) {
+    std::string digits;
+    append_decimal(digits, value);
+    out.append(digits.begin(), digits.end());
+}
+
+// --- size ------------------------------------------------------------------------------------------------------------
+
+bool size_passes(file_record& record, const mft_entries_ctx& ctx) {
+    bool any = false;
+    for (const auto& item : record.attributes) {
+        const attr_entry& attribute = item.value;
+        if (!attribute.is_data || !attribute.name.empty() || attribute.raw.size() < smallest_sized_attribute) continue;
+        const std::uint64_t size = attribute.data_size();
+        if (ctx.min_size != 0 && ctx.min_size > size) return false;
+        if (ctx.max_size != 0 && ctx.max_size < size) return false;
+        any = true;
+    }
+    if (!any) return ctx.min_size == 0;
+    record.size_match = record.size_match_extra = true;
+    return true;
+}
+
+bool size_stage(file_record& record, mft_entries_ctx& ctx) {
+    return (ctx.max_size != 0 || ctx.min_size != 0) && size_passes(record, ctx);
+}
+
+// --- wildcards -------------------------------------------------------------------------------------------------------
+
+bool segments_match(const wildcard_pattern& pattern, std::string_view text, std::size_t at) {
+    for (const wildcard_pattern::segment& segment : pattern.segments) {
+        if (text.size() - at < segment.literal.size() + segment.gap) return false;
+        if (segment.is_literal && text.compare(at, segment.literal.size(), segment.literal) != 0) return false;
+        at += segment.literal.size() + segment.gap;
+    }
+    return true;
+}
+
+// The name as the bytes that patterns are made of: lower case, every line feed as carriage return and line feed.
+void set_name_bytes(walk_scratch& scratch, const std::u16string& name) {
+    scratch.lowered = name;
+    lower_in_place(scratch.lowered);
+    for (std::size_t at = scratch.lowered.find(u'\n'); at != std::u16string::npos; at = scratch.lowered.find(u'\n', at + 2)) {
+        scratch.lowered.insert(at, 1, u'\r');
+    }
+    scratch.name_bytes.assign(reinterpret_cast<const char*>(scratch.lowered.data()), 2 * scratch.lowered.size());
+}
+
+// Unanchored: the pattern may stand anywhere, at odd bytes too.
+bool wildcard_matches(const wildcard_pattern& pattern, std::string_view name) {
+    if (pattern.segments.empty() || name.size() < pattern.min_length) return false;
+    for (std::size_t start = 0; start + pattern.min_length <= name.size(); ++start) {
+        if (segments_match(pattern, name, start)) return true;
+    }
+    return false;
+}
+
+bool wildcard_stage(file_record& record, mft_entries_ctx& ctx) {
+    for (const wildcard_pattern& pattern : ctx.wildcards) {
+        for (const auto& item : record.file_names) {
+            set_name_bytes(*ctx.walk_state, item.value.name);
+            if (!wildcard_matches(pattern, ctx.walk_state->name_bytes)) continue;
+            record.wildcard_match = true;
+            record.wildcard_match_text = item.value.name;
+            return true;
+        }
+    }
+    return false;
+}
+
+// --- names, directories, records, extensions --------------------------------------------------------------------------
+
+bool name_stage(file_record& record, mft_entries_ctx& ctx) {
+    std::u16string& lower = ctx.walk_state->lowered;
+    for (const auto& rule : ctx.name_entries) {
+        for (const auto& item : record.file_names) {
+            lower = item.value.name;
+            lower_in_place(lower);
+            const bool part = rule.value.partial && lower.find(rule.key) != std::u16string::npos;
+            if (!part && lower != rule.key) continue;
+            record.name_match = true;
+            record.name_match_text = rule.key;
+            return true;
+        }
+    }
+    return false;
+}
+
+// The first attribute whose lower-cased name is among the streams; null if there is none.
+const attr_entry* named_stream(const file_record& record, const filter_entry& entry, mft_entries_ctx& ctx) {
+    std::u16string& lower = ctx.walk_state->lowered;
+    for (const auto& item : record.attributes) {
+        lower = item.value.name;
+        lower_in_place(lower);
+        if (std::binary_search(entry.streams.begin(), entry.streams.end(), lower)) return &item.value;
+    }
+    return nullptr;
+}
+
+void set_stream_text(std::u16string& text, std::uint64_t number, const attr_entry& attribute) {
+    text.clear();
+    append_decimal_wide(text, number);
+    text += u':';
+    text += attribute.name;
+}
+
+std::u16string directory_text(const filter_entry& entry, std::uint64_t inode, mft_entries_ctx& ctx) {
+    if (!entry.text.empty()) return entry.text;
+    std::string path;
+    if (build_path(path, inode, ctx, *ctx.paths)) return utf16_from_utf8(path);
+    std::u16string text = u"dir_inode(";
+    append_decimal_wide(text, inode);
+    return text + u")";
+}
+
+bool directory_stage(file_record& record, mft_entries_ctx& ctx) {
+    if (ctx.dir_inodes.empty()) return false;
+    for (const auto& item : record.parents) {
+        const std::uint64_t inode = item.key & inode_mask;
+        const filter_entry* entry = ctx.dir_inodes.find(inode);
+        if (entry == nullptr) continue;
+        if (entry->whole) {
+            record.dir_match = true;
+            record.dir_match_text = directory_text(*entry, inode, ctx);
+            return true;
+        }
+        if (!entry->by_stream) continue;
+        if (const attr_entry* attribute = named_stream(record, *entry, ctx)) {
+            // Kept: the hit counts as one by record number, and its text goes to the directory's field.
+            record.inode_match = true;
+            set_stream_text(record.dir_match_text, inode, *attribute);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool inode_stage(file_record& record, mft_entries_ctx& ctx) {
+    const filter_entry* entry = ctx.selected_inodes.empty() ? nullptr : ctx.selected_inodes.find(record.inode);
+    if (entry == nullptr) return false;
+    if (entry->whole) {
+        record.inode_match = true;
+        record.inode_match_text.clear();
+        append_decimal_wide(record.inode_match_text, record.inode);
+        return true;
+    }
+    const attr_entry* attribute = entry->by_stream ? named_stream(record, *entry, ctx) : nullptr;
+    if (attribute == nullptr) return false;
+    record.inode_match = true;
+    set_stream_text(record.inode_match_text, record.inode, *attribute);
+    return true;
+}
+
+// Only the record's first name that holds a "." is looked at.
+bool extension_stage(file_record& record, mft_entries_ctx& ctx) {
+    if (ctx.extensions.empty()) return false;
+    std::u16string& lower = ctx.walk_state->lowered;
+    bool found = false;
+    for (const auto& item : record.file_names) {
+        const std::size_t dot = item.value.name.rfind(u'.');
+        if (dot == std::u16string::npos) continue;
+        lower.assign(item.value.name, dot + 1);
+        found = true;
+        break;
+    }
+    if (!found) return false;
+    lower_in_place(lower);
+    const auto hit = std::find(ctx.extensions.begin(), ctx.extensions.end(), lower);
+    if (hit == ctx.extensions.end()) return false;
+    record.ext_match = true;
+    record.ext_match_text = *hit;
+    return true;
+}
+
+constexpr bool (*or_stages[])(file_record& record, mft_entries_ctx& ctx) = {
+    size_stage, wildcard_stage, name_stage, directory_stage, inode_stage, extension_stage,
+};
+
+// What signature rules look at: the last $DATA in map order, named or not.
+attr_entry* last_data(file_record& record) {
+    attr_entry* last = nullptr;
+    for (auto& item : record.attributes) {
+        if (item.value.is_data) last = &item.value;
+    }
+    return last;
+}
+
+template <class entry>
+bool any_time_inside(const entry& times, std::uint64_t start, std::uint64_t stop) {
+    const auto inside = [start, stop](std::uint64_t time) { return time >= start && time <= stop; };
+    return inside(times.created) || inside(times.modified) || inside(times.mft_changed) || inside(times.accessed);
+}
+
+// Kept: the head has the length asked for, also where the stream is shorter.
+bool fetch_stream_head(attr_entry& attribute, mft_entries_ctx& ctx, std::uint64_t start, std::uint32_t length) {
+    if (ctx.volume == nullptr || attribute.runs.empty()) return false;
+    ntfs_volume& volume = *ctx.volume;
+    std::vector<std::uint8_t>& head = attribute.head_bytes;
+    head.assign(length, 0);
+    const std::uint64_t first_lcn = attribute.runs.front().lcn;
+    bool came = false;
+    if (start == 0 && length < volume.cluster_bytes() && !is_sparse_run(attribute.runs, 0)) {
+        came = read_bytes_of_cluster(volume, first_lcn, head.data(), length);
+    } else {
+        stream_runs stream(attribute.runs);
+        std::uint32_t flags = 0;
+        came = read_stream(volume, stream, start, head.data(), length, flags);
+    }
+    if (!came) head.clear();
+    return came;
+}
+
+}  // namespace
+
+bool has_or_filters(const mft_entries_ctx& ctx) {
+    return !ctx.extensions.empty() || !ctx.name_entries.empty() || !ctx.filter_dirs.empty() || !ctx.dir_inodes.empty() ||
+           !ctx.selected_inodes.empty() || !ctx.wildcards.empty() || ctx.max_size > 0 || ctx.min_size > 0;
+}
+
+bool evaluate_or_filters(file_record& record, mft_entries_ctx& ctx) {
+    if (!has_or_filters(ctx)) return true;
+    return std::any_of(std::begin(or_stages), std::end(or_stages),
+                       [&](const auto stage) { return stage(record, ctx); });
+}
+
+bool evaluate_rules(file_record& record, mft_entries_ctx& ctx) {
+    // Every rule tests bytes of a volume's streams. Without a volume they are ignored, and pass.
+    if (ctx.rules.empty() || ctx.volume == nullptr) return true;
+    attr_entry* tested = last_data(record);
+    if (tested == nullptr || tested->head_bytes.empty()) return false;
+    for (const filter_rule& rule : ctx.rules) {
+        if (!rule.usable || !rule.match(rule, tested->head_bytes)) continue;
+        record.signature_match = true;
+        record.signature_match_text = signature_text(rule.kind);
+        return true;
+    }
+    return false;
+}
+
+bool evaluate_time_range(file_record& record, const mft_entries_ctx& ctx) {
+    const auto inside = [&ctx](const auto& item) { return any_time_inside(item.value, ctx.time_start, ctx.time_stop); };
+    record.time_match = std::any_of(record.std_infos.begin(), record.std_infos.end(), inside) ||
+                        std::any_of(record.file_names.begin(), record.file_names.end(), inside);
+    return record.time_match;
+}
+
+bool fetch_attribute_head(attr_entry& attribute, mft_entries_ctx& ctx, std::uint64_t start, std::uint32_t length) {
+    attribute.head_bytes.clear();
+    if (attribute.raw.empty() || length < 1) return false;
+    if (attribute.non_resident()) return fetch_stream_head(attribute, ctx, start, length);
+    const byte_view raw(attribute.raw);
+    const byte_view value = raw.part(raw.u16(attribute_at::value_offset), std::min(length, attribute.value_length()));
+    attribute.head_bytes.assign(value.data, value.data + value.size);
+    return true;
+}

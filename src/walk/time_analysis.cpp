@@ -1,0 +1,50 @@
+#include "walk/time_analysis.h"
+
+#include "ntfs/file_record.h"
+
+namespace {
+
+constexpr std::uint64_t one_day = 864'000'000'000;  // 100-nanosecond ticks
+
+// The first name in the same directory that is not the 8.3 one.
+const name_entry* long_twin(const file_record& record, const name_entry& dos_name) {
+    for (const auto& item : record.file_names) {
+        if (!item.value.is_dos && (item.value.parent & inode_mask) == (dos_name.parent & inode_mask)) return &item.value;
+    }
+    return nullptr;
+}
+
+// $STANDARD_INFORMATION more than a day older than the name, in both times that a user cannot set by ordinary means.
+bool predates_name(const si_entry& si, const name_entry& name) {
+    return si.created + one_day < name.created && si.mft_changed + one_day < name.mft_changed;
+}
+
+// The warning is `kind` and `what`; nothing if both are empty.
+struct verdict {
+    const char* kind = "";
+    const char* what = "";
+};
+
+verdict judge(const file_record& record) {
+    const si_entry* si = record.std_infos.empty() ? nullptr : &record.std_infos.begin()->value;
+    if (si == nullptr && !record.is_extension) return {"si:time ", "absent"};
+    if (record.file_names.empty()) return {"fn:time ", "absent"};
+    if (si != nullptr && si->anomaly) return {"si:time ", si->anomaly_text};
+    for (const auto& item : record.file_names) {
+        const name_entry& name = item.value;
+        if (name.anomaly) return {"fn:time ", name.anomaly_text};
+        const name_entry* twin = name.is_dos ? long_twin(record, name) : nullptr;
+        if (twin != nullptr && twin->accessed != name.accessed) return {"fnSL:time diff", ""};
+        if (si != nullptr && predates_name(*si, name)) return {"**:time warning", ""};
+    }
+    return {};
+}
+
+}  // namespace
+
+void analyze_record_times(file_record& record) {
+    const verdict found = judge(record);
+    record.time_warning_text = found.kind;
+    record.time_warning_text += found.what;
+    record.time_warning = !record.time_warning_text.empty();
+}
