@@ -1,0 +1,36 @@
+// The bare list of -filepath_only: a path a line, no header, no cell formatting.
+
+#include "base/text.h"
+#include "front/run_context.h"
+#include "report/default_report.h"
+#include "report/report_scratch.h"
+
+namespace {
+
+constexpr std::string_view root_part = "[root]";
+
+const name_entry* name_in(const file_record& record, std::uint64_t parent) {
+    for (const auto& item : record.file_names) {
+        if (item.value.parent == parent && !item.value.is_dos) return &item.value;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+void write_path_line(const report_call& call, std::ostream& out, mft_entries_ctx& ctx) {
+    if (call.path == nullptr || call.record.is_directory() || call.path->value.path.empty()) return;
+    const name_entry* name = name_in(call.record, call.path->key);
+    if (name == nullptr) return;
+    const std::string& path = call.path->value.path;
+    if (path.find("<path corrupted>") != std::string::npos) return;
+    std::string& line = scratch_of(ctx).line;
+    line.assign(path, path.find(root_part) == std::string::npos ? 0 : root_part.size());
+    append_utf8(line, name->name);
+    if (has_stream_name(call.attribute)) {
+        line += ':';
+        append_utf8(line, call.attribute->name);
+    }
+    line += '\n';
+    write_line(out, line, ctx);
+}

@@ -1,0 +1,141 @@
+#include "report/record_text.h"
+
+#include <algorithm>
+
+#include "base/numbers.h"
+#include "base/text.h"
+#include "front/run_context.h"
+#include "ntfs/attributes.h"
+
+namespace {
+
+void append_run(std::string& out, const cluster_run& run, bool sparse) {
+    out += "0x";
+    append_hex(out, run.lcn, 8);
+    if (run.clusters > 1) {
+        out += " -> 0x";
+        append_hex(out, run.lcn + run.clusters - 1, 8);
+    }
+    out += sparse ? " [sparse]; " : "; ";
+}
+
+void append_data_type(std::string& out, const attr_entry& attribute, std::uint64_t size) {
+    out += '[';
+    if (!attribute.name.empty()) {
+        append_utf8(out, attribute.name);
+        out += " : ";
+    }
+    if (*attribute.label != '\0') {
+        out += attribute.label;
+        out += " : ";
+    }
+    out += "sz: 0x";
+    append_hex(out, size, 4);
+    if (!attribute.non_resident() && !attribute.value_text.empty()) {
+        out += " : ";
+        out += attribute.value_text;
+    }
+    out += ']';
+}
+
+struct filter_hit {
+    const char* word;
+    bool file_record::* match;
+    std::u16string file_record::* text;
+};
+
+constexpr filter_hit filter_hits[] = {
+    {"type(", &file_record::signature_match, &file_record::signature_match_text},
+    {"pattern(", &file_record::wildcard_match, &file_record::wildcard_match_text},
+    {"dir(", &file_record::dir_match, &file_record::dir_match_text},
+    {"inode(", &file_record::inode_match, &file_record::inode_match_text},
+    {"ext(", &file_record::ext_match, &file_record::ext_match_text},
+    {"name(", &file_record::name_match, &file_record::name_match_text},
+};
+
+}  // namespace
+
+const char* record_type_word(const file_record& record, const mft_entries_ctx& ctx) {
+    if (ctx.unalloc_phase) return "unalloc";
+    if (!record.in_use()) return "del";
+    return record.is_directory() ? "dir" : "file";
+}
+
+std::u16string_view extension_of(std::u16string_view name, bool leading_dot_counts) {
+    const std::size_t dot = name.rfind(u'.');
+    if (dot == std::u16string_view::npos || (dot == 0 && !leading_dot_counts)) return {};
+    return name.substr(dot + 1);
+}
+
+void append_number_text(std::string& out, std::uint64_t value, std::size_t digits, const mft_entries_ctx& ctx) {
+    if (!ctx.hex_numbers) {
+        append_decimal(out, value);
+        return;
+    }
+    out += "0x";
+    append_hex(out, value, digits);
+}
+
+void append_reparse_targets(std::string& out, const file_record& record) {
+    bool first = true;
+    for (const auto& item : record.reparse_targets) {
+        if (!first) out += "; ";
+        first = false;
+        append_utf8(out, item.value);
+    }
+}
+
+void append_object_ids(std::string& out, const file_record& record) {
+    for (const auto& item : record.object_ids) {
+        const byte_view object_id(item.value.bytes.data(), 16);
+        if (object_id.u64(0) == 0 && object_id.u64(8) == 0) continue;
+        if (!out.empty()) out += "; ";
+        append_guid(out, object_id);
+    }
+}
+
+void append_cluster_text(std::string& out, const attr_entry& attribute) {
+    if (!attribute.non_resident()) {
+        if (!attribute.value_text.empty()) {
+            out += attribute.value_text;
+        } else {
+            out += attribute.data_size() == 0 ? "null" : "<data in MFT entry>";
+        }
+        return;
+    }
+    for (std::size_t index = 0; index < attribute.runs.size(); ++index) {
+        append_run(out, attribute.runs[index], is_sparse_run(attribute.runs, index));
+    }
+    if (!attribute.runs.empty()) out.resize(out.size() - 2);
+}
+
+void append_data_types(std::string& out, const file_record& record) {
+    for (const auto& item : record.attributes) {
+        const std::uint64_t size = item.value.data_size();
+        if (size == 0) continue;
+        if (!out.empty()) out += "; ";
+        append_data_type(out, item.value, size);
+    }
+}
+
+void append_filter_hits(std::string& out, const file_record& record) {
+    for (const filter_hit& hit : filter_hits) {
+        if (!(record.*hit.match)) continue;
+        append_item(out, hit.word);
+        append_utf8(out, record.*hit.text);
+        out += ')';
+    }
+}
+
+void append_item(std::string& out, std::string_view item) {
+    if (!out.empty()) out += "; ";
+    out += item;
+}
+
+bool has_stream_name(const attr_entry* attribute) { return attribute != nullptr && !attribute->name.empty(); }
+
+std::uint64_t parent_number(const path_entry* path) { return path == nullptr ? root_inode : path->key & inode_mask; }
+
+std::uint16_t parent_sequence(const path_entry* path) {
+    return path == nullptr ? std::uint16_t{0} : static_cast<std::uint16_t>(path->key >> sequence_shift);
+}

@@ -1,0 +1,38 @@
+// What the reports keep between calls: the columns of the run's header line, and buffers reused for every row.
+// Owned by the run context; touched by report/ alone.
+// Holds no setting: those are the context's.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "front/run_context.h"
+#include "report/time_text.h"
+#include "report/timeline_entry.h"
+#include "report/writer.h"
+
+struct report_scratch {
+    std::vector<result_cell> columns;
+    bool columns_show_clusters = false;  // as the first call had it: later calls keep the columns
+    date_plan date;
+    time_plan time;
+    bool plans_made = false;
+
+    result_row row;
+    std::string line;
+    std::string shared_front, shared_back;  // text of the cells that rows of a group have in common
+    std::string macb, inode, ext, other_info, path_and_name, clusters, head_bytes, type, name, links, object_ids, streams;
+    std::u16string wide_ext;
+    std::vector<std::string> names;  // narrow names of the present group
+    std::vector<timeline_entry> timeline;
+    std::size_t timeline_used = 0;
+
+    // Of the stream in hand: where it was copied to, and its digests.
+    std::string extracted_path, md5_text, sha1_text;
+};
+
+// The context's, made at first use.
+inline report_scratch& scratch_of(mft_entries_ctx& ctx) {
+    if (ctx.report_state == nullptr) ctx.report_state = std::make_unique<report_scratch>();
+    return *ctx.report_state;
+}

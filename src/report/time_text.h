@@ -1,0 +1,52 @@
+// Dates and times as text: a FILETIME taken apart, and the formats of -dateformat and -timeformat.
+// Called by the writer for every date cell, by the run header, and by group_macb.
+// UTC only: no time zone of the machine enters. No locale, no library call per cell.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+// A moment, in UTC. Not valid: 0, beyond 2^63, ahead of 1970-01-01 00:00:01, or behind the year 3000.
+struct time_point {
+    bool valid = false;
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+    std::uint32_t remainder = 0;  // 100-nanosecond units within the second
+};
+
+time_point time_point_of(std::uint64_t filetime);
+
+// How numbers are to be read as times.
+enum time_mode : int {
+    time_mode_filetime = 1,
+    time_mode_unix_seconds = 8,
+};
+time_point time_point_of(std::uint64_t number, time_mode mode);
+
+// The parts of a date in their order, made once from a format such as "mm/dd/yyyy" or "mmm dd, yy".
+struct date_plan {
+    std::array<char, 8> parts{};  // 'Y' 'y' 'M' 'm' 'd' or a character that stands for itself
+    std::size_t count = 0;
+};
+date_plan plan_date(std::string_view format);
+constexpr std::size_t date_room = 32;
+// Of a valid point, into at least `date_room` bytes; returns how many it took.
+std::size_t put_date(char* to, const time_point& time, const date_plan& plan);
+
+struct time_plan {
+    bool hours_minutes = false;
+    bool seconds = false;
+    std::size_t fraction_digits = 0;  // 0 to 9
+};
+time_plan plan_time(std::string_view format);
+constexpr std::size_t time_room = 20;
+std::size_t put_time(char* to, const time_point& time, const time_plan& plan);
+
+// Column widths that belong to the formats; 0 for a format that is measured as none.
+std::size_t date_width(std::string_view format);
+std::size_t time_width(std::string_view format);
+
+// Lengths that -dateformat and -timeformat accept.
+bool is_date_format(std::string_view format);
+bool is_time_format(std::string_view format);

@@ -1,0 +1,18 @@
+// One distinct timestamp of a file, as the default report gathers it.
+// Filled and written by timeline_report; kept between records by report_scratch, so that its storage is reused.
+// Formats nothing.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+// Where a time comes from: its letters stand in a text of its own.
+enum time_source { from_si, from_long_name, from_dos_name, time_sources };
+
+// One distinct timestamp of the call's file. Names are indexes into report_scratch::names, in order of their text.
+struct timeline_entry {
+    std::uint64_t time = 0;
+    char macb[time_sources][4] = {};
+    bool touched[time_sources] = {};
+    std::vector<std::uint32_t> long_names, dos_names;
+};

@@ -1,0 +1,351 @@
+// The default shape: one row for each distinct timestamp of a file, with the MACB letters of each.
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/numbers.h"
+#include "base/text.h"
+#include "front/run_context.h"
+#include "report/default_report.h"
+#include "report/report_scratch.h"
+#include "report/timeline_entry.h"
+
+namespace {
+
+struct four_times {
+    std::uint64_t modified, accessed, mft_changed, created;
+};
+
+template <class entry>
+four_times times_of(const entry& from) {
+    return {from.modified, from.accessed, from.mft_changed, from.created};
+}
+
+void add_columns(const report_call& call, mft_entries_ctx& ctx) {
+    const bool clusters = !call.hide_clusters;
+    scratch_of(ctx).columns_show_clusters = clusters;
+    const std::size_t date = date_width(ctx.date_format), time = time_width(ctx.time_format);
+    column_add(ctx, "mft entry", 10);
+    column_add(ctx, "seqnum", 6);
+    column_add(ctx, "parent mft", 10);
+    column_add(ctx, "seqnum", 6);
+    column_add(ctx, "type", 7);
+    column_add(ctx, "ext", 9);
+    column_add(ctx, "ref", 3);
+    if (clusters) column_add(ctx, "size data", 1);
+    if (ctx.pair_datetime) {
+        column_add(ctx, "date/time-utc", date + time + 1, cell_paired_date_time);
+    } else {
+        column_add(ctx, "date", date);
+        column_add(ctx, "time-utc", time, cell_time_half);
+    }
+    column_add(ctx, "MACB", 33);
+    if (clusters) column_add(ctx, "data type", 14);
+    column_add(ctx, "other info", 14);
+    if (ctx.want_md5) column_add(ctx, "MD5 hash", 32);
+    if (ctx.want_sha1) column_add(ctx, "SHA1 hash", 40);
+    column_add(ctx, "path and filename", 50);
+    column_add(ctx, clusters ? "clusters/relevant data" : "various data types", clusters ? 38 : 7);
+    if (ctx.copy_files) {
+        column_add(ctx, "extracted file path/file", 0);
+    } else if (ctx.fetch_header) {
+        column_add(ctx, "header info", 0);
+    }
+}
+
+// The entry of a timestamp, made in its place if it is new. Entries beyond the used ones keep their storage.
+timeline_entry& entry_at(report_scratch& scratch, std::uint64_t time) {
+    std::vector<timeline_entry>& entries = scratch.timeline;
+    std::size_t place = scratch.timeline_used;
+    while (place > 0 && entries[place - 1].time >= time) --place;
+    if (place < scratch.timeline_used && entries[place].time == time) return entries[place];
+    if (scratch.timeline_used == entries.size()) entries.emplace_back();
+    const auto first = entries.begin() + static_cast<std::ptrdiff_t>(place);
+    const auto spare = entries.begin() + static_cast<std::ptrdiff_t>(scratch.timeline_used);
+    std::rotate(first, spare, spare + 1);
+    ++scratch.timeline_used;
+    timeline_entry& entry = entries[place];
+    entry.time = time;
+    std::memset(entry.macb, '.', sizeof entry.macb);
+    std::memset(entry.touched, 0, sizeof entry.touched);
+    entry.long_names.clear();
+    entry.dos_names.clear();
+    return entry;
+}
+
+void add_name(std::vector<std::uint32_t>& names, std::uint32_t index, const std::vector<std::string>& texts) {
+    if (!names.empty() && names.back() == index) return;  // most times of a group share their name
+    auto place = names.begin();
+    while (place != names.end() && texts[*place] < texts[index]) ++place;
+    if (place == names.end() || texts[*place] != texts[index]) names.insert(place, index);
+}
+
+constexpr std::uint32_t no_name = ~std::uint32_t{0};
+
+// A name that times are added with: its place among the group's narrow names.
+struct dated_name {
+    std::uint32_t index = no_name;
+    bool is_dos = false;
+};
+
+void add_times(report_scratch& scratch, const four_times& times, time_source source, dated_name name) {
+    const std::uint64_t values[4] = {times.modified, times.accessed, times.mft_changed, times.created};
+    timeline_entry* entry = nullptr;
+    for (std::size_t letter = 0; letter < 4; ++letter) {
+        if (values[letter] == 0) continue;
+        if (entry == nullptr || entry->time != values[letter]) {
+            entry = &entry_at(scratch, values[letter]);
+            entry->touched[source] = true;
+            if (name.index != no_name) add_name(name.is_dos ? entry->dos_names : entry->long_names, name.index, scratch.names);
+        }
+        entry->macb[source][letter] = "macb"[letter];
+    }
+}
+
+dated_name narrow_name(report_scratch& scratch, std::uint32_t index, const name_entry& name) {
+    if (index == scratch.names.size()) scratch.names.emplace_back();
+    scratch.names[index].clear();
+    append_utf8(scratch.names[index], name.name);
+    return {scratch.names[index].empty() ? no_name : index, name.is_dos};
+}
+
+// Every distinct time of the call, ascending, each with the letters and names that share it.
+void fill_timeline(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
+    scratch.timeline_used = 0;
+    const file_record& record = call.record;
+    const si_entry* si = record.std_infos.empty() ? nullptr : &record.std_infos.begin()->value;
+    std::uint32_t names = 0;
+    for (const auto& item : record.file_names) {
+        const name_entry& name = item.value;
+        if (name.is_dos && ctx.hide_dos_fntimes) continue;
+        if (call.path != nullptr && name.parent != call.path->key) continue;
+        const dated_name dated = narrow_name(scratch, names++, name);
+        if (si != nullptr) add_times(scratch, times_of(*si), from_si, dated);
+        if (call.path == nullptr) continue;
+        add_times(scratch, times_of(name), name.is_dos ? from_dos_name : from_long_name, dated);
+    }
+    if (scratch.timeline_used == 0 && si != nullptr) add_times(scratch, times_of(*si), from_si, {});
+}
+
+const std::string& inode_text(const report_call& call, mft_entries_ctx& ctx) {
+    std::string& text = scratch_of(ctx).inode;
+    text.clear();
+    append_number_text(text, call.record.inode, 8, ctx);
+    return text;
+}
+
+const std::string& ext_text(const report_call& call, mft_entries_ctx& ctx) {
+    report_scratch& scratch = scratch_of(ctx);
+    std::string& text = scratch.ext;
+    text.clear();
+    if (call.path != nullptr && !call.record.is_directory() && scratch.timeline_used > 0) {
+        std::u16string_view ext = extension_of(call.path->value.name, true);
+        scratch.wide_ext.assign(ext.begin(), ext.end());
+        lower_in_place(scratch.wide_ext);
+        append_utf8(text, scratch.wide_ext);
+    }
+    if (text.empty()) text = "none";
+    return text;
+}
+
+void append_count(std::string& text, std::string_view word, std::size_t count) {
+    append_item(text, word);
+    append_decimal(text, count);
+    text += ']';
+}
+
+// What concerns the record's names and links; nothing without a path entry or without any time.
+void append_path_info(std::string& text, const report_call& call, const report_scratch& scratch) {
+    const file_record& record = call.record;
+    if (call.path == nullptr || scratch.timeline_used == 0) return;
+    if (record.lower_names.size() > 1) append_count(text, "multinames [", record.lower_names.size());
+    if (record.parents.size() > 1) append_count(text, "multiroots [", record.parents.size());
+    if (call.path->value.path.empty() || record.reparse_targets.empty()) return;
+    append_item(text, "symlink: [");
+    append_reparse_targets(text, record);
+    text += ']';
+}
+
+const std::string& other_info(const report_call& call, mft_entries_ctx& ctx) {
+    report_scratch& scratch = scratch_of(ctx);
+    std::string& text = scratch.other_info;
+    const file_record& record = call.record;
+    text.clear();
+    append_path_info(text, call, scratch);
+    if (record.is_extension) {
+        append_item(text, "refinode [");
+        append_number_text(text, record.base_reference & inode_mask, 8, ctx);
+        text += ']';
+    }
+    if (record.attribute_list_nonresident && ctx.mft_reader != nullptr) {
+        append_item(text, "attrib list non-resident [not avail for parsing w/o image]");
+    }
+    if (record.time_warning) append_item(text, record.time_warning_text);
+    if (ctx.record_offset_wanted && record.record_offset != 0) {
+        append_item(text, "filerecord: ");
+        append_number_text(text, record.record_offset, 1, ctx);
+    }
+    append_filter_hits(text, record);
+    return text;
+}
+
+const std::string& cluster_text(const report_call& call, mft_entries_ctx& ctx) {
+    std::string& text = scratch_of(ctx).clusters;
+    text.clear();
+    if (call.hide_clusters) {
+        append_data_types(text, call.record);
+    } else if (call.attribute != nullptr) {
+        append_cluster_text(text, *call.attribute);
+    }
+    return text;
+}
+
+const std::string& last_column_text(const report_call& call, mft_entries_ctx& ctx) {
+    report_scratch& scratch = scratch_of(ctx);
+    if (!scratch.extracted_path.empty()) return scratch.extracted_path;
+    std::string& text = scratch.head_bytes;
+    text.clear();
+    if (call.attribute == nullptr) return text;
+    for (const std::uint8_t byte : call.attribute->head_bytes) {
+        if (!text.empty()) text += ' ';
+        append_hex(text, byte, 2);
+    }
+    return text;
+}
+
+const std::string& macb_text(const timeline_entry& entry, report_scratch& scratch) {
+    constexpr std::string_view openings[time_sources] = {"si:[", "fn:[", "fn8.3["};
+    char letters[64];
+    char* at = letters;
+    const auto put = [&at](std::string_view text) {
+        std::memcpy(at, text.data(), text.size());
+        at += text.size();
+    };
+    for (std::size_t source = 0; source < time_sources; ++source) {
+        if (!entry.touched[source]) continue;
+        if (at != letters) put("; ");
+        put(openings[source]);
+        put({entry.macb[source], 4});
+        put("]");
+    }
+    scratch.macb.assign(letters, static_cast<std::size_t>(at - letters));
+    return scratch.macb;
+}
+
+// The first long name stands behind the path; further ones and 8.3 names follow in brackets.
+const std::string& path_and_name(const timeline_entry& entry, const report_call& call, report_scratch& scratch) {
+    std::string& text = scratch.path_and_name;
+    text.clear();
+    const auto start_with = [&](const std::string& name) {
+        if (call.path != nullptr) text += call.path->value.path;
+        text += name;
+    };
+    for (std::size_t index = 0; index < entry.long_names.size(); ++index) {
+        const std::string& name = scratch.names[entry.long_names[index]];
+        if (index > 0) {
+            text.append(" [alias: ").append(name).append("]");
+            continue;
+        }
+        start_with(name);
+        if (has_stream_name(call.attribute)) {
+            text += ':';
+            append_utf8(text, call.attribute->name);
+        }
+    }
+    for (const std::uint32_t index : entry.dos_names) {
+        const std::string& name = scratch.names[index];
+        if (text.empty()) {
+            start_with(name);
+        } else {
+            text.append(" [8.3: ").append(name).append("]");
+        }
+    }
+    return text;
+}
+
+bool in_time_range(std::uint64_t time, const mft_entries_ctx& ctx) {
+    if (ctx.time_start == 0 && ctx.time_stop == 0) return true;
+    return time >= ctx.time_start && time <= ctx.time_stop;
+}
+
+bool any_row(const report_scratch& scratch, const mft_entries_ctx& ctx) {
+    const auto end = scratch.timeline.begin() + static_cast<std::ptrdiff_t>(scratch.timeline_used);
+    return std::any_of(scratch.timeline.begin(), end,
+                       [&ctx](const timeline_entry& entry) { return in_time_range(entry.time, ctx); });
+}
+
+bool same_names(const timeline_entry& left, const timeline_entry& right) {
+    return left.long_names == right.long_names && left.dos_names == right.dos_names;
+}
+
+// Where the cells of a group's rows differ: the date and the letters, and the path.
+struct row_places {
+    int date = 0, macb = 0, path = 0;
+};
+
+// Sets what all rows of the group share.
+row_places fill_row(result_row& row, const report_call& call, mft_entries_ctx& ctx) {
+    report_scratch& scratch = scratch_of(ctx);
+    const file_record& record = call.record;
+    const bool clusters = scratch.columns_show_clusters;
+    row_places places;
+    int index = 0;
+    index += cell_set_text(row, index, inode_text(call, ctx), cell_inode_text);
+    index += cell_set_value(row, index, record.sequence, cell_u16, cell_always_decimal);
+    index += cell_set_value(row, index, parent_number(call.path), cell_u64);
+    index += cell_set_value(row, index, parent_sequence(call.path), cell_u16, cell_always_decimal);
+    index += cell_set_text(row, index, record_type_word(record, ctx));
+    index += cell_set_text(row, index, ext_text(call, ctx));
+    index += cell_set_value(row, index, record.link_count(), cell_u32, cell_always_decimal);
+    if (clusters) {
+        const std::uint64_t size = call.attribute == nullptr ? 0 : call.attribute->data_size();
+        index += cell_set_value(row, index, size, cell_u64);
+    }
+    places.date = index;
+    index += ctx.pair_datetime ? 1 : 2;
+    places.macb = index++;
+    if (clusters) index += cell_set_text(row, index, call.attribute == nullptr ? "" : call.attribute->label);
+    index += cell_set_text(row, index, other_info(call, ctx));
+    if (ctx.want_md5) index += cell_set_text(row, index, scratch.md5_text);
+    if (ctx.want_sha1) index += cell_set_text(row, index, scratch.sha1_text);
+    places.path = index++;
+    index += cell_set_text(row, index, cluster_text(call, ctx));
+    if (index < row.cell_count) cell_set_text(row, index, last_column_text(call, ctx));
+    return places;
+}
+
+}  // namespace
+
+void write_timeline_rows(const report_call& call, std::ostream& out, mft_entries_ctx& ctx) {
+    report_scratch& scratch = scratch_of(ctx);
+    fill_timeline(call, scratch, ctx);
+    if (!any_row(scratch, ctx)) return;
+    if (scratch.columns.empty()) add_columns(call, ctx);
+    if (ctx.header_pending) write_header(out, ctx);
+
+    result_row& row = scratch.row;
+    row_reset(row, scratch.columns.size());
+    const row_places places = fill_row(row, call, ctx);
+    const auto date = static_cast<std::size_t>(places.date);
+    const auto behind_macb = static_cast<std::size_t>(places.macb) + 1;
+    scratch.shared_front.clear();
+    append_cells(scratch.shared_front, row, 0, date, ctx);
+    const timeline_entry* previous = nullptr;
+    for (std::size_t index = 0; index < scratch.timeline_used; ++index) {
+        const timeline_entry& entry = scratch.timeline[index];
+        if (!in_time_range(entry.time, ctx)) continue;
+        if (previous == nullptr || !same_names(*previous, entry)) {
+            cell_set_text(row, places.path, path_and_name(entry, call, scratch));
+            scratch.shared_back.clear();
+            append_cells(scratch.shared_back, row, behind_macb, row.cells.size(), ctx);
+            scratch.shared_back += '\n';
+        }
+        previous = &entry;
+        cell_set_value(row, places.date, entry.time, ctx.pair_datetime ? cell_paired_date_time : cell_date_time);
+        cell_set_text(row, places.macb, macb_text(entry, scratch));
+        scratch.line = scratch.shared_front;
+        append_cells(scratch.line, row, date, behind_macb, ctx);
+        scratch.line += scratch.shared_back;
+        write_line(out, scratch.line, ctx);
+    }
+}

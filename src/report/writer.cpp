@@ -1,0 +1,235 @@
+#include "report/writer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <ostream>
+
+#include "base/digits.h"
+#include "front/run_context.h"
+#include "report/report_scratch.h"
+
+namespace {
+
+// Rows are written through a plain pointer: append_cells makes room for all cells of a call at once.
+char* put(char* to, std::string_view text) {
+    return to + text.copy(to, text.size());
+}
+
+char* put_blanks(char* to, std::size_t count) {
+    std::memset(to, ' ', count);
+    return to + count;
+}
+
+// Blanks behind what stands from `start` to `at`, up to the width.
+char* pad_right(char* start, char* at, std::size_t width) {
+    const auto written = static_cast<std::size_t>(at - start);
+    return written < width ? put_blanks(at, width - written) : at;
+}
+
+// Where a cell's text is to be padded up to: its column's width, 0 for none.
+std::size_t pad_width(const result_cell& column, const mft_entries_ctx& ctx) {
+    return ctx.no_whitespace || column.width < 0 ? 0 : static_cast<std::size_t>(column.width);
+}
+
+std::size_t digits_without_white_space(std::uint16_t kind) { return kind == cell_u8 ? 2 : kind == cell_u16 ? 4 : 8; }
+
+char* put_number(char* to, const result_cell& cell, std::size_t width, const mft_entries_ctx& ctx) {
+    if (!ctx.hex_numbers || (cell.flags & cell_always_decimal) != 0) {
+        const std::size_t count = digits::count_decimal(cell.value);
+        if (count < width) to = put_blanks(to, width - count);
+        return digits::put_decimal(to, cell.value);
+    }
+    to = put(to, "0x");
+    const std::size_t padded = width >= 2 ? width - 2 : 0;
+    return digits::put_hex(to, cell.value, ctx.no_whitespace ? digits_without_white_space(cell.kind) : padded);
+}
+
+constexpr std::size_t longest_tag = 6;  // what one byte of a text can grow to, below
+
+// Line ends inside a text become visible. Kept: a lone CR stays where the text holds a LF anywhere.
+char* put_with_tags(char* to, std::string_view text) {
+    const bool any_feed = text.find('\n') != std::string_view::npos;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const bool next_is_feed = at + 1 < text.size() && text[at + 1] == '\n';
+        const bool next_is_return = at + 1 < text.size() && text[at + 1] == '\r';
+        if (text[at] == '\r' && next_is_feed) {
+            to = put(to, "[CRLF]");
+            ++at;
+        } else if (text[at] == '\n' && next_is_return) {
+            to = put(to, "[LFCR]");
+            ++at;
+        } else if (text[at] == '\n') {
+            to = put(to, "[LF]");
+        } else if (text[at] == '\r' && !any_feed) {
+            to = put(to, "[CR]");
+        } else {
+            *to++ = text[at];
+        }
+    }
+    return to;
+}
+
+bool line_ends_are_tagged(const mft_entries_ctx& ctx) {
+    return ctx.format_csv || ctx.format_csvgen || ctx.format_l2t || ctx.format_bodyfile;
+}
+
+char* put_text(char* to, std::string_view text, std::size_t width, const mft_entries_ctx& ctx) {
+    const bool tagged = line_ends_are_tagged(ctx) && text.find_first_of("\r\n") != std::string_view::npos;
+    char* const end = tagged ? put_with_tags(to, text) : put(to, text);
+    if (ctx.replace_from != 0 && text.find(ctx.replace_from) != std::string_view::npos) {
+        std::replace(to, end, ctx.replace_from, ctx.replace_to);
+    }
+    return pad_right(to, end, width);
+}
+
+char* put_blank_before_time(char* to, const mft_entries_ctx& ctx) {
+    if (ctx.blank_before_time) *to++ = ' ';
+    return to;
+}
+
+// One blank for a half that has no text; nothing without white space.
+char* put_absent(char* to, const mft_entries_ctx& ctx) {
+    if (!ctx.no_whitespace) *to++ = ' ';
+    return to;
+}
+
+char* put_date_text(char* to, const time_point& time, const mft_entries_ctx& ctx) {
+    return time.valid ? to + put_date(to, time, ctx.report_state->date) : put_absent(to, ctx);
+}
+
+char* put_time_text(char* to, const time_point& time, const mft_entries_ctx& ctx) {
+    return time.valid ? to + put_time(to, time, ctx.report_state->time) : put_absent(to, ctx);
+}
+
+// Both halves, with the separator between them.
+char* put_split_time(char* to, const result_cell& cell, const result_cell* columns, const mft_entries_ctx& ctx) {
+    const time_point time = time_point_of(cell.value);
+    to = pad_right(to, put_date_text(to, time, ctx), pad_width(columns[0], ctx));
+    to = put_blank_before_time(put(to, ctx.separator), ctx);
+    return pad_right(to, put_time_text(to, time, ctx), pad_width(columns[1], ctx));
+}
+
+char* put_paired_time(char* to, const result_cell& cell, std::size_t width, const mft_entries_ctx& ctx) {
+    const time_point time = time_point_of(cell.value);
+    to = put_blank_before_time(to, ctx);
+    char* at = put_date_text(to, time, ctx);
+    *at++ = ' ';
+    return pad_right(to, put_time_text(at, time, ctx), width);
+}
+
+// Writes the cell at `index`, and moves on to the second of a date and time pair.
+char* put_cell(char* to, const result_row& row, std::size_t& index, const std::vector<result_cell>& columns,
+               const mft_entries_ctx& ctx) {
+    const result_cell& cell = row.cells[index];
+    const std::size_t width = pad_width(columns[index], ctx);
+    switch (cell.kind) {
+        case cell_u8:
+        case cell_u16:
+        case cell_u32:
+        case cell_u64: return put_number(to, cell, width, ctx);
+        case cell_text: return put_text(to, cell.text, width, ctx);
+        case cell_paired_date_time: return put_paired_time(to, cell, width, ctx);
+        case cell_date_time:
+            if (index + 1 >= columns.size()) return to;
+            ++index;
+            return put_split_time(to, cell, &columns[index - 1], ctx);
+        default: return to;
+    }
+}
+
+// The most bytes that the cells can take.
+std::size_t room_for(const result_row& row, std::size_t from, std::size_t to, const std::vector<result_cell>& columns,
+                     const mft_entries_ctx& ctx) {
+    constexpr std::size_t most_of_any_value = date_room + time_room + 4;
+    const std::size_t growth = line_ends_are_tagged(ctx) ? longest_tag : 1;
+    std::size_t room = 0;
+    for (std::size_t index = from; index < to; ++index) {
+        room += growth * row.cells[index].text.size() + pad_width(columns[index], ctx) + most_of_any_value +
+                ctx.separator.size();
+    }
+    return room;
+}
+
+void make_plans(report_scratch& scratch, const mft_entries_ctx& ctx) {
+    if (scratch.plans_made) return;
+    scratch.date = plan_date(ctx.date_format);
+    scratch.time = plan_time(ctx.time_format);
+    scratch.plans_made = true;
+}
+
+}  // namespace
+
+void row_reset(result_row& row, std::size_t count) {
+    row.row_kind = 1;
+    row.cell_count = static_cast<std::int32_t>(count);
+    row.cells.assign(count, {});
+}
+
+int cell_set_text(result_row& row, int index, std::string_view text, std::uint32_t flags) {
+    if (row.row_kind != 1 || index < 0 || index >= row.cell_count) return 1;
+    row.cells[static_cast<std::size_t>(index)] = {cell_text, flags, 0, text, 0};
+    return 1;
+}
+
+int cell_set_value(result_row& row, int index, std::uint64_t value, cell_kind kind, std::uint32_t flags) {
+    if (row.row_kind != 1 || index < 0 || index >= row.cell_count || kind >= 24) return 1;
+    row.cells[static_cast<std::size_t>(index)] = {kind, flags, 0, {}, value};
+    if (kind != cell_date_time) return 1;
+    if (index + 1 < row.cell_count) row.cells[static_cast<std::size_t>(index) + 1] = {};
+    return 2;
+}
+
+void column_add(mft_entries_ctx& ctx, std::string_view label, std::size_t width, cell_kind kind) {
+    const auto shown_width = ctx.no_whitespace ? 0 : static_cast<std::int64_t>(width);
+    scratch_of(ctx).columns.push_back({kind, 0, shown_width, label, 0});
+}
+
+void write_header(std::ostream& out, mft_entries_ctx& ctx) {
+    report_scratch& scratch = scratch_of(ctx);
+    std::string& line = scratch.line;
+    line.clear();
+    for (std::size_t index = 0; index < scratch.columns.size(); ++index) {
+        const result_cell& column = scratch.columns[index];
+        const bool holds_time = column.kind == cell_time_half || column.kind == cell_paired_date_time;
+        if (holds_time && ctx.blank_before_time) line += ' ';
+        line += column.text;
+        const std::size_t width = pad_width(column, ctx);
+        if (column.text.size() < width) line.append(width - column.text.size(), ' ');
+        if (index + 1 < scratch.columns.size()) line += ctx.separator;
+    }
+    line += '\n';
+    write_line(out, line, ctx);
+    ctx.header_pending = false;
+}
+
+void append_cells(std::string& line, const result_row& row, std::size_t from, std::size_t to, mft_entries_ctx& ctx) {
+    report_scratch& scratch = scratch_of(ctx);
+    make_plans(scratch, ctx);
+    const std::size_t count = std::min({to, row.cells.size(), scratch.columns.size()});
+    const std::size_t start = line.size();
+    line.resize(start + room_for(row, from, count, scratch.columns, ctx));
+    char* at = line.data() + start;
+    for (std::size_t index = from; index < count; ++index) {
+        at = put_cell(at, row, index, scratch.columns, ctx);
+        if (index + 1 < row.cells.size()) at = put(at, ctx.separator);
+    }
+    line.resize(static_cast<std::size_t>(at - line.data()));
+}
+
+void write_row(std::ostream& out, const result_row& row, mft_entries_ctx& ctx) {
+    if (ctx.header_pending) write_header(out, ctx);
+    std::string& line = scratch_of(ctx).line;
+    line.clear();
+    append_cells(line, row, 0, row.cells.size(), ctx);
+    line += '\n';
+    write_line(out, line, ctx);
+}
+
+void write_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx) {
+    // Straight to the buffer: a formatted write and a flush look at the stream's state four times a row.
+    std::streambuf* buffer = out.rdbuf();
+    const auto size = static_cast<std::streamsize>(line.size());
+    if (buffer != nullptr && buffer->sputn(line.data(), size) == size && buffer->pubsync() == 0) return;
+    out.setstate(std::ios::badbit);
+    ctx.results_failed = true;
+}
