@@ -1,0 +1,35 @@
+#include "front/not_offered.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "front/run_context.h"
+#include "platform/console.h"
+
+namespace {
+
+using ctx_t = mft_entries_ctx;
+
+// Sources other than an extracted $MFT, which comes first where several are given.
+bool needs_other_source(const ctx_t& ctx) {
+    if (!ctx.mft_file_path.empty()) return false;
+    return !ctx.image_path_disk.empty() || !ctx.image_path_volume.empty() || ctx.drive_number != -1 ||
+           !ctx.vmdk_paths.empty() || !ctx.live_volume_text.empty();
+}
+
+constexpr bool (*not_offered[])(const ctx_t& ctx) = {
+    needs_other_source,
+    [](const ctx_t& ctx) { return ctx.cpu_count > 1; },
+    [](const ctx_t& ctx) { return ctx.find_mft || ctx.format_bodyfile || ctx.format_l2t; },
+    [](const ctx_t& ctx) { return ctx.want_md5 || ctx.want_sha1; },
+    [](const ctx_t& ctx) { return ctx.copy_files; },
+    [](const ctx_t& ctx) { return ctx.unalloc_phase || ctx.all_clusters || ctx.deleted_all; },
+};
+
+}  // namespace
+
+bool refuse_what_is_not_offered(const mft_entries_ctx& ctx) {
+    const bool refused = std::any_of(std::begin(not_offered), std::end(not_offered), [&ctx](const auto needs) { return needs(ctx); });
+    if (refused) write_standard_error("This option is not offered in this build\n");
+    return refused;
+}

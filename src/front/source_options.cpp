@@ -1,0 +1,64 @@
+// Last part of the program's own pass: the sources that hold a whole disk or volume, and the test for any source.
+
+#include "base/numbers.h"
+#include "base/text.h"
+#include "front/run_context.h"
+#include "front/scanners.h"
+#include "front/walk_options.h"
+#include "platform/console.h"
+#include "platform/paths.h"
+
+namespace {
+
+using wide_list = std::vector<std::u16string>;
+
+int take_image(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
+    ctx.image_path_disk = make_absolute(value);
+    if (!ctx.image_path_disk.empty()) return 0;
+    write_standard_error("prob reading: , aborting\n,");
+    return -1;
+}
+
+int take_drive(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
+    std::uint64_t number = 0;
+    if (parse_u64(low_bytes(value), number)) ctx.drive_number = static_cast<std::int32_t>(number);
+    return 0;
+}
+
+int take_vmdk(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list) {
+    split_list(ctx.vmdk_paths, value, "|,;");
+    std::u16string further;
+    while (take_value_wide("-vmdk", further, list)) ctx.vmdk_paths.push_back(further);
+    return 0;
+}
+
+int take_index_file(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
+    ctx.indx_file_path = bytes_from_utf16(value);
+    return 0;
+}
+
+// The first that is there is taken, the others stay in the list.
+struct source_option {
+    const char* name;
+    int (*take)(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list);
+};
+
+constexpr source_option source_options[] = {
+    {"-image", take_image},
+    {"-drivenum", take_drive},
+    {"-vmdk", take_vmdk},
+    {"-indxfile", take_index_file},
+};
+
+}  // namespace
+
+int parse_source_options(mft_entries_ctx& ctx, wide_list& list) {
+    std::u16string value;
+    for (const source_option& option : source_options) {
+        if (take_value_wide(option.name, value, list)) return option.take(ctx, value, list);
+    }
+    if (!ctx.live_volume_text.empty() || !ctx.mft_file_path.empty()) return 0;
+    write_standard_error(
+        "error: need to specify at least an input source [-mftfile, -image, -drivenum, -partition, -vmdk]\n");
+    return -3;
+}

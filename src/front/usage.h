@@ -1,0 +1,11 @@
+// The usage text and the banner.
+// Called by the run driver: the banner for every run, the usage text when it is asked for.
+// Lists the documented options only; the option passes know more.
+#pragma once
+
+#include <string>
+
+constexpr const char* version_text = "ver: 0.72";
+constexpr const char* banner = "grelmoor ver: 0.72";
+
+std::string usage_text();
