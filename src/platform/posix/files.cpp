@@ -86,8 +86,8 @@ bool write_next(const native_file& file, const void* bytes, std::size_t count) {
 }
 
 void open_text_stream(std::ofstream& stream, const std::u16string& path) {
-    // Unbuffered: a row is one write of the caller's, and becomes one of the system's.
-    stream.rdbuf()->pubsetbuf(nullptr, 0);
+    // The stream's own buffer stays: a row and a sync make one plain write of it; without a buffer the library would
+    // gather nothing with the row, by a dearer call.
     stream.open(bytes_from_utf16(path), std::ios::out | std::ios::trunc);
 }
 

@@ -1,11 +1,10 @@
 #include "platform/console.h"
 
-#include <fcntl.h>
-#include <io.h>
 #include <windows.h>
 
 #include <shellapi.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ostream>
 #include <streambuf>
@@ -19,46 +18,65 @@ UINT code_page_before = 0;
 
 void restore_code_page() { SetConsoleOutputCP(code_page_before); }
 
-// Text mode: the runtime's write turns each line feed into the host's line end.
-bool write_all(int descriptor, const char* text, std::size_t count) {
-    while (count > 0) {
-        const int put = _write(descriptor, text, static_cast<unsigned>(count));
-        if (put <= 0) return false;
-        text += put;
-        count -= static_cast<std::size_t>(put);
+bool is_console(HANDLE handle) {
+    DWORD mode = 0;
+    return GetConsoleMode(handle, &mode) != 0;
+}
+
+bool write_all(DWORD which, std::string_view text) {
+    constexpr std::size_t one_write = 1u << 30;  // bytes
+    const HANDLE handle = GetStdHandle(which);
+    while (!text.empty()) {
+        const auto wanted = static_cast<DWORD>(std::min(text.size(), one_write));
+        DWORD put = 0;
+        if (WriteFile(handle, text.data(), wanted, &put, nullptr) == 0) return false;
+        // An older console counts characters, not bytes: what it took it took whole.
+        if (put < wanted && is_console(handle)) put = wanted;
+        if (put == 0) return false;
+        text.remove_prefix(put);
     }
     return true;
 }
 
-// No buffer: what a caller writes in one piece goes out in one.
-class descriptor_buffer : public std::streambuf {
+// The text mode is made here: the runtime's own cuts a long row into several writes.
+void assign_text_mode(std::string& out, std::string_view text) {
+    out.clear();
+    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+        out.append(text.substr(0, end)).append("\r\n");
+        text.remove_prefix(end + 1);
+    }
+    out.append(text);
+}
+
+// No buffer but the one where line ends are made: what a caller writes in one piece goes out in one.
+class handle_buffer : public std::streambuf {
 public:
-    explicit descriptor_buffer(int descriptor) : descriptor_(descriptor) {}
+    explicit handle_buffer(DWORD which) : which_(which) {}
 
 protected:
     std::streamsize xsputn(const char* text, std::streamsize count) override {
-        return write_all(descriptor_, text, static_cast<std::size_t>(count)) ? count : 0;
+        assign_text_mode(widened_, {text, static_cast<std::size_t>(count)});
+        return write_all(which_, widened_) ? count : 0;
     }
     int_type overflow(int_type unit) override {
         if (traits_type::eq_int_type(unit, traits_type::eof())) return traits_type::not_eof(unit);
         const char single = traits_type::to_char_type(unit);
-        return write_all(descriptor_, &single, 1) ? unit : traits_type::eof();
+        return xsputn(&single, 1) == 1 ? unit : traits_type::eof();
     }
 
 private:
-    int descriptor_;
+    DWORD which_;
+    std::string widened_;
 };
-
-constexpr int output_descriptor = 1, error_descriptor = 2;
 
 }  // namespace
 
 void prepare_console() {
-    _setmode(output_descriptor, _O_TEXT);
-    _setmode(error_descriptor, _O_TEXT);
+    // The code page is the console's, which outlives the program. 0: there is no console. UTF-8: nothing to restore,
+    // or a parent of ours restores it.
     code_page_before = GetConsoleOutputCP();
-    if (code_page_before == 0 || SetConsoleOutputCP(CP_UTF8) == 0) return;
-    std::atexit(restore_code_page);
+    if (code_page_before == 0 || code_page_before == CP_UTF8) return;
+    if (SetConsoleOutputCP(CP_UTF8) != 0) std::atexit(restore_code_page);
 }
 
 std::vector<std::string> native_arguments(int, char**) {
@@ -72,9 +90,13 @@ std::vector<std::string> native_arguments(int, char**) {
 }
 
 std::ostream& standard_output() {
-    static descriptor_buffer buffer(output_descriptor);
+    static handle_buffer buffer(STD_OUTPUT_HANDLE);
     static std::ostream stream(&buffer);
     return stream;
 }
 
-void write_standard_error(std::string_view text) { write_all(error_descriptor, text.data(), text.size()); }
+void write_standard_error(std::string_view text) {
+    std::string widened;
+    assign_text_mode(widened, text);
+    write_all(STD_ERROR_HANDLE, widened);
+}

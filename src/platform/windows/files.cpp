@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "platform/paths.h"
 #include "platform/windows/wide.h"
 
 namespace {
@@ -35,7 +36,8 @@ std::string system_error_text(std::uint32_t error) {
     wchar_t text[256];
     const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text,
                                         static_cast<DWORD>(std::size(text)), nullptr);
-    return utf8_from_utf16(trimmed(units_of({text, length})));
+    const std::u16string words = units_of({text, length});
+    return words.empty() ? "error " + std::to_string(error) : utf8_from_utf16(trimmed(words));
 }
 
 bool is_long_path_error(std::uint32_t error) { return error == ERROR_FILENAME_EXCED_RANGE || error == ERROR_PATH_NOT_FOUND; }
@@ -89,11 +91,15 @@ bool write_next(const native_file& file, const void* bytes, std::size_t count) {
 }
 
 void open_text_stream(std::ofstream& stream, const std::u16string& path) {
+    // Unbuffered: a row is one write of the caller's, and the runtime turns its line feeds into line ends.
+    stream.rdbuf()->pubsetbuf(nullptr, 0);
+    SetLastError(ERROR_SUCCESS);
     stream.open(wide_of(path).c_str(), std::ios::out | std::ios::trunc);
-    if (!stream.is_open() && path.size() >= MAX_PATH) {
-        stream.clear();
-        stream.open((L"\\\\?\\" + wide_of(path)).c_str(), std::ios::out | std::ios::trunc);
-    }
+    if (note(stream.is_open()) || !is_long_path_error(last_error)) return;
+    // The long form is tried here and not by the caller, for whom a stream keeps no number of the failure.
+    stream.clear();
+    stream.open((L"\\\\?\\" + wide_of(make_absolute(path))).c_str(), std::ios::out | std::ios::trunc);
+    note(stream.is_open());
 }
 
 bool create_one_directory(const std::u16string& path) {

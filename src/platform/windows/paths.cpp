@@ -50,6 +50,13 @@ std::u16string without_double_separators(std::u16string path, char16_t separator
     return path;
 }
 
+// Length of "\\server\share\", which no call can make.
+std::size_t share_length(std::u16string_view path) {
+    const std::size_t behind_server = path.find(u'\\', 2);
+    const std::size_t behind_share = path.find(u'\\', std::min(behind_server, path.size() - 1) + 1);
+    return behind_share == std::u16string_view::npos ? path.size() : behind_share + 1;
+}
+
 }  // namespace
 
 char16_t host_separator() { return u'\\'; }
@@ -57,6 +64,7 @@ bool is_host_separator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
 
 std::size_t root_length(std::u16string_view path) {
     if (path.starts_with(u"\\\\?\\") || path.starts_with(u"\\\\.\\")) return 4;
+    if (path.starts_with(u"\\\\")) return share_length(path);
     if (path.size() > 1 && path[1] == u':') return path.size() > 2 && is_host_separator(path[2]) ? 3 : 2;
     return !path.empty() && is_host_separator(path[0]) ? 1 : 0;
 }
