@@ -1,0 +1,110 @@
+#include "sources/volume_offset.h"
+
+#include "base/numbers.h"
+#include "base/text.h"
+#include "sources/partitions.h"
+#include "sources/source_reader.h"
+
+namespace {
+
+// "0x" and the offset, between two texts.
+void say_offset(offset_check& check, const char* ahead, std::uint64_t offset, const char* behind) {
+    check.text += ahead;
+    append_hex(check.text, offset);
+    check.text += behind;
+}
+
+// The table, or the reason in words why there is nothing to compare the offset with. `settled`: no table is needed.
+bool find_partitions(offset_check& check, source_reader& reader, partition_list& list, bool& settled) {
+    if (read_partition_table(reader, list, false)) return true;
+    if (is_ntfs_at(reader, 0)) {
+        check.found = settled = true;
+        check.offset = 0;
+        return true;
+    }
+    if (!read_partition_table(reader, list, true)) {
+        check.text += "couldn't find any partitions on disk\n";
+        return false;
+    }
+    check.text += "disk is corrupted, partition info questionable\n";
+    return true;
+}
+
+bool is_ntfs(const partition_entry& entry) { return type_name(entry.type).find("ntfs") != std::string::npos; }
+
+std::uint64_t start_of(const partition_entry& entry) { return entry.start_sector * entry.sector_size; }
+
+// The offset is the start of an NTFS partition: all that is left to ask is whether the source holds it.
+bool accept_partition(offset_check& check, const partition_entry& entry, std::uint64_t size) {
+    check.found = true;
+    const std::uint64_t end = (entry.start_sector + entry.sector_count) * entry.sector_size;
+    if (size >= end || check.ignore_size) return true;
+    say_offset(check, "volume offset 0x", check.offset,
+               " is a NTFS partition, however image size does not encapsulate entire volume\n");
+    return false;
+}
+
+void propose(offset_check& check, const partition_list& list, std::uint64_t proposal) {
+    check.text += "\n";
+    for (const partition_entry& entry : list) {
+        say_offset(check, "volume offset [ 0x", start_of(entry), " ] : ");
+        check.text += type_name(entry.type) + "\n";
+    }
+    check.text += "\n";
+    if (proposal == 0) {
+        check.text += "prob detecting ntfs partition\n";
+        return;
+    }
+    check.offset = proposal;
+    say_offset(check, "use option [-offset 0x", proposal, "]\n");
+}
+
+bool check_open_reader(offset_check& check, source_reader& reader, const std::string& words) {
+    if (!reader.is_open) {
+        check.text += words;
+        return false;
+    }
+    return check_volume_offset(check, reader);
+}
+
+}  // namespace
+
+bool check_volume_offset(offset_check& check, source_reader& reader) {
+    check.found = false;
+    if (!reader.is_open) return false;
+    const std::uint64_t size = reader.size();
+    if (size < check.offset) {
+        say_offset(check, "volume offset 0x", check.offset, " is not within image bounds\n");
+        return false;
+    }
+    partition_list list;
+    bool settled = false;
+    if (!find_partitions(check, reader, list, settled)) return false;
+    if (settled) return true;
+    std::uint64_t proposal = 0;
+    for (const partition_entry& entry : list) {
+        const std::uint64_t start = start_of(entry);
+        if (check.offset == start) {
+            if (is_ntfs(entry)) return accept_partition(check, entry, size);
+            say_offset(check, "volume offset selected 0x", start, " is not a NTFS partition, but [");
+            check.text += type_name(entry.type) + "]\n";
+            break;
+        }
+        if (!is_ntfs(entry)) continue;
+        check.found = true;
+        proposal = start;  // the last one in list order
+        if (size < start) say_offset(check, "volume offset 0x", start, " is not within image bounds\n");
+    }
+    propose(check, list, proposal);
+    return false;
+}
+
+bool check_image(offset_check& check, const std::u16string& path) {
+    source_reader reader(path);
+    return check_open_reader(check, reader, "invalid image: " + utf8_from_utf16(path) + "\n");
+}
+
+bool check_drive(offset_check& check, std::int64_t number) {
+    source_reader reader(static_cast<std::uint64_t>(number));
+    return check_open_reader(check, reader, "problems accessing physical disk #" + std::to_string(number) + ", aborting\n");
+}
