@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "front/run_context.h"
+#include "ntfs/volume.h"
 #include "sources/plain_file.h"
 
 namespace {
@@ -27,7 +28,7 @@ bool learn_record_size(mft_entries_ctx& ctx) {
     return true;
 }
 
-bool read_record_bytes(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, std::uint64_t inode) {
+bool read_mft_file(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, std::uint64_t inode) {
     if (!learn_record_size(ctx)) {
         log_diag(ctx, "err: first record unreadable, or without update sequence");
         return false;
@@ -40,6 +41,64 @@ bool read_record_bytes(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, 
              static_cast<unsigned long long>(size * inode), system_error_text(last_system_error()).c_str());
     return false;
 }
+
+bool read_from_volume(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, std::uint64_t inode) {
+    ntfs_volume& volume = *ctx.volume;
+    const std::uint64_t position = record_position(volume, inode);
+    if (position == 0) return false;  // the boot sector lies there: no record
+    if (read_bytes_at(volume, position, ctx.effective_record_size(), buffer)) return true;
+    log_diag(ctx, "err: record %llx unreadable at %llx: %s", static_cast<unsigned long long>(inode),
+             static_cast<unsigned long long>(position + ctx.volume_offset), read_error_text(volume).c_str());
+    return false;
+}
+
+bool read_record_bytes(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, std::uint64_t inode) {
+    return ctx.mft_reader != nullptr ? read_mft_file(buffer, ctx, inode) : read_from_volume(buffer, ctx, inode);
+}
+
+// The bytes of a non-resident attribute list, cluster by cluster as the walk of its entries comes to need them.
+class list_clusters {
+public:
+    list_clusters(ntfs_volume& volume, byte_view attribute) : volume_(volume) {
+        decode_runs(attribute, runs_);
+        // Kept: the sum counts in 32 bits.
+        for (const cluster_run& run : runs_) left_ += run.clusters * volume.cluster_bytes();
+        left_ = std::min(left_, list_limit);
+    }
+
+    // Appends the next cluster that can be read; one that cannot ends its run, and the next run takes its place.
+    bool append_next(std::vector<std::uint8_t>& bytes) {
+        const std::uint32_t cluster_size = volume_.cluster_bytes();
+        while (run_ < runs_.size() && left_ > 0) {
+            const cluster_run& run = runs_[run_];
+            const std::size_t before = bytes.size();
+            std::uint32_t size = cluster_size;
+            if (cluster_ < run.clusters) {
+                bytes.resize(before + cluster_size);
+                if (read_clusters(volume_, run.lcn + cluster_, bytes.data() + before, size)) {
+                    ++cluster_;
+                    bytes.resize(before + std::min(cluster_size, left_));
+                    left_ -= std::min(cluster_size, left_);
+                    return true;
+                }
+                bytes.resize(before);
+            }
+            ++run_;
+            cluster_ = 0;
+        }
+        return false;
+    }
+
+private:
+    // Guard: NTFS ends a list at 256 KiB, and a run may claim one cluster over and over.
+    static constexpr std::uint32_t list_limit = 16 * 1024 * 1024;
+
+    ntfs_volume& volume_;
+    std::vector<cluster_run> runs_;
+    std::size_t run_ = 0;
+    std::uint32_t cluster_ = 0;
+    std::uint32_t left_ = 0;  // bytes that may still be read
+};
 
 // Walks the entries of an attribute list and decodes what each names in another record.
 class list_walk {
@@ -56,7 +115,28 @@ public:
         }
     }
 
+    // The same over clusters. Kept: all that the runs hold is walked, not the list's real size.
+    void run(list_clusters& clusters) {
+        std::vector<std::uint8_t> bytes;
+        std::size_t at = 0;
+        while (true) {
+            while (bytes.size() < at + entry_header && clusters.append_next(bytes)) {}
+            const byte_view entry = byte_view(bytes).part(at, bytes.size());
+            const std::uint16_t length = entry.u16(list_entry_at::length);
+            if (length == 0) return;
+            follow(entry);
+            at += length;
+            if (at < drop_size) continue;
+            const std::size_t dropped = std::min(at, bytes.size());
+            bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(dropped));
+            at -= dropped;
+        }
+    }
+
 private:
+    static constexpr std::size_t entry_header = list_entry_at::attribute_id + 2;
+    static constexpr std::size_t drop_size = 256 * 1024;  // walked bytes that are let go of at once
+
     void follow(byte_view entry) {
         const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
         if (inode == inode_ || !load(inode)) return;
@@ -102,18 +182,9 @@ private:
 
 }  // namespace
 
-bool source_usable(const mft_entries_ctx& ctx) { return ctx.mft_reader != nullptr && ctx.mft_reader->is_open; }
-
-void apply_fixups(std::vector<std::uint8_t>& bytes, std::uint32_t sector_size) {
-    const byte_view view(bytes);
-    const std::size_t offset = view.u16(record_at::fixup_offset);
-    const std::size_t count = view.u16(record_at::fixup_count);
-    if (count < 2 || sector_size < 2) return;
-    const std::size_t sectors = bytes.size() / sector_size;
-    for (std::size_t sector = 1; sector < count && sector <= sectors; ++sector) {
-        const std::uint16_t word = view.u16(offset + 2 * sector);
-        std::memcpy(bytes.data() + sector * sector_size - 2, &word, sizeof word);
-    }
+bool source_usable(const mft_entries_ctx& ctx) {
+    if (ctx.mft_reader != nullptr && ctx.mft_reader->is_open) return true;
+    return ctx.volume != nullptr && ctx.volume->valid;
 }
 
 bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, mft_entries_ctx& ctx, std::uint64_t inode) {
@@ -176,13 +247,17 @@ void process_attribute_list(file_record& record, mft_entries_ctx& ctx, std::uint
                             std::size_t at, bool want_resident_copy) {
     const byte_view attribute = record_bytes.part(at, record_bytes.size);
     record.has_attribute_list = true;
+    list_walk walk(record, ctx, inode, want_resident_copy);
     if (attribute.u8(attribute_at::non_resident) != 0) {
-        // Its clusters lie on a volume that an extracted $MFT does not have.
         record.attribute_list_nonresident = true;
+        // Its clusters lie on a volume that an extracted $MFT does not have.
+        if (ctx.volume == nullptr) return;
+        list_clusters clusters(*ctx.volume, attribute);
+        walk.run(clusters);
         return;
     }
     const std::size_t value_offset = attribute.u16(attribute_at::value_offset);
     const std::uint32_t value_length = attribute.u32(attribute_at::value_length);
     if (value_offset == 0 || value_length == 0) return;
-    list_walk(record, ctx, inode, want_resident_copy).run(attribute.part(value_offset, value_length));
+    walk.run(attribute.part(value_offset, value_length));
 }

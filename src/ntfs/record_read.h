@@ -8,19 +8,17 @@
 
 #include "ntfs/attributes.h"
 #include "ntfs/file_record.h"
+#include "ntfs/fixups.h"
 
 struct mft_entries_ctx;
 
-// True if records can be read: an open extracted $MFT.
+// True if records can be read: an open extracted $MFT, or a valid volume.
 bool source_usable(const mft_entries_ctx& ctx);
 
 // One record, fixed up. `bad` is set for "BAAD", which is delivered as it lies. True with an empty buffer means that
 // the source ends there. False: unreadable, or neither "FILE" (within its limits), "INDX" nor "BAAD".
 // The first call on an extracted $MFT learns record_size.
 bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, mft_entries_ctx& ctx, std::uint64_t inode);
-
-// Overwrites the last word of each sector by the entry of the update sequence array that belongs there.
-void apply_fixups(std::vector<std::uint8_t>& bytes, std::uint32_t sector_size);
 
 // Number, header, sequence, base reference; returns the first attribute's offset.
 std::uint16_t fill_header_fields(file_record& record, std::uint64_t inode, byte_view bytes);

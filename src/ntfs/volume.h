@@ -1,0 +1,103 @@
+// One open NTFS volume: geometry from its boot sector, the place of each file record from record 0, and the reads by
+// record, by cluster and by position through which every other reader of the volume goes. Opened by walk/open_source.
+// Decodes no record but 0, and that only as far as it tells where the others lie; nothing is cached.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ntfs/runs.h"
+#include "sources/source_reader.h"
+
+struct cmd_params;
+
+enum volume_open_kind : std::uint32_t {
+    open_by_letter = 0x20,
+    open_by_image = 0x21,
+    open_by_drive = 0x22,
+    open_by_device_path = 0x23,
+    open_invalid = 0xFF,
+};
+
+struct volume_geometry {
+    std::int32_t cluster_size = 0;  // bytes
+    std::uint64_t total_clusters = 0;
+    std::uint32_t clusters_per_record = 0;  // 0: a record is smaller than a cluster
+    std::int64_t mft_offset = 0;            // bytes from the volume's start
+    std::uint32_t sectors_per_cluster = 0;
+    std::int64_t volume_offset = 0;  // bytes from the source's start; added to every read
+    std::uint32_t record_size = 0;   // bytes, from the boot sector; 0 reads as 1024
+};
+
+// Runs of record 0, by attribute.
+struct mft_runs {
+    std::vector<cluster_run> data_runs, index_runs, bitmap_runs;
+};
+
+// A run of $MFT: the clusters from the end of the one before it up to `end_vcn`.
+struct mft_extent {
+    std::uint64_t first_vcn = 0, end_vcn = 0;
+    std::uint64_t lcn = 0;
+};
+
+struct ntfs_volume {
+    std::unique_ptr<source_reader> reader;
+    volume_open_kind open_kind = open_invalid;
+    std::array<std::uint8_t, 512> boot_sector{};
+    std::vector<std::uint8_t> mft_record;  // record 0, fixed up
+    mft_runs mft_info;
+    std::vector<mft_extent> mft_extents;  // of mft_info.data_runs
+    std::uint32_t record_alloc_size = 0;  // bytes, from the header of record 0: the stride of records
+    bool valid = false;                   // set by validate, once
+    std::int64_t record_count = 0;        // what $MFT holds by its runs
+    volume_geometry geometry;
+
+    std::uint32_t cluster_bytes() const { return static_cast<std::uint32_t>(geometry.cluster_size); }
+    std::uint32_t sector_size() const;  // of the boot sector: what fixups go by
+    std::uint32_t record_bytes() const { return geometry.record_size == 0 ? 1024 : geometry.record_size; }
+};
+
+// Each makes the volume and hands it out only if it validates; `out` is null otherwise. `log` learns why.
+// An image or other file, a drive letter ("x:", "x:\") or a device path, told by the path's shape.
+bool open_volume_from_path(const std::u16string& path, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
+                           const cmd_params& log);
+// `kind` is open_by_letter, of which only the letter counts where the host has letters, or open_by_device_path.
+bool open_volume_from_letter(const std::u16string& path, std::unique_ptr<ntfs_volume>& out, volume_open_kind kind,
+                             const cmd_params& log);
+bool open_volume_from_drive(std::uint32_t number, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
+                            const cmd_params& log);
+
+// Boot sector, geometry and record 0. False: no NTFS volume that this program can read.
+bool validate(ntfs_volume& volume, const cmd_params& log);
+
+// Why the volume's last read failed.
+std::string read_error_text(const ntfs_volume& volume);
+
+// Positions below are bytes from the volume's start.
+
+// Position of a record; 0, which no record has, beyond the runs of $MFT or before the volume is valid.
+std::uint64_t record_position(const ntfs_volume& volume, std::uint64_t inode);
+// The first record number from `inode` on that lies inside the source; all ones if there is none. For loops over
+// numbers: runs may claim more clusters than any disk has.
+std::uint64_t next_record_inside(const ntfs_volume& volume, std::uint64_t inode);
+
+// `size` takes what the source holds of it. False: outside the source, or refused by the system.
+bool read_at_volume(ntfs_volume& volume, std::uint64_t position, void* buffer, std::uint32_t& size);
+// The same from a cluster's first byte on, whatever the size.
+bool read_from_cluster(ntfs_volume& volume, std::uint64_t lcn, void* buffer, std::uint32_t& size);
+// `size` must be whole clusters.
+bool read_clusters(ntfs_volume& volume, std::uint64_t lcn, void* buffer, std::uint32_t& size);
+// Sizes `bytes` to `size`; what the source does not hold is zeros.
+bool read_bytes_at(ntfs_volume& volume, std::uint64_t position, std::uint32_t size, std::vector<std::uint8_t>& bytes);
+
+enum class record_kind : std::uint8_t { none, file, index, bad };
+
+// "FILE" within its limits or "INDX", fixed up; anything else is false. Record 0 is read where the boot sector says.
+bool read_record(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint8_t>& bytes);
+// The same with "BAAD" records, fixed up like any other. Needs at least 1024 bytes, and all sectors of the record.
+bool read_record_checked(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint8_t>& bytes, record_kind& kind);
+// A record's allocated size of bytes at any position, as the one before; no demand on the size.
+bool read_record_at(ntfs_volume& volume, std::uint64_t position, std::vector<std::uint8_t>& bytes, record_kind& kind);
