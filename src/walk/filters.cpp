@@ -6,6 +6,8 @@
 #include "base/numbers.h"
 #include "base/text.h"
 #include "ntfs/file_record.h"
+#include "ntfs/streams.h"
+#include "ntfs/volume.h"
 #include "walk/paths.h"
 #include "walk/walk_scratch.h"
 
@@ -42,6 +44,20 @@ bool size_stage(file_record& record, mft_entries_ctx& ctx) {
 
 // --- wildcards -------------------------------------------------------------------------------------------------------
 
+// The record's names in lower case: made when the first stage asks, once a record.
+const std::vector<std::u16string>& lower_names(const file_record& record, mft_entries_ctx& ctx) {
+    walk_scratch& scratch = *ctx.walk_state;
+    if (scratch.names_ready) return scratch.names;
+    scratch.names_ready = true;
+    if (scratch.names.size() < record.file_names.size()) scratch.names.resize(record.file_names.size());
+    auto name = scratch.names.begin();
+    for (const auto& item : record.file_names) {
+        *name = item.value.name;
+        lower_in_place(*name++);
+    }
+    return scratch.names;
+}
+
 bool segments_match(const wildcard_pattern& pattern, std::string_view text, std::size_t at) {
     for (const wildcard_pattern::segment& segment : pattern.segments) {
         if (text.size() - at < segment.literal.size() + segment.gap) return false;
@@ -51,30 +67,40 @@ bool segments_match(const wildcard_pattern& pattern, std::string_view text, std:
     return true;
 }
 
-// The name as the bytes that patterns are made of: lower case, every line feed as carriage return and line feed.
-void set_name_bytes(walk_scratch& scratch, const std::u16string& name) {
-    scratch.lowered = name;
-    lower_in_place(scratch.lowered);
-    for (std::size_t at = scratch.lowered.find(u'\n'); at != std::u16string::npos; at = scratch.lowered.find(u'\n', at + 2)) {
-        scratch.lowered.insert(at, 1, u'\r');
+// A lower-cased name as the bytes that patterns are made of: every line feed as carriage return and line feed.
+std::string_view pattern_bytes(const std::u16string& name, std::u16string& expanded) {
+    const std::u16string* text = &name;
+    if (name.find(u'\n') != std::u16string::npos) {
+        expanded.clear();
+        for (const char16_t unit : name) {
+            if (unit == u'\n') expanded += u'\r';
+            expanded += unit;
+        }
+        text = &expanded;
     }
-    scratch.name_bytes.assign(reinterpret_cast<const char*>(scratch.lowered.data()), 2 * scratch.lowered.size());
+    return {reinterpret_cast<const char*>(text->data()), 2 * text->size()};
 }
 
-// Unanchored: the pattern may stand anywhere, at odd bytes too.
+// Unanchored: the pattern may stand anywhere, at odd bytes too. Only a place where its first literal stands can be one,
+// so that is what is looked for. A first segment without literal is a gap ahead of it.
 bool wildcard_matches(const wildcard_pattern& pattern, std::string_view name) {
     if (pattern.segments.empty() || name.size() < pattern.min_length) return false;
-    for (std::size_t start = 0; start + pattern.min_length <= name.size(); ++start) {
-        if (segments_match(pattern, name, start)) return true;
+    const wildcard_pattern::segment& first = pattern.segments.front();
+    const std::size_t lead = first.is_literal ? 0 : first.gap;
+    const std::string& literal = first.is_literal ? first.literal : pattern.segments[1].literal;
+    for (std::size_t at = name.find(literal, lead); at != std::string_view::npos; at = name.find(literal, at + 1)) {
+        if (segments_match(pattern, name, at - lead)) return true;
     }
     return false;
 }
 
 bool wildcard_stage(file_record& record, mft_entries_ctx& ctx) {
+    if (ctx.wildcards.empty()) return false;
+    const std::vector<std::u16string>& names = lower_names(record, ctx);
     for (const wildcard_pattern& pattern : ctx.wildcards) {
+        auto name = names.begin();
         for (const auto& item : record.file_names) {
-            set_name_bytes(*ctx.walk_state, item.value.name);
-            if (!wildcard_matches(pattern, ctx.walk_state->name_bytes)) continue;
+            if (!wildcard_matches(pattern, pattern_bytes(*name++, ctx.walk_state->expanded))) continue;
             record.wildcard_match = true;
             record.wildcard_match_text = item.value.name;
             return true;
@@ -83,16 +109,18 @@ bool wildcard_stage(file_record& record, mft_entries_ctx& ctx) {
     return false;
 }
 
-// --- names, directories, records, extensions --------------------------------------------------------------------------
+// --- names, directories, records, extensions -------------------------------------------------------------------------
+
+bool is_hit(const std::u16string& name, const std::u16string& wanted, bool partial) {
+    return name == wanted || (partial && name.find(wanted) != std::u16string::npos);
+}
 
 bool name_stage(file_record& record, mft_entries_ctx& ctx) {
-    std::u16string& lower = ctx.walk_state->lowered;
+    if (ctx.name_entries.empty()) return false;
+    const std::vector<std::u16string>& names = lower_names(record, ctx);
     for (const auto& rule : ctx.name_entries) {
-        for (const auto& item : record.file_names) {
-            lower = item.value.name;
-            lower_in_place(lower);
-            const bool part = rule.value.partial && lower.find(rule.key) != std::u16string::npos;
-            if (!part && lower != rule.key) continue;
+        for (std::size_t index = 0; index < record.file_names.size(); ++index) {
+            if (!is_hit(names[index], rule.key, rule.value.partial)) continue;
             record.name_match = true;
             record.name_match_text = rule.key;
             return true;
@@ -169,18 +197,12 @@ bool inode_stage(file_record& record, mft_entries_ctx& ctx) {
 // Only the record's first name that holds a "." is looked at.
 bool extension_stage(file_record& record, mft_entries_ctx& ctx) {
     if (ctx.extensions.empty()) return false;
-    std::u16string& lower = ctx.walk_state->lowered;
-    bool found = false;
-    for (const auto& item : record.file_names) {
-        const std::size_t dot = item.value.name.rfind(u'.');
-        if (dot == std::u16string::npos) continue;
-        lower.assign(item.value.name, dot + 1);
-        found = true;
-        break;
-    }
-    if (!found) return false;
-    lower_in_place(lower);
-    const auto hit = std::find(ctx.extensions.begin(), ctx.extensions.end(), lower);
+    const std::vector<std::u16string>& names = lower_names(record, ctx);
+    const auto end = names.begin() + static_cast<std::ptrdiff_t>(record.file_names.size());
+    const auto dotted = std::find_if(names.begin(), end, [](const auto& name) { return name.find(u'.') != name.npos; });
+    if (dotted == end) return false;
+    const std::u16string_view extension = std::u16string_view(*dotted).substr(dotted->rfind(u'.') + 1);
+    const auto hit = std::find(ctx.extensions.begin(), ctx.extensions.end(), extension);
     if (hit == ctx.extensions.end()) return false;
     record.ext_match = true;
     record.ext_match_text = *hit;
@@ -215,7 +237,7 @@ bool fetch_stream_head(attr_entry& attribute, mft_entries_ctx& ctx, std::uint64_
     const std::uint64_t first_lcn = attribute.runs.front().lcn;
     bool came = false;
     if (start == 0 && length < volume.cluster_bytes() && !is_sparse_run(attribute.runs, 0)) {
-        came = read_bytes_of_cluster(volume, first_lcn, head.data(), length);
+        came = read_from_cluster(volume, first_lcn, head.data(), length);
     } else {
         stream_runs stream(attribute.runs);
         std::uint32_t flags = 0;
@@ -234,6 +256,7 @@ bool has_or_filters(const mft_entries_ctx& ctx) {
 
 bool evaluate_or_filters(file_record& record, mft_entries_ctx& ctx) {
     if (!has_or_filters(ctx)) return true;
+    ctx.walk_state->names_ready = false;
     return std::any_of(std::begin(or_stages), std::end(or_stages),
                        [&](const auto stage) { return stage(record, ctx); });
 }

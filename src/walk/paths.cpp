@@ -32,7 +32,7 @@ std::uint32_t find_node(const path_cache& cache, std::uint64_t number, test want
 
 std::uint32_t find_cached(const path_cache& cache, std::uint64_t reference) {
     return find_node(cache, number_of(reference), [reference](const path_node& node) {
-        return (node.state & node_cached) != 0 && node.reference == reference;
+        return node.reference == reference && (node.state & node_cached) != 0;
     });
 }
 
@@ -97,8 +97,16 @@ bool mark_visit(path_cache& cache, std::uint32_t index, bool by_number) {
 }
 
 const known_path* find_known(const path_cache& cache, std::uint32_t index) {
-    const known_path& entry = cache.known[index % cache.known.size()];
+    const known_path& entry = cache.known[number_of(cache.nodes[index].reference) % cache.known.size()];
     return entry.node == index + 1 ? &entry : nullptr;
+}
+
+// The same for the first reference of a climb, without a look at any node: most files lie in a directory that some
+// file before them did. Only where no other record can have the number.
+const known_path* find_known_number(const path_cache& cache, std::uint64_t number) {
+    const known_path& entry = cache.known[number % cache.known.size()];
+    const bool is_it = entry.node != 0 && number_of(entry.reference) == number;
+    return is_it && cache.numbers_are_live ? &entry : nullptr;
 }
 
 // The node of one step. `no_node`: the climb ends here, with `<path corrupted>` if the sequence number is stale.
@@ -165,7 +173,8 @@ void remember(path_cache& cache, const known_path* continued, const std::string&
     constexpr std::uint8_t found_either_way = node_cached | node_fresh;
     if ((cache.nodes[index].state & found_either_way) != found_either_way) return;
     const auto steps = static_cast<std::uint32_t>(cache.parts.size() + (continued != nullptr ? continued->steps : 0));
-    known_path& entry = cache.known[index % cache.known.size()];
+    known_path& entry = cache.known[number_of(cache.nodes[index].reference) % cache.known.size()];
+    entry.reference = cache.nodes[index].reference;
     entry.node = index + 1;
     entry.steps = steps;
     entry.cut = cut;
@@ -209,6 +218,12 @@ void add_directory_node(path_cache& cache, const file_record& record, bool reads
 bool build_path(std::string& path, std::uint64_t inode_reference, mft_entries_ctx& ctx, path_cache& cache) {
     path.clear();
     if (!source_usable(ctx) || inode_reference == ~std::uint64_t{0}) return false;
+    if (sequence_of(inode_reference) == 0) {
+        if (const known_path* entry = find_known_number(cache, number_of(inode_reference))) {
+            path = entry->text;
+            return true;
+        }
+    }
     cache.parts.clear();
     if (++cache.climbs == 0) {
         for (path_node& node : cache.nodes) node.visit = node.number_visit = 0;
@@ -216,7 +231,7 @@ bool build_path(std::string& path, std::uint64_t inode_reference, mft_entries_ct
     }
     const known_path* known = nullptr;
     const bool reached = climb(cache, ctx, inode_reference, known);
-    path = known != nullptr ? known->text : "[root]\\";
+    path = known != nullptr ? std::string_view(known->text) : std::string_view("[root]\\");
     const bool whole = !(known != nullptr && known->cut) && compose(path, cache);
     if (reached) remember(cache, known, path, !whole);
     return reached;

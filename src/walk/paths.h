@@ -33,6 +33,7 @@ enum node_state : std::uint8_t {
 
 // The text of a climb that reached the root, kept to shorten later climbs through the same directory.
 struct known_path {
+    std::uint64_t reference = 0;
     std::uint32_t node = 0;  // index + 1; 0: free
     std::uint32_t steps = 0;
     bool cut = false;
@@ -44,7 +45,7 @@ struct path_cache {
     std::vector<path_node> nodes;
     std::string names;                 // the names of all nodes, end to end
     std::vector<std::uint32_t> slots;  // open addressing by record number; index + 1 of a node, 0: free
-    std::array<known_path, 256> known;
+    std::array<known_path, 1024> known;  // by record number
     std::vector<std::uint32_t> parts;  // nodes of the present climb
     std::uint32_t climbs = 0;
     bool numbers_are_live = true;  // a walked record is the one that its number names: false for records of free space

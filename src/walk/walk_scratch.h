@@ -4,8 +4,11 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 struct walk_scratch {
-    std::u16string lowered;  // the name being tested
-    std::string name_bytes;  // the same as UTF-16LE bytes, line feeds expanded
+    std::vector<std::u16string> names;  // the record's names in map order, lower case; entries beyond them are spare
+    bool names_ready = false;           // lower-cased already for the record in hand
+    std::u16string lowered;             // the stream name being tested
+    std::u16string expanded;            // a name whose line feeds were expanded
 };
