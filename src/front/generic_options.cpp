@@ -252,10 +252,10 @@ bool take_option(const generic_option& option, std::string& value, std::vector<s
 
 std::string joined_command_line(const std::vector<std::string>& args) {
     std::string line;
-    for (const std::string& entry : args) {
-        if (!line.empty()) line += ' ';
-        const bool quoted = entry.find(' ') != std::string::npos;
-        line += quoted ? '"' + entry + '"' : entry;
+    for (std::size_t index = 0; index < args.size(); ++index) {
+        if (index > 0) line += ' ';
+        const bool quoted = args[index].find(' ') != std::string::npos;
+        line += quoted ? '"' + args[index] + '"' : args[index];
     }
     return line;
 }

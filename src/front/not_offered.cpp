@@ -10,11 +10,12 @@ namespace {
 
 using ctx_t = mft_entries_ctx;
 
-// Sources other than an extracted $MFT, which comes first where several are given.
+// In the order in which sources are opened: a virtual disk goes before a drive or an image, a live volume behind them.
 bool needs_other_source(const ctx_t& ctx) {
     if (!ctx.mft_file_path.empty()) return false;
-    return !ctx.image_path_disk.empty() || !ctx.image_path_volume.empty() || ctx.drive_number != -1 ||
-           !ctx.vmdk_paths.empty() || !ctx.live_volume_text.empty();
+    if (!ctx.vmdk_paths.empty()) return true;
+    const bool has_image = !ctx.image_path_disk.empty() || !ctx.image_path_volume.empty();
+    return !ctx.live_volume_text.empty() && ctx.drive_number == -1 && !has_image;
 }
 
 constexpr bool (*not_offered[])(const ctx_t& ctx) = {

@@ -202,5 +202,5 @@ std::uint64_t present_time();
 
 // A line of the -diags log: "->", the text, a line feed. Does nothing without -diags. A text longer than its format
 // by more than 255 bytes is cut there.
-[[gnu::format(gnu_printf, 2, 3)]] void log_diag(const cmd_params& params, const char* format, ...);
+[[gnu::format(printf, 2, 3)]] void log_diag(const cmd_params& params, const char* format, ...);
 void log_diag_text(const cmd_params& params, const std::string& text);

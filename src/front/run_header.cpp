@@ -30,10 +30,10 @@ void append_local_time(std::string& out, const std::vector<std::string>& args) {
 
 std::string command_text(const std::vector<std::string>& args) {
     std::string text;
-    for (const std::string& entry : args) {
-        if (!text.empty()) text += ' ';
-        const bool quoted = entry.find(' ') != std::string::npos;
-        text += quoted ? "'" + entry + "'" : entry;
+    for (std::size_t index = 0; index < args.size(); ++index) {
+        if (index > 0) text += ' ';
+        const bool quoted = args[index].find(' ') != std::string::npos;
+        text += quoted ? "'" + args[index] + "'" : args[index];
     }
     return text;
 }

@@ -12,11 +12,13 @@ namespace {
 enum class line_ends { none, cr_lf, lf_cr, lf, cr, mixed };
 
 constexpr std::size_t style_window = 1024;  // bytes looked at to tell the line ends
+// Guard: a larger file is no script, and its text would not fit into memory.
+constexpr std::int64_t largest_script = 64 << 20;
 
 line_ends style_of(std::string_view text) {
-    text = text.substr(0, style_window);
     line_ends style = line_ends::none;
-    for (std::size_t at = 0; at < text.size(); ++at) {
+    // The window ends the scan, not the pair: the second byte of a line end may lie behind it.
+    for (std::size_t at = 0; at < std::min(text.size(), style_window); ++at) {
         if (text[at] != '\r' && text[at] != '\n') continue;
         const char next = at + 1 < text.size() ? text[at + 1] : '\0';
         line_ends found = text[at] == '\r' ? line_ends::cr : line_ends::lf;
@@ -105,6 +107,7 @@ void append_script(std::vector<std::u16string>& list) {
     if (!take_value_wide("-script", path, list)) return;
     plain_file file;
     std::vector<std::uint8_t> bytes;
-    if (!file.open_read(path) || !file.read_into(bytes, static_cast<std::uint64_t>(file.file_size()), 0)) return;
+    if (!file.open_read(path) || file.file_size() > largest_script) return;
+    if (!file.read_into(bytes, static_cast<std::uint64_t>(file.file_size()), 0)) return;
     for (std::u16string& token : script_tokens(bytes)) list.push_back(std::move(token));
 }

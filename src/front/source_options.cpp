@@ -7,22 +7,49 @@
 #include "front/walk_options.h"
 #include "platform/console.h"
 #include "platform/paths.h"
+#include "sources/volume_offset.h"
 
 namespace {
 
 using wide_list = std::vector<std::u16string>;
 
-int take_image(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
-    ctx.image_path_disk = make_absolute(value);
-    if (!ctx.image_path_disk.empty()) return 0;
-    write_standard_error("prob reading: , aborting\n,");
-    return -1;
+// Compares the offset with the partitions of the source, by `check`. Without -offset a source also passes that holds
+// an NTFS volume at 0 and is shorter than it.
+template <class check_call>
+bool accept_source(mft_entries_ctx& ctx, wide_list& list, const check_call& check) {
+    const bool offset_given = ctx.volume_offset != 0;
+    offset_check asked;
+    asked.offset = ctx.volume_offset;
+    asked.ignore_size = offset_given && take_flag_wide("-ignore_image_size", list);
+    const bool accepted = check(asked) || (!offset_given && asked.found && asked.offset == 0);
+    ctx.volume_offset = asked.offset;
+    if (!accepted) write_standard_error(asked.text + "\n");
+    return accepted;
 }
 
-int take_drive(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
-    std::uint64_t number = 0;
-    if (parse_u64(low_bytes(value), number)) ctx.drive_number = static_cast<std::int32_t>(number);
+int take_image(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list) {
+    ctx.image_path_disk = make_absolute(value);
+    if (ctx.image_path_disk.empty()) {
+        write_standard_error("prob reading: , aborting\n,");
+        return -1;
+    }
+    const bool offset_given = ctx.volume_offset != 0;
+    if (!accept_source(ctx, list, [&](offset_check& asked) { return check_image(asked, ctx.image_path_disk); })) return -1;
+    // The move records that the image is one volume and no disk.
+    if (!offset_given && ctx.volume_offset == 0) {
+        ctx.image_path_volume = std::move(ctx.image_path_disk);
+        ctx.image_path_disk.clear();
+    }
     return 0;
+}
+
+// The check sees the number as it was given: one that is too large for a drive must not become another one's.
+int take_drive(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list) {
+    std::uint64_t number = static_cast<std::uint64_t>(std::int64_t{ctx.drive_number});
+    parse_u64(low_bytes(value), number);
+    ctx.drive_number = static_cast<std::int32_t>(number);
+    const auto check = [number](offset_check& asked) { return check_drive(asked, static_cast<std::int64_t>(number)); };
+    return accept_source(ctx, list, check) ? 0 : -1;
 }
 
 int take_vmdk(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list) {
