@@ -1,0 +1,231 @@
+#!/usr/bin/env python3
+"""Compares the rows of whole $MFT files with what an independent toolkit says of the same records.
+
+facts:  the extracted $MFT files beside the checkout, with the toolkit's answers recorded in facts/*.json.xz
+sample: the sample volume, asked record by record with istat
+
+Compared: sequence numbers, allocation, parents, names, both sets of times to 100 ns, stream names, sizes, runs.
+Differs by design, and is left out:
+- records the toolkit refuses (torn fixups, "BAAD"): the program repairs or reads them as they lie
+- runs behind a stream's size: the toolkit cuts them (the rest of a compressed unit), the program shows all
+- run lists of record 0 of an extracted $MFT: the toolkit read it from a volume laid around the file
+- names with characters that the toolkit replaces on output (control characters, unpaired surrogates)
+- what lies behind a non-resident attribute list: an extracted $MFT does not hold it
+- times ahead of 1970: the program leaves them blank
+"""
+import argparse
+import collections
+import datetime
+import gzip
+import json
+import lzma
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+SKIPPED = 77
+EPOCH = datetime.datetime(1601, 1, 1)
+UNIX_EPOCH_TICKS = 116444736000000000
+TIMES = ("modified", "accessed", "mft_changed", "created")
+
+
+def filetime(date, time):
+    if not date.strip():
+        return None
+    whole, fraction = time.strip().split(".")
+    moment = datetime.datetime.strptime(f"{date} {whole}", "%m/%d/%Y %H:%M:%S")
+    return int((moment - EPOCH).total_seconds()) * 10**7 + int(fraction)
+
+
+def shown(ticks):
+    return None if ticks < UNIX_EPOCH_TICKS + 10**7 else ticks
+
+
+def program_records(options, source):
+    """Rows of the per-path report with every attribute, by record number."""
+    command = options.launcher + [options.program] + source + [
+        "-quiet", "-csvperpath", "-csv_separator", "tab", "-no_whitespace", "-base10",
+        "-timeformat", "hh:mm:ss.xxxxxxx", "-action_include_clusterinfo"]
+    output = subprocess.run(command, capture_output=True, check=True, timeout=300).stdout.replace(b"\r\n", b"\n")
+    lines = output.decode("utf-8", "surrogateescape").split("\n")[5:-1]
+    records = collections.defaultdict(list)
+    for line in lines:
+        cells = line.split("\t")
+        pairs = [filetime(cells[at], cells[at + 1]) for at in range(4, 20, 2)]
+        records[int(cells[0])].append({
+            "sequence": int(cells[1]), "parent": (int(cells[2]), int(cells[3])), "si": pairs[:4], "fn": pairs[4:],
+            "type": cells[20].split(":")[0], "label": cells[20].partition(":")[2], "size": cells[22], "name": cells[23],
+            "clusters": cells[-1]})
+    return records
+
+
+def expanded(runs, limit):
+    """Cluster numbers in file order, holes as None, as many as `limit`."""
+    clusters = []
+    for start, length in runs:
+        count = min(length, limit - len(clusters))
+        clusters += [None] * count if start is None else range(start, start + count)
+    return clusters
+
+
+def run_list(text):
+    runs = []
+    for piece in text.split("; "):
+        numbers = [int(each, 16) for each in re.findall("0x[0-9a-f]+", piece)]
+        length = numbers[-1] - numbers[0] + 1
+        runs.append((None if piece.endswith("[sparse]") else numbers[0], length))
+    return runs
+
+
+class Comparison:
+    def __init__(self):
+        self.compared = collections.Counter()
+        self.differences = []
+
+    def equal(self, what, ours, theirs):
+        self.compared[what.split(" ")[0]] += 1
+        if ours != theirs:
+            self.differences.append(f"{what}: program {ours!r}, toolkit {theirs!r}")
+
+    def names(self, where, rows, entry):
+        theirs = [name for name in entry["names"] if name["namespace"] != 2]
+        parents = {(name["parent"], name["parent_sequence"]) for name in theirs}
+        if not entry.get("list_elsewhere"):
+            self.equal(f"parents {where}", {row["parent"] for row in rows} if theirs else parents, parents)
+        known = {(name["parent"], name["parent_sequence"], printable(name["name"]),
+                  tuple(shown(name["times"][each]) for each in TIMES)) for name in theirs}
+        for row in rows if theirs else []:
+            name = printable(row["name"].rpartition(":")[0] if row["has_stream"] else row["name"])
+            self.equal(f"name {where}", (*row["parent"], name, tuple(row["fn"])) in known, True)
+
+    def streams(self, where, rows, entry):
+        theirs = {attribute["name"] or "": attribute for attribute in entry["attributes"] if attribute["type"] == 128}
+        ours = {}
+        for row in rows:
+            if row["label"] in ("", "ads") and row["size"]:
+                ours[row["name"].rpartition(":")[2] if row["label"] == "ads" else ""] = row
+        if not entry.get("list_elsewhere"):
+            self.equal(f"streams {where}", set(ours), set(theirs))
+        for name in set(ours) & set(theirs):
+            self.equal(f"size {where}:{name}", int(ours[name]["size"]), theirs[name]["size"])
+            runs = theirs[name].get("runs")
+            if not runs or entry["inode"] == 0 or not ours[name]["clusters"]:
+                continue
+            limit = sum(length for _, length in runs)
+            self.equal(f"runs {where}:{name}", expanded(run_list(ours[name]["clusters"]), limit), expanded(runs, limit))
+
+    def record(self, label, entry, rows):
+        where = f"{label}:{entry['inode']}"
+        for row in rows:
+            row["has_stream"] = row["label"] not in ("", "obj id", "security descr", "vol name", "vol info", "reparse point") and \
+                ":" in row["name"]
+        if not rows:
+            # A base record without times and names has no rows; so has a record without a single attribute.
+            self.equal(f"rows {where}", False, bool(entry["names"]) or entry.get("si") is not None)
+            return
+        self.equal(f"sequence {where}", {row["sequence"] for row in rows}, {entry["sequence"]})
+        self.equal(f"allocation {where}", {row["type"] == "del" for row in rows}, {not entry["allocated"]})
+        if entry.get("si"):
+            self.equal(f"si {where}", {tuple(row["si"]) for row in rows}, {tuple(shown(entry["si"]["times"][each]) for each in TIMES)})
+        self.names(where, rows, entry)
+        if entry["names"]:
+            self.streams(where, rows, entry)
+
+
+def printable(name):
+    return "".join("^" if ord(c) < 32 else c for c in name)
+
+
+def from_facts(options, comparison):
+    data = pathlib.Path(os.environ.get("GRELMOOR_DATA", ROOT.parent / "shared" / "data"))
+    if not data.is_dir():
+        print("skipped: no shared data beside the checkout")
+        return SKIPPED
+    for packed in sorted(data.glob("mft/*.xz")):
+        facts = json.load(lzma.open(data / "facts" / f"{packed.name.split('.')[0]}.json.xz"))
+        unpacked = options.work / packed.stem
+        unpacked.write_bytes(lzma.open(packed).read())
+        records = program_records(options, ["-mftfile", str(unpacked)])
+        for entry in facts["entries"]:
+            if "error" in entry:
+                continue
+            entry["list_elsewhere"] = any(each["type"] == 32 and not each["resident"] for each in entry["attributes"])
+            comparison.record(packed.stem, entry, records.get(entry["inode"], []))
+    return 0
+
+
+def ticks(text):
+    whole, fraction = re.match(r"(\S+ \S+)\.(\d{9})", text).groups()
+    moment = datetime.datetime.strptime(whole, "%Y-%m-%d %H:%M:%S")
+    value = int((moment - EPOCH).total_seconds()) * 10**7 + int(fraction) // 100
+    return 0 if text.startswith("2076-11-29 08:54:34") else value  # how istat prints a FILETIME of 0
+
+
+def times_of(block):
+    labels = {"Created": "created", "File Modified": "modified", "MFT Modified": "mft_changed", "Accessed": "accessed"}
+    return {labels[label]: ticks(value) for label, value in re.findall(r"^([\w ]+):\t(\d{4}-.*)$", block, re.M) if label in labels}
+
+
+def istat_entry(text, inode):
+    """What istat prints, as the facts files hold it. Its name list does not tell 8.3 names: they are let through."""
+    blocks = re.split(r"\n(?=\$STANDARD_INFORMATION|\$FILE_NAME|\$OBJECT_ID|Attributes:)", text)
+    entry = {"inode": inode, "names": [], "attributes": [], "si": None,
+             "sequence": int(re.search(r"Sequence: (\d+)", text).group(1)), "allocated": "\nAllocated " in text}
+    for block in blocks[1:]:
+        if block.startswith("$STANDARD"):
+            entry["si"] = {"times": times_of(block)}
+        elif block.startswith("$FILE_NAME"):
+            parent = re.search(r"Parent MFT Entry: (\d+) \tSequence: (\d+)", block)
+            entry["names"].append({"name": re.search(r"^Name: (.*)$", block, re.M).group(1), "namespace": 1,
+                                   "parent": int(parent.group(1)), "parent_sequence": int(parent.group(2)), "times": times_of(block)})
+        elif block.startswith("Attributes:"):
+            for kind, name, size, rest in re.findall(r"Type: .* \((\d+)-\d+\)   Name: (.*?)   .*?size: (\d+)(.*(?:\n  Starting .*)*)", block):
+                runs = [(None if "Sparse" in line else int(re.search(r"address: (\d+)", line).group(1)), int(re.search(r"length: (\d+)", line).group(1)))
+                        for line in rest.split("\n")[1:]]
+                entry["attributes"].append({"type": int(kind), "name": None if name == "N/A" else name, "size": int(size), "runs": runs})
+    return entry
+
+
+def from_sample(options, comparison):
+    if shutil.which("istat") is None:
+        print("skipped: istat is not installed")
+        return SKIPPED
+    image = options.work / "small.img"
+    image.write_bytes(gzip.open(ROOT / "samples" / "small.img.gz").read())
+    records = program_records(options, ["-image", str(image)])
+    for inode in range(max(records) + 1):
+        asked = subprocess.run(["istat", "-r", "-f", "ntfs", "-z", "UTC", str(image), str(inode)], capture_output=True)
+        if asked.returncode != 0:
+            continue
+        entry = istat_entry(asked.stdout.decode("utf-8", "replace"), inode)
+        is_extension = any("refinode" in row["clusters"] for row in records.get(inode, [])) or entry["si"] is None
+        if not is_extension:
+            comparison.record("sample", entry, records.get(inode, []))
+    return 0
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("part", choices=["facts", "sample"])
+    parser.add_argument("--program", required=True)
+    parser.add_argument("--launcher", nargs=1, default=[])
+    parser.add_argument("--work", required=True, type=pathlib.Path)
+    options = parser.parse_args()
+    options.work = options.work.resolve() / options.part
+    options.work.mkdir(parents=True, exist_ok=True)
+    comparison = Comparison()
+    result = from_facts(options, comparison) if options.part == "facts" else from_sample(options, comparison)
+    print("\n".join(comparison.differences[:40]))
+    print(f"{sum(comparison.compared.values())} comparisons {dict(comparison.compared)}, {len(comparison.differences)} differences")
+    if result == 0 and sum(comparison.compared.values()) < 500:
+        print("too few comparisons: nothing was proved")
+        return 1
+    return result or (1 if comparison.differences else 0)
+
+
+if __name__ == "__main__":
+    sys.exit(main())

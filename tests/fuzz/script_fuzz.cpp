@@ -1,0 +1,40 @@
+// Whatever a script holds: it becomes tokens without line ends, and the option passes end in one of their results,
+// the same one twice. Options that make files or look at devices are left out.
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "base/text.h"
+#include "front/script_file.h"
+#include "support/describe_settings.h"
+#include "support/program_run.h"
+
+namespace {
+
+void expect(bool law) {
+    if (!law) std::abort();
+}
+
+bool reaches_out(const std::u16string& token) {
+    constexpr std::u16string_view names[] = {u"-out",   u"-outfile",  u"-diags",     u"-action_copy_files", u"-script",
+                                             u"-image", u"-drivenum", u"-partition", u"-vmdk"};
+    return std::find(std::begin(names), std::end(names), lowered(token)) != std::end(names);
+}
+
+bool is_line_space(char16_t unit) { return unit >= u'\t' && unit <= u'\r'; }
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    std::vector<std::string> arguments;
+    for (const std::u16string& token : script_tokens({data, size})) {
+        expect(token.size() <= size && std::none_of(token.begin(), token.end(), is_line_space));
+        if (!reaches_out(token)) arguments.push_back(bytes_from_utf16(token));
+    }
+    expect(arguments.size() <= size);
+    const read_options once = options_of(arguments), twice = options_of(arguments);
+    expect(once.result >= -3 && once.result <= 0 && once.result == twice.result && once.left == twice.left);
+    expect(settings_beyond(*once.ctx, *twice.ctx).empty());
+    expect(once.left.front() == "grelmoor" && once.left.size() <= arguments.size() + 1);
+    return 0;
+}

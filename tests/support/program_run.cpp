@@ -1,0 +1,55 @@
+#include "support/program_run.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+
+#include "front/option_reader.h"
+#include "walk/filters.h"
+#include "walk/walkers.h"
+
+temporary_file::temporary_file(const build::bytes& content) {
+    static const unsigned run = std::random_device()();
+    static unsigned count = 0;
+    const std::string name = "grelmoor_test_" + std::to_string(run) + "_" + std::to_string(++count);
+    path_ = (std::filesystem::temp_directory_path() / name).string();
+    std::ofstream file(path_, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
+}
+
+temporary_file::~temporary_file() {
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+}
+
+read_options options_of(std::vector<std::string> arguments) {
+    read_options read;
+    read.ctx = std::make_unique<mft_entries_ctx>();
+    arguments.insert(arguments.begin(), "grelmoor");
+    read.result = parse_run_options(*read.ctx, arguments, "ver", "NTFS$MFT");
+    read.left = arguments;
+    return read;
+}
+
+std::vector<std::string> report_lines(const build::bytes& mft, std::vector<std::string> arguments) {
+    const temporary_file file(mft);
+    arguments.insert(arguments.end(), {"-mftfile", file.path(), "-quiet"});
+    const read_options read = options_of(arguments);
+    std::stringstream out;
+    walk_mft_sequence(out, *read.ctx);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(out, line);) lines.push_back(line);
+    return lines;
+}
+
+std::vector<std::string> cells_of(const std::string& row, const std::string& separator) {
+    std::vector<std::string> cells;
+    for (std::size_t from = 0;;) {
+        const std::size_t to = row.find(separator, from);
+        cells.push_back(row.substr(from, to - from));
+        if (to == std::string::npos) return cells;
+        from = to + separator.size();
+    }
+}

@@ -1,0 +1,81 @@
+#include "base/numbers.h"
+
+#include <gtest/gtest.h>
+
+#include "base/digits.h"
+
+namespace {
+
+constexpr std::uint64_t untouched = 77;
+
+}  // namespace
+
+TEST(numbers, parse_u64_and_parse_size_read_their_own_dialects) {
+    constexpr std::uint64_t most = ~std::uint64_t{0};
+    const struct { const char* text; std::uint64_t as_u64, as_size; } cases[] = {
+        {"16", 16, 16},
+        {"0x10", 16, 16},
+        {"x10", 16, untouched - 77},  // parse_size reads from the third character on
+        {"o20", 16, 16},
+        {"0x1F", 31, 31},
+        {"", untouched, untouched},
+        {"abc", untouched, untouched},
+        {"12abc", 12, 12},
+        {" 5", 5, 5},
+        {"99999999999999999999", most, 0x6bc75e2d630fffffULL},  // one saturates, the other is not checked
+        {"123456789012345678901", most, untouched},
+        {"0x11111111111111111", most, untouched},
+    };
+    for (const auto& c : cases) {
+        std::uint64_t value = untouched;
+        parse_u64(c.text, value);
+        EXPECT_EQ(value, c.as_u64) << c.text;
+        value = untouched;
+        parse_size(c.text, value);
+        EXPECT_EQ(value, c.as_size) << c.text;
+    }
+}
+
+TEST(numbers, small_parsers_leave_zero_or_the_old_value) {
+    const struct { const char* text; std::uint32_t as_u32; std::int32_t as_i32; } cases[] = {
+        {"12", 12, 12},   {"0x1f", 31, 31}, {"x1f", 31, 31}, {"o17", 15, 15},      {"'A'", 'A', 77},
+        {"-4", 0, -4},    {"+4", 0, 4},     {"word", 0, 0},  {"5000000000", ~0u, 705'032'704},
+    };
+    for (const auto& c : cases) {
+        std::uint32_t narrow = 77;
+        parse_u32(c.text, narrow);
+        EXPECT_EQ(narrow, c.as_u32) << c.text;
+        std::int32_t with_sign = 77;
+        parse_i32(c.text, with_sign);
+        EXPECT_EQ(with_sign, c.as_i32) << c.text;
+    }
+}
+
+TEST(numbers, a_list_is_split_at_its_first_kind_of_delimiter_only) {
+    const struct { const char16_t* value; std::vector<std::u16string> items; } cases[] = {
+        {u"a|b,c", {u"a", u"b,c"}}, {u" a , b ;c", {u"a", u"b ;c"}},      {u"a;;b;", {u"a", u"b"}},
+        {u" alone ", {u" alone "}}, {u"", {u""}},                         {u"| |", {}},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::u16string> items;
+        split_list(items, c.value, "|,;");
+        EXPECT_EQ(items, c.items);
+    }
+}
+
+TEST(numbers, digits_are_padded_with_zeros_and_never_cut) {
+    const struct { std::uint64_t value; std::size_t least; const char* hex; const char* decimal; } cases[] = {
+        {0, 1, "0", "0"},
+        {0x123, 8, "00000123", "00000291"},
+        {~std::uint64_t{0}, 8, "ffffffffffffffff", "18446744073709551615"},
+        {10, 1, "a", "10"},
+        {255, 30, "0000000000000000000000000000ff", "000000000000000000000000000255"},
+    };
+    for (const auto& c : cases) {
+        std::string hex, decimal;
+        append_hex(hex, c.value, c.least);
+        append_decimal(decimal, c.value, c.least);
+        EXPECT_EQ(hex, c.hex);
+        EXPECT_EQ(decimal, c.decimal);
+    }
+}

@@ -1,0 +1,167 @@
+// Whole runs in this process: what goes to which stream, and the exit code.
+
+#include "front/run_driver.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "front/run_header.h"
+#include "front/usage.h"
+#include "support/program_run.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using arguments = std::vector<std::string>;
+
+struct run_result {
+    int exit_code = 0;
+    std::string out, err;
+};
+
+std::string without_returns(std::string text) {
+    std::erase(text, '\r');
+    return text;
+}
+
+run_result result_of(arguments args) {
+    args.insert(args.begin(), "grelmoor");
+    run_result result;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    result.exit_code = run(args);
+    result.out = without_returns(testing::internal::GetCapturedStdout());
+    result.err = without_returns(testing::internal::GetCapturedStderr());
+    return result;
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> lines;
+    for (std::size_t from = 0; from < text.size();) {
+        const std::size_t to = text.find('\n', from);
+        lines.push_back(text.substr(from, to - from));
+        from = to == std::string::npos ? text.size() : to + 1;
+    }
+    return lines;
+}
+
+// Every digit as "#".
+std::string shape_of(std::string text) {
+    std::replace_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }, '#');
+    return text;
+}
+
+TEST(run, help_goes_to_standard_error_and_nothing_else_happens) {
+    for (const arguments& args : {arguments{}, {"-csv", "/?"}, {"-H"}, {"-out", "never_made", "-HELP"}, {"--help"}}) {
+        const run_result result = result_of(args);
+        EXPECT_EQ(result.exit_code, 0);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, usage_text());
+    }
+    EXPECT_FALSE(std::filesystem::exists("never_made"));
+}
+
+TEST(run, usage_keeps_its_columns) {
+    const std::vector<std::string> lines = lines_of(usage_text());
+    EXPECT_EQ(lines[0], std::string(77, '-'));
+    EXPECT_EQ(lines[2], "grelmoor ver: 0.72");
+    std::size_t near = 0, far = 0, bare = 0;
+    for (std::size_t index = 5; index < lines.size(); ++index) {
+        const std::string& line = lines[index];
+        if (!line.starts_with("  ")) continue;
+        const std::size_t sign = line.find(" = ");
+        bare += sign == std::string::npos;
+        near += sign == 31;
+        far += sign == 41;
+    }
+    EXPECT_EQ(near, 2u);
+    EXPECT_EQ(bare, 1u);
+    EXPECT_EQ(far, 45u);
+    EXPECT_NE(usage_text().find("         [-raw]                           = incl slack & skip sparse clusters\n"), std::string::npos);
+}
+
+TEST(run, header_tells_moment_machine_and_command) {
+    const std::vector<std::string> lines =
+        lines_of(build_run_header({"grelmoor", "-a b", "-PIPE", "", "-dateformat", "yyyy-mm-dd"}));
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0], "grelmoor ver: 0.72");
+    EXPECT_TRUE(shape_of(lines[1]).starts_with("run time: ####-##-## ##:##:##.### [local time]; computer: ")) << lines[1];
+    EXPECT_NE(lines[1].find("; os: "), std::string::npos) << lines[1];
+    EXPECT_EQ(lines[2], "\"cmdline: <filelist> ... | grelmoor '-a b' -PIPE  -dateformat yyyy-mm-dd\"");
+    // Neither option counts at index 0 or without a value.
+    const std::vector<std::string> plain = lines_of(build_run_header({"-pipe", "-dateformat"}));
+    EXPECT_TRUE(shape_of(plain[1]).starts_with("run time: ##/##/#### ")) << plain[1];
+    EXPECT_EQ(plain[2], "\"cmdline: -pipe -dateformat\"");
+}
+
+TEST(run, failures_have_words_and_an_exit_code_and_come_behind_the_header) {
+    const temp_folder folder;
+    const std::string results = utf8_from_utf16(folder.path(u"r.csv"));
+    const arguments source = {"-mftfile", utf8_from_utf16(folder.path(u"missing"))};
+    const char* const refused = "This option is not offered in this build\n";
+    const struct { arguments given; int exit_code; std::string words; } cases[] = {
+        {{}, 0, ""},  // a source that cannot be opened
+        {{"-sqlite", "x"}, -1, std::string(refused) + "invalid cmd options, aborting\n"},
+        {{"-cpu", "2"}, -1, "Need to specify an output file to put the merged results in [-out <file>]\n"},
+        {{"-cpu", "2", "-out", results, "-filter_all_clusters"}, -1, "The -cpu option only supports MFT analysis\n"},
+        {{"-cpu", "1"}, 0, ""},
+        {{"-find_objid", "x"}, -1, "prob parsing x as ObjID, aborting\n"},
+        {{"-outdir", results}, 0, ""},
+    };
+    for (const auto& c : cases) {
+        arguments args = source;
+        args.insert(args.end(), c.given.begin(), c.given.end());
+        const run_result result = result_of(args);
+        EXPECT_EQ(result.exit_code, c.exit_code) << c.words;
+        EXPECT_EQ(result.err, c.words);
+        EXPECT_EQ(lines_of(result.out).size(), 4u) << result.out;
+    }
+    const run_result no_source = result_of({"-csv"});
+    EXPECT_EQ(no_source.exit_code, 0);
+    EXPECT_TRUE(no_source.err.starts_with("error: need to specify at least an input source")) << no_source.err;
+}
+
+TEST(run, results_hold_the_header_and_the_rows_and_standard_output_the_header) {
+    const temp_folder folder;
+    const temporary_file mft(build::mft({}));
+    const std::string results = utf8_from_utf16(folder.path(u"r\u00E9sum\u00E9.csv"));
+    const run_result result = result_of({"-mftfile", mft.path(), "-csv", "-out", results, "-profile"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_TRUE(shape_of(result.err).ends_with("# secs \n")) << result.err;
+    const std::string rows = without_returns(temp_folder::content(folder.path(u"r\u00E9sum\u00E9.csv")));
+    EXPECT_TRUE(rows.starts_with(result.out)) << rows;
+    EXPECT_EQ(lines_of(result.out).size(), 4u);
+    EXPECT_EQ(lines_of(rows)[4].substr(0, 9), "mft entry");
+    EXPECT_GT(lines_of(rows).size(), 5u);
+}
+
+TEST(run, record_numbers_alone_are_visited_alone) {
+    std::vector<build::bytes> records(8);
+    records[6] = build::record().std_info().name(u"six.txt").data("6").on_disk();
+    records[7] = build::record().std_info().name(u"seven.doc").data("7").on_disk();
+    const temporary_file mft(build::mft(records));
+    // The walk of a few numbers shows no progress over the others.
+    const struct { arguments given; bool six, seven, whole_walk; } cases[] = {
+        {{"-filter_inode", "6"}, true, false, false},
+        {{"-filter_inode", "6", "-filter_max_size", "1"}, true, false, false},
+        {{"-filter_inode", "6", "-filter_ext", "doc"}, true, true, true},
+        {{"-filter_inode", "6", "-filter_name", "none"}, true, false, true},
+        {{"-filter_inode", "6", "-filter_wildcard", "none"}, true, false, true},
+        {{"-filter_inode", "6", "-filter_dir_inode", "99"}, true, false, true},
+        {{"-filter_inode", "6", "-filter_sig", "mz"}, true, true, true},  // rules pass without a volume
+        {{"-filter_inode", "6", "-filter_deleted_files"}, false, false, true},
+        {{"-filter_inode", "word"}, true, true, true},
+    };
+    for (const auto& c : cases) {
+        arguments args = {"-mftfile", mft.path(), "-filepath_only"};
+        args.insert(args.end(), c.given.begin(), c.given.end());
+        const run_result result = result_of(args);
+        EXPECT_EQ(result.out.find("six.txt") != std::string::npos, c.six) << c.given.back();
+        EXPECT_EQ(result.out.find("seven.doc") != std::string::npos, c.seven) << c.given.back();
+        EXPECT_EQ(result.err.find("of 8") != std::string::npos, c.whole_walk) << c.given.back() << result.err;
+    }
+}
+
+}  // namespace

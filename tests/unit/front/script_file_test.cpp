@@ -1,0 +1,61 @@
+#include "front/script_file.h"
+
+#include <gtest/gtest.h>
+
+#include "base/text.h"
+#include "front/scanners.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using tokens = std::vector<std::string>;
+
+tokens tokens_of(const std::string& text) {
+    return narrowed(script_tokens({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}));
+}
+
+TEST(script, lines_and_quotes_become_tokens) {
+    const struct { const char* text; tokens wanted; } cases[] = {
+        {"-csv", {}},  // no line end at all
+        {"-csv\n", {"-csv"}},
+        {"-csv\n-filter_ext\n\n  exe \t dll", {"-csv", "-filter_ext", "exe", "dll"}},
+        {"// -csv\n   // -csv\n-csv // x\n", {"-csv", "//", "x"}},
+        {"a\r\nb c\r\n", {"a", "b", "c"}},
+        {"a\rb\r", {"a", "b"}},
+        {"a\n\rb\n\r", {"a", "b"}},
+        {"a\r\nb\nc\r\n", {}},  // mixed
+        {"a\n\nb\n", {"a", "b"}},
+        {"-x \"a  b   c\"\n", {"-x", "a b c"}},
+        {"-x \"a\" \"\" \"b c\" d\n", {"-x", "a", "", "b c", "d"}},
+        {"-x \" a \" b\n", {"-x", " a ", "b"}},
+        {"-x \"a b\n\"c\" d\n", {"-x", "c", "d"}},  // not closed on its line: dropped
+        {"\"alone\"\n-y\n", {"\"alone\"", "-y"}},  // a line of one token keeps its quotes
+        {"a\"b c\"\n", {"a\"b", "c\""}},
+        {"r\xC3\xA9sum\xC3\xA9 \xFF\n", {"r\xC3\xA9sum\xC3\xA9", "\xFF"}},
+    };
+    for (const auto& c : cases) EXPECT_EQ(tokens_of(c.text), c.wanted) << c.text;
+}
+
+TEST(script, line_ends_are_told_from_the_first_1024_bytes) {
+    const std::string line(1022, 'x');
+    const struct { const char* what; std::string text; std::size_t count; } cases[] = {
+        {"LF and CR within", line.substr(1) + "\nb\rc\n", 0},
+        {"the CR lies behind, and is white space", line + "\nb\rc\n", 3},
+        {"the only end lies behind", line + "xx\n", 0},
+        {"a pair across the border is one line end", "a\r\n" + line.substr(2) + "\r\nb\r\n", 3},
+    };
+    for (const auto& c : cases) EXPECT_EQ(tokens_of(c.text).size(), c.count) << c.what;
+}
+
+TEST(script, tokens_stand_behind_the_real_arguments) {
+    const temp_folder folder;
+    temp_folder::put(folder.path(u"s"), "-csv\n-script t\n");
+    std::vector<std::u16string> list = {u"grelmoor", u"-SCRIPT", folder.path(u"s"), u"-base10"};
+    append_script(list);
+    EXPECT_EQ(narrowed(list), (tokens{"grelmoor", "-base10", "-csv", "-script", "t"}));
+    list = {u"grelmoor", u"-script", folder.path(u"missing"), u"-base10"};
+    append_script(list);
+    EXPECT_EQ(narrowed(list), (tokens{"grelmoor", "-base10"}));
+}
+
+}  // namespace

@@ -1,0 +1,123 @@
+#include "ntfs/lznt1.h"
+
+#include <gtest/gtest.h>
+
+#include <string_view>
+
+#include "ntfs/streams.h"
+#include "support/record_builder.h"
+
+namespace {
+
+using build::bytes;
+
+constexpr std::uint32_t with_hole = read_was_made | read_had_hole;
+constexpr std::size_t unit_size = 16 * 1024;
+constexpr std::uint64_t plenty = 1 << 20;
+
+bytes operator+(bytes left, const bytes& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+bytes times(std::size_t count, std::uint8_t value) { return bytes(count, value); }
+bytes text(std::string_view words) { return {words.begin(), words.end()}; }
+
+// A unit that begins with `head`; zeros behind it unless the last byte is to be something.
+bytes unit(bytes head, std::uint8_t last = 0) {
+    head.resize(unit_size);
+    head.back() = last;
+    return head;
+}
+
+// A compressed chunk around its tokens.
+bytes chunk(const bytes& tokens) {
+    const auto header = static_cast<std::uint16_t>(0xB000 | (tokens.size() - 1));
+    return bytes{static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)} + tokens;
+}
+
+bytes padded(bytes head, std::size_t size = 4096) {
+    head.resize(size);
+    return head;
+}
+
+}  // namespace
+
+// The example of the algorithm's published description.
+TEST(lznt1, the_published_example) {
+    const bytes packed = {0x38, 0xb0, 0x88, 0x46, 0x23, 0x20, 0x00, 0x20, 0x47, 0x20, 0x41, 0x00, 0x10, 0xa2, 0x47,
+                          0x01, 0xa0, 0x45, 0x20, 0x44, 0x00, 0x08, 0x45, 0x01, 0x50, 0x79, 0x00, 0xc0, 0x45, 0x20,
+                          0x05, 0x24, 0x13, 0x88, 0x05, 0xb4, 0x02, 0x4a, 0x44, 0xef, 0x03, 0x58, 0x02, 0x8c, 0x09,
+                          0x16, 0x01, 0x48, 0x45, 0x00, 0xbe, 0x00, 0x9e, 0x00, 0x04, 0x01, 0x18, 0x90, 0x00};
+    bytes out;
+    EXPECT_TRUE(decode_compression_unit(packed, 142, with_hole, out));
+    EXPECT_EQ(out, text("F# F# G A A G F# E D D E F# F# E E F# F# G A A G F# E D D E F# E D D E E F# D E F# G F# D E F# "
+                        "G F# E D E A F# F# G A A G F# E D D E F# E D D") + bytes(1));
+}
+
+TEST(lznt1, a_unit_is_stored_or_a_row_of_chunks) {
+    const bytes abc = {0x00, 'a', 'b', 'c'};                 // three plain bytes
+    const bytes repeat = {0x02, 'x', 0xFC, 0x0F};            // "x", then 4095 of it
+    const bytes ahead = {0x02, 'x', 0x00, 0x20};             // an offset of 3 after one byte
+    const bytes long_abc = {0x00, 'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 0x00, 'i'};
+    const bytes raw = bytes{0xFF, 0x3F} + times(4096, 7);
+    const struct {
+        const char* what;
+        bytes unit;
+        std::uint64_t remaining;
+        std::uint32_t flags;
+        bool good;
+        bytes out;
+    } cases[] = {
+        {"no hole: stored", unit(chunk(abc), 1), plenty, read_was_made, true, unit(chunk(abc), 1)},
+        {"stored, up to what remains", unit(chunk(abc), 1), 5, read_was_made, true, chunk(abc)},
+        {"a chunk decodes to 4096 bytes", unit(chunk(abc)), plenty, with_hole, true, padded(text("abc"))},
+        {"a unit whose read nothing is known of has chunks", unit(chunk(abc)), plenty, 0, true, padded(text("abc"))},
+        {"cut at what remains", unit(chunk(abc)), 2, with_hole, true, text("ab")},
+        {"nothing remains: nothing can fail", unit(times(8, 1), 1), 0, with_hole, true, {}},
+        {"a reference that overlaps itself", unit(chunk(repeat)), plenty, with_hole, true, times(4096, 'x')},
+        {"a short chunk clears the one before it", unit(chunk(repeat) + chunk(abc)), plenty, with_hole, true,
+         times(4096, 'x') + padded(text("abc"))},
+        {"a longer one leaves what it does not reach", unit(chunk(repeat) + chunk(long_abc)), plenty, with_hole, true,
+         times(4096, 'x') + text("abcdefghi") + times(4087, 'x')},
+        {"a raw chunk, without a hole too", unit(raw + chunk(abc)), plenty, read_was_made, true,
+         times(4096, 7) + padded(text("abc"))},
+        {"a raw chunk cut by what remains", unit(raw), 10, with_hole, true, times(10, 7)},
+        {"a zero header leads to the next 4096", unit(padded(chunk(abc)) + chunk(repeat)), plenty, with_hole, true,
+         padded(text("abc")) + times(4096, 'x')},
+        {"a zero header at a 4096 as well", unit(bytes(4096) + chunk(abc)), plenty, with_hole, true, padded(text("abc"))},
+        {"only a hole: zeros", unit({}), plenty, with_hole, true, bytes(unit_size)},
+        {"only a hole, up to what remains", unit({}), 9, with_hole, true, bytes(9)},
+        {"zeros of which nothing is known", unit({}), plenty, 0, true, {}},
+        {"an odd header in front of zeros", unit({0x05, 0x10}), plenty, with_hole, false, {}},
+        {"an odd header in front of data: stored", unit({0x05, 0x10}, 9), plenty, with_hole, true, unit({0x05, 0x10}, 9)},
+        {"a bad reference in front of zeros", unit(chunk(ahead)), plenty, with_hole, false, {}},
+        {"a bad reference in front of data: stored", unit(chunk(ahead), 9), plenty, with_hole, true, unit(chunk(ahead), 9)},
+        {"damage behind a good chunk", unit(chunk(repeat) + chunk(ahead)), plenty, with_hole, false, times(4096, 'x')},
+        {"a reference cut in half ends the chunk", chunk({0x02, 'x', 0xFC}), plenty, with_hole, true, padded(text("x"))},
+        {"a chunk that runs off the unit", {0xFF, 0xBF, 0x00, 'a'}, plenty, with_hole, true, padded(text("a"))},
+        {"a raw chunk that runs off the unit", {0xFF, 0x3F, 'a'}, 6, with_hole, true, padded(text("a"), 6)},
+        {"no unit", {}, plenty, with_hole, false, {}},
+    };
+    for (const auto& c : cases) {
+        bytes out;
+        EXPECT_EQ(decode_compression_unit(c.unit, c.remaining, c.flags, out), c.good) << c.what;
+        const bytes expected(c.out.begin(), c.out.begin() + static_cast<std::ptrdiff_t>(std::min<std::uint64_t>(c.out.size(), c.remaining)));
+        EXPECT_EQ(out, expected) << c.what;
+    }
+}
+
+TEST(lznt1, the_end_of_a_unit_tells_whether_it_is_stored_when_that_is_asked) {
+    const bytes packed = chunk({0x00, 'a', 'b', 'c'});
+    for (const auto& [at, value, stored] : {std::tuple{0, 0, false}, {0, 1, true}, {15, 1, true}, {0x207, 1, true},
+                                            {0x400, 1, true}, {16, 1, false}, {0x300, 1, false}}) {
+        bytes whole = unit(packed);
+        whole[unit_size - 4096 + static_cast<std::size_t>(at)] = static_cast<std::uint8_t>(value);
+        bytes out;
+        EXPECT_TRUE(decode_compression_unit(whole, plenty, unit_test_tail, out)) << at;
+        EXPECT_EQ(out == whole, stored) << at;
+    }
+    bytes out;
+    EXPECT_TRUE(decode_compression_unit(padded(packed), plenty, unit_test_tail, out));
+    EXPECT_EQ(out, padded(packed)) << "a unit of 4096 bytes is its own end";
+}

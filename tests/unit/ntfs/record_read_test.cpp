@@ -1,0 +1,132 @@
+#include "ntfs/record_read.h"
+
+#include <gtest/gtest.h>
+
+#include "front/run_context.h"
+#include "support/program_run.h"
+#include "support/record_builder.h"
+#include "walk/open_source.h"
+
+namespace {
+
+using build::reference;
+
+// An extracted $MFT opened as the run's source.
+struct opened_mft {
+    temporary_file file;
+    read_options read;
+
+    explicit opened_mft(const build::bytes& bytes) : file(bytes), read(options_of({"-mftfile", file.path()})) {
+        open_and_prepare(*read.ctx);
+    }
+    bool record(file_record& out, std::uint64_t inode) { return read_and_decode_record(out, *read.ctx, inode, false); }
+    bool bytes(std::uint64_t inode, bool& bad) {
+        std::vector<std::uint8_t> buffer;
+        return read_file_record(buffer, bad, *read.ctx, inode) && !buffer.empty();
+    }
+};
+
+std::vector<build::bytes> with_record(std::size_t inode, const build::bytes& bytes) {
+    std::vector<build::bytes> records(inode + 1);
+    records[inode] = bytes;
+    return records;
+}
+
+}  // namespace
+
+TEST(record_read, signatures_and_the_limits_of_the_update_sequence_decide) {
+    const build::bytes good = build::record().std_info().on_disk();
+    const auto damaged = [&good](std::size_t at, std::uint16_t value) {
+        build::bytes bytes = good;
+        build::poke_u16(bytes, at, value);
+        return bytes;
+    };
+    const struct { const char* what; build::bytes bytes; bool read, bad; } cases[] = {
+        {"a record", good, true, false},
+        {"older header", build::record(1024, 42).std_info().on_disk(), true, false},
+        {"array too far behind", damaged(4, 56), false, false},
+        {"too many words", damaged(6, 10), false, false},
+        {"bad sectors", build::record().std_info().signature("BAAD").on_disk(), true, true},
+        {"an index block has no limits", build::record().std_info().signature("INDX").on_disk(), true, false},
+        {"zeros", build::bytes(1024), false, false},
+    };
+    for (const auto& c : cases) {
+        opened_mft mft(build::mft(with_record(7, c.bytes)));
+        bool bad = false;
+        EXPECT_EQ(mft.bytes(7, bad), c.read) << c.what;
+        EXPECT_EQ(bad, c.bad) << c.what;
+        file_record record;
+        EXPECT_EQ(mft.record(record, 7), c.read && !c.bad) << c.what;
+    }
+}
+
+TEST(record_read, fixups_put_the_words_back_without_comparing_them) {
+    const std::string text(700, 'x');
+    build::bytes torn = build::record().std_info().data(text).on_disk();
+    build::poke_u16(torn, 510, 0xBEEF);
+    opened_mft mft(build::mft(with_record(7, torn)));
+    file_record record;
+    ASSERT_TRUE(mft.record(record, 7));
+    const attr_entry& data = record.attributes.begin()->value;
+    EXPECT_EQ(std::string(data.raw.end() - 704, data.raw.end() - 4), text);
+}
+
+TEST(record_read, the_first_record_says_how_large_they_are) {
+    for (const std::size_t size : {std::size_t{1024}, std::size_t{4096}}) {
+        const build::bytes last = build::record(size).std_info().name(u"last").on_disk();
+        opened_mft mft(build::mft(with_record(8, last), size));
+        file_record record;
+        ASSERT_TRUE(mft.record(record, 8));
+        EXPECT_EQ(record.file_names.begin()->value.name, u"last");
+        EXPECT_EQ(mft.read.ctx->record_size, size);
+    }
+    build::bytes none = build::mft({});
+    build::poke_u16(none, 6, 0);
+    opened_mft without_count(none);
+    file_record record;
+    EXPECT_FALSE(without_count.record(record, 0));
+}
+
+TEST(record_read, attribute_lists_bring_in_what_lies_in_other_records) {
+    const build::bytes runs = {0x11, 0x02, 0x10, 0x00}, more = {0x11, 0x03, 0x40, 0x00};
+    std::vector<build::bytes> records(12);
+    // The list stands ahead of the base's own $DATA: the continuation arrives before the part it continues.
+    records[8] = build::record()
+                     .std_info()
+                     .attribute_list({{0x80, reference(8, 1), 2}, {0x80, reference(9, 7), 3}, {0x30, reference(10, 1), 1},
+                                      {0x80, reference(77, 1), 0}, {0x80, reference(11, 1), 0}})
+                     .id(2).non_resident(0x80, runs, 5 * 4096, u"s")
+                     .on_disk();
+    records[9] = build::record().base(reference(8, 1)).id(3).non_resident(0x80, more, 0, u"s", 2).on_disk();  // sequence is stale
+    records[10] = build::record().base(reference(8, 1)).id(1).name(u"from the list").on_disk();
+    build::bytes endless = build::record().base(reference(8, 1)).id(5).data("").on_disk();
+    build::poke_u32(endless, build::attribute_at(endless, 0x80) + 4, 0);
+    records[11] = endless;
+    opened_mft mft(build::mft(records));
+    file_record record;
+    ASSERT_TRUE(mft.record(record, 8));
+    EXPECT_TRUE(record.has_attribute_list);
+    EXPECT_EQ(record.file_names.begin()->value.name, u"from the list");
+    ASSERT_EQ(record.attributes.size(), 1u);
+    const attr_entry& stream = record.attributes.begin()->value;
+    ASSERT_EQ(stream.runs.size(), 2u);
+    EXPECT_EQ(stream.runs[1].lcn, 0x40u);
+    EXPECT_EQ(stream.data_size(), 5u * 4096);
+}
+
+TEST(record_read, a_non_resident_list_is_only_noted_without_a_volume) {
+    const build::bytes bytes = build::record().std_info().non_resident(0x20, {0x11, 1, 1, 0}, 4096).data("").on_disk();
+    opened_mft mft(build::mft(with_record(7, bytes)));
+    file_record record;
+    ASSERT_TRUE(mft.record(record, 7));
+    EXPECT_TRUE(record.attribute_list_nonresident);
+    EXPECT_EQ(record.attributes.size(), 1u);
+}
+
+TEST(record_read, a_record_without_attributes_is_read_but_not_accepted) {
+    build::bytes empty = build::record().on_disk();
+    opened_mft mft(build::mft(with_record(7, empty)));
+    file_record record;
+    EXPECT_TRUE(mft.record(record, 7));
+    EXPECT_EQ(report_lines(build::mft(with_record(7, empty)), {"-csv", "-mftstart", "7"}).size(), 0u);
+}

@@ -1,0 +1,72 @@
+#include "ntfs/runs.h"
+
+#include <gtest/gtest.h>
+
+#include "ntfs/layout.h"
+#include "support/record_builder.h"
+
+namespace {
+
+constexpr std::uint64_t all_ones = ~std::uint64_t{0};
+
+std::vector<cluster_run> runs_of(const build::bytes& pairs, std::uint64_t first_vcn = 0) {
+    const build::bytes record = build::record().non_resident(type_data, pairs, 4096, {}, first_vcn).fixed_up();
+    const std::size_t at = build::attribute_at(record, type_data);
+    std::vector<cluster_run> runs;
+    EXPECT_TRUE(decode_runs(byte_view(record).part(at, 64 + pairs.size()), runs));
+    return runs;
+}
+
+}  // namespace
+
+TEST(mapping_pairs, deltas_count_from_the_last_real_run) {
+    const struct { const char* what; build::bytes pairs; std::vector<std::uint64_t> lcns; } cases[] = {
+        {"one run", {0x21, 0x18, 0x34, 0x56, 0x00}, {0x5634}},
+        {"forward", {0x11, 0x30, 0x60, 0x21, 0x10, 0x00, 0x01, 0x00}, {0x60, 0x160}},
+        {"backwards by one", {0x11, 0x04, 0x60, 0x11, 0x04, 0xFF, 0x00}, {0x60, 0x5F}},
+        {"over a hole", {0x11, 0x30, 0x20, 0x01, 0x60, 0x11, 0x10, 0x30, 0x00}, {0x20, 0x20, 0x50}},
+        {"cut off in a pair", {0x21, 0x30}, {0x00}},
+        {"fifteen bytes of offset", {0xF1, 0x01, 1, 2, 3, 4, 5, 6, 7, 8, 9, 9, 9, 9, 9, 9, 1, 0x00}, {0x0807060504030201}},
+        {"nothing", {0x00}, {}},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::uint64_t> lcns;
+        for (const cluster_run& run : runs_of(c.pairs)) lcns.push_back(run.lcn);
+        EXPECT_EQ(lcns, c.lcns) << c.what;
+    }
+}
+
+TEST(mapping_pairs, a_run_remembers_its_pair_and_its_place) {
+    const auto runs = runs_of({0x11, 0x30, 0x60, 0x11, 0x04, 0xFF, 0x00}, 7);
+    EXPECT_EQ(runs[1].start_vcn, 0x37u);
+    EXPECT_EQ(runs[1].clusters, 4u);
+    EXPECT_EQ(runs[1].lcn_delta, 1u);
+    EXPECT_TRUE(runs[1].delta_negative);
+    EXPECT_EQ(runs[0].pair_offset, 64u);
+    EXPECT_EQ(runs[0].raw_pair.count, 3);
+    EXPECT_EQ(runs[0].following_bytes, (std::array<std::uint8_t, 3>{0x11, 0x04, 0xFF}));
+}
+
+TEST(mapping_pairs, an_offset_of_zero_is_a_hole_behind_the_first_run_only) {
+    std::vector<stream_run> runs;
+    to_stream_runs(runs_of({0x11, 0x04, 0x00, 0x11, 0x04, 0x00, 0x01, 0x02, 0x11, 0x01, 0x09, 0x00}), runs);
+    const bool sparse[] = {false, true, true, false};
+    ASSERT_EQ(runs.size(), 4u);
+    for (std::size_t index = 0; index < 4; ++index) EXPECT_EQ(runs[index].sparse, sparse[index]) << index;
+    EXPECT_EQ(runs[3].lcn, 9u);
+    EXPECT_EQ(runs[3].vcn, 10u);
+}
+
+TEST(mapping_pairs, the_decoder_with_text_tells_each_step) {
+    std::vector<cluster_run> runs;
+    const build::bytes pairs = {0x11, 0x30, 0x60, 0x01, 0x05, 0x11, 0x04, 0xFF, 0x00};
+    ASSERT_TRUE(decode_runs_with_text(pairs, runs, type_data));
+    EXPECT_EQ(runs[0].text, "\thdr: 0x11, 0x1 byte length, 0x1 byte offset\n\tnum clusters: 0x30\n\tlcn: 0x0 + 0x60 = 0x60\n");
+    EXPECT_EQ(runs[1].text, "\thdr: 0x1, 0x1 byte length, 0x0 byte offset\n\tnum clusters: 0x5\n");
+    EXPECT_EQ(runs[1].lcn, all_ones);
+    EXPECT_EQ(runs[2].text, "\thdr: 0x11, 0x1 byte length, 0x1 byte offset\n\tnum clusters: 0x4\n\tlcn: 0x60 - 0x1 = 0x5f\n");
+    EXPECT_EQ(runs[2].lcn, 0x5Fu);
+    EXPECT_EQ(runs[2].lcn_delta, all_ones);
+    const build::bytes none = {0x00};
+    EXPECT_FALSE(decode_runs_with_text(none, runs, type_data));
+}

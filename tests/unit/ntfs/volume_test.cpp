@@ -1,0 +1,241 @@
+#include "ntfs/volume.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "support/open_volume.h"
+
+namespace {
+
+using build::bytes;
+using build::hole;
+
+constexpr std::uint64_t none = ~std::uint64_t{0};
+constexpr std::size_t record_0 = 4 * 1024;  // where the small volume's $MFT begins
+
+build::volume small() { return build::volume(64).mft({{8, 4}}); }
+
+void poke_record(bytes& image, std::size_t at, std::uint16_t value) { build::poke_u16(image, record_0 + at, value); }
+
+bytes plain_record(std::u16string_view name) { return build::record().std_info().name(name).on_disk(); }
+
+}  // namespace
+
+TEST(volume, the_boot_sector_and_record_0_decide_whether_it_validates) {
+    using change = std::function<void(bytes&)>;
+    const auto byte_at = [](std::size_t at, int value) {
+        return [at, value](bytes& image) { image[at] = static_cast<std::uint8_t>(value); };
+    };
+    const struct { const char* what; change apply; bool valid; std::uint32_t record_size, clusters_per_record; } cases[] = {
+        {"as built", [](bytes&) {}, true, 1024, 1},
+        {"another mark at the sector's end", byte_at(510, 0), true, 1024, 1},
+        {"another name", byte_at(10, 'X'), false, 0, 0},
+        {"no sectors per cluster", byte_at(13, 0), false, 0, 0},
+        {"no bytes per sector", [](bytes& image) { build::poke_u16(image, 11, 0); }, false, 0, 0},
+        {"more than 128 sectors per cluster are a plain number", byte_at(13, 0xF4), false, 0, 0},
+        {"records counted in clusters", byte_at(64, 1), true, 1024, 1},
+        {"records of two clusters", byte_at(64, 2), true, 2048, 2},
+        {"records of no size read as 1024", byte_at(64, 0), true, 0, 0},
+        {"records of 2 GiB", byte_at(64, 0xE1), false, 0, 0},
+        {"records of 512 bytes, record 0 says 1024", byte_at(64, 0xF7), false, 0, 0},
+        {"$MFT behind the end", byte_at(48, 64), false, 0, 0},
+        {"$MFT behind any disk", [](bytes& image) { build::poke_u64(image, 48, none); }, false, 0, 0},
+        {"no file record", byte_at(record_0, 'X'), false, 0, 0},
+        {"an index block in its place", [](bytes& image) { std::copy_n("INDX", 4, image.begin() + record_0); }, true, 1024, 1},
+        {"eight sectors, one more than the boot sector grants", [](bytes& image) { poke_record(image, 6, 9); }, false, 0, 0},
+        {"one fixup word too many", [](bytes& image) { poke_record(image, 6, 10); }, false, 0, 0},
+        {"no fixup words", [](bytes& image) { poke_record(image, 6, 0); }, true, 1024, 1},
+        {"fixups from 49 on", [](bytes& image) { poke_record(image, 4, 49); }, false, 0, 0},
+        {"no allocated size", [](bytes& image) { build::poke_u32(image, record_0 + 28, 0); }, false, 0, 0},
+        {"cut behind the boot sector", [](bytes& image) { image.resize(600); }, false, 0, 0},
+        {"cut inside record 0", [](bytes& image) { image.resize(record_0 + 800); }, true, 1024, 1},
+        {"empty", [](bytes& image) { image.clear(); }, false, 0, 0},
+    };
+    for (const auto& c : cases) {
+        bytes image = small().all();
+        c.apply(image);
+        opened_volume opened(image);
+        ASSERT_EQ(opened.valid(), c.valid) << c.what;
+        if (!c.valid) continue;
+        EXPECT_EQ(opened.volume().geometry.record_size, c.record_size) << c.what;
+        EXPECT_EQ(opened.volume().geometry.clusters_per_record, c.clusters_per_record) << c.what;
+        EXPECT_EQ(opened.ctx.record_size, c.record_size == 0 ? 1024 : c.record_size) << c.what;
+    }
+}
+
+TEST(volume, geometry_follows_the_boot_sector) {
+    opened_volume opened(build::volume(64, 4096, 3).mft({{2, 3}}).all());
+    const volume_geometry& geometry = opened.volume().geometry;
+    EXPECT_EQ(geometry.cluster_size, 4096);
+    EXPECT_EQ(geometry.sectors_per_cluster, 8u);
+    EXPECT_EQ(geometry.total_clusters, 63u);  // the last sector is not counted
+    EXPECT_EQ(geometry.clusters_per_record, 0u);
+    EXPECT_EQ(geometry.mft_offset, 3 * 4096);
+    EXPECT_EQ(opened.volume().record_alloc_size, 1024u);
+    EXPECT_EQ(opened.volume().record_count, 8);
+    EXPECT_EQ(opened.ctx.volume_record_count, 8u);
+}
+
+TEST(volume, a_path_that_names_nothing_gives_no_volume) {
+    std::unique_ptr<ntfs_volume> volume;
+    const mft_entries_ctx log;
+    EXPECT_FALSE(open_volume_from_path(u"", 0, volume, log));
+    EXPECT_FALSE(open_volume_from_path(u"no such image", 0, volume, log));
+    EXPECT_FALSE(open_volume_from_drive(25, 0, volume, log));
+    EXPECT_EQ(volume, nullptr);
+}
+
+TEST(volume, an_offset_is_added_to_every_read) {
+    bytes image(3 * 512, 0x77);
+    const bytes inner = build::volume(64).mft({{8, 4}}, {plain_record(u"one")}).all();
+    image.insert(image.end(), inner.begin(), inner.end());
+    opened_volume opened(image, 3 * 512);
+    ASSERT_TRUE(opened.valid());
+    bytes cluster(1024);
+    std::uint32_t size = 1024;
+    EXPECT_TRUE(read_clusters(opened.volume(), 20, cluster.data(), size));
+    EXPECT_EQ(cluster, bytes(1024, build::volume::fill_of(20)));
+    file_record record;
+    EXPECT_TRUE(opened.decode(record, 1));
+    EXPECT_FALSE(opened_volume(image, 512).valid());
+    EXPECT_FALSE(opened_volume(image, none).valid());
+}
+
+TEST(volume, records_lie_where_the_runs_of_the_mft_put_them) {
+    // Clusters of 512 bytes: records span two, which may lie in two runs.
+    opened_volume opened(build::volume(200, 512, 10).mft({{3, 10}, {2, 40}, {4, 20}, {1, hole}, {2, 60}}).all());
+    const std::uint64_t positions[] = {10 * 512, 12 * 512, 41 * 512, 21 * 512, 23 * 512, 60 * 512, 0};
+    for (std::uint64_t inode = 0; inode < std::size(positions); ++inode) {
+        if (inode == 4) continue;  // ends in the hole
+        EXPECT_EQ(record_position(opened.volume(), inode), positions[inode]) << inode;
+    }
+    EXPECT_EQ(record_position(opened.volume(), none), 0u);
+    EXPECT_EQ(opened.volume().record_count, 6);
+}
+
+TEST(volume, a_resident_mft_counts_as_one_cluster) {
+    opened_volume opened(build::volume(64, 4096).put(4, build::record().std_info().data("x").on_disk()).all());
+    EXPECT_EQ(opened.volume().record_count, 4);
+    EXPECT_EQ(record_position(opened.volume(), 0), 0u);
+}
+
+TEST(volume, runs_that_no_disk_can_hold_are_stepped_over) {
+    constexpr std::uint64_t most = 0xFFFFFFFF;
+    opened_volume opened(build::volume(64).mft({{8, 4}, {most, 1 << 20}, {most, 60}, {4, 30}}, {}, 1 << 30).all());
+    const ntfs_volume& volume = opened.volume();
+    EXPECT_EQ(next_record_inside(volume, 3), 3u);
+    EXPECT_EQ(next_record_inside(volume, 8), 8 + most);
+    EXPECT_EQ(next_record_inside(volume, 8 + most + 3), 8 + most + 3);
+    EXPECT_EQ(next_record_inside(volume, 8 + most + 4), 8 + 2 * most);
+    EXPECT_EQ(next_record_inside(volume, 8 + 2 * most + 4), none);
+    EXPECT_EQ(next_record_inside(volume, none), none);
+}
+
+TEST(volume, record_reads_classify_and_fix_up) {
+    const auto record_with = [](std::string_view signature, std::uint16_t offset, std::uint16_t count) {
+        bytes bytes = build::record().signature(signature).std_info().on_disk();
+        build::poke_u16(bytes, 48, 0x1111);
+        build::poke_u16(bytes, 50, 0x2222);  // the word for the first sector's end, whatever stands there
+        build::poke_u16(bytes, 4, offset);
+        build::poke_u16(bytes, 6, count);
+        return bytes;
+    };
+    const struct { std::string_view signature; std::uint16_t offset, count; bool plain, checked, anywhere; record_kind kind; } cases[] = {
+        {"FILE", 48, 3, true, true, true, record_kind::file},
+        {"FILE", 48, 9, true, false, true, record_kind::file},  // the checked read wants all sectors to be there
+        {"FILE", 49, 3, false, false, false, record_kind::none},
+        {"FILE", 48, 10, false, false, false, record_kind::none},
+        {"INDX", 100, 3, true, true, true, record_kind::index},
+        {"INDX", 48, 40, true, false, true, record_kind::index},
+        {"BAAD", 48, 3, false, true, true, record_kind::bad},
+        {"BAAD", 65, 3, false, true, false, record_kind::bad},
+        {"BAAD", 48, 11, false, false, false, record_kind::none},
+        {"RCRD", 48, 3, false, false, false, record_kind::none},
+    };
+    for (const auto& c : cases) {
+        opened_volume opened(build::volume(64).mft({{8, 4}}, {record_with(c.signature, c.offset, c.count)}).all());
+        ntfs_volume& volume = opened.volume();
+        std::vector<std::uint8_t> buffer;
+        record_kind kind = record_kind::none;
+        const auto fixed = [&] { return c.offset != 48 || byte_view(buffer).u16(510) == 0x2222; };
+        const auto what = testing::Message() << c.signature << ' ' << c.offset << ' ' << c.count;
+        EXPECT_EQ(read_record(volume, 1, buffer) && fixed(), c.plain) << what;
+        EXPECT_EQ(read_record_checked(volume, 1, buffer, kind) && fixed(), c.checked) << what;
+        EXPECT_EQ(read_record_at(volume, 5 * 1024, buffer, kind) && fixed(), c.anywhere) << what;
+        EXPECT_EQ(kind, c.kind) << what;
+        EXPECT_FALSE(read_record(volume, 8, buffer)) << "beyond the runs";
+    }
+}
+
+TEST(volume, fixups_go_by_the_boot_sectors_sectors) {
+    bytes record = build::record().std_info().on_disk();
+    build::poke_u16(record, 48 + 2, 0xAAAA);
+    build::volume built(64, 4096, 4, 1024);
+    built.mft({{2, 4}}, {record});
+    opened_volume opened(built.all());
+    std::vector<std::uint8_t> buffer;
+    ASSERT_TRUE(read_record(opened.volume(), 1, buffer));
+    EXPECT_EQ(byte_view(buffer).u16(1022), 0xAAAA);
+    EXPECT_EQ(byte_view(buffer).u16(510), 0x0107);  // as it lies on the disk
+}
+
+TEST(volume, cluster_reads_want_whole_clusters_inside_the_source) {
+    bytes image = small().all();
+    image.resize(image.size() - 100);
+    opened_volume opened(image);
+    const struct { std::uint64_t lcn; std::uint32_t size; bool worked; std::uint32_t came; } cases[] = {
+        {9, 1024, true, 1024}, {9, 1023, false, 0}, {62, 2048, true, 1948}, {63, 1024, true, 924}, {64, 1024, false, 0},
+        {none, 1024, false, 0}, {none / 1024 + 10, 1024, false, 0},
+    };
+    for (const auto& c : cases) {
+        bytes buffer(4096);
+        std::uint32_t size = c.size;
+        EXPECT_EQ(read_clusters(opened.volume(), c.lcn, buffer.data(), size), c.worked) << c.lcn;
+        if (!c.worked) continue;
+        EXPECT_EQ(size, c.came) << c.lcn;
+    }
+    bytes buffer;
+    EXPECT_FALSE(read_bytes_at(opened.volume(), 0, 0x7FFF'FFFF, buffer));  // no such buffer is made
+    EXPECT_LT(buffer.capacity(), 0x7FFF'FFFFu);
+}
+
+// Record 1 has its list in clusters; its entries lead to names in records 2, 3 and so on.
+TEST(record_read, an_attribute_list_in_clusters_is_followed) {
+    const auto list_of = [](std::vector<std::uint64_t> inodes, std::size_t lead) {
+        bytes list(lead);
+        for (const std::uint64_t inode : inodes) {
+            const std::size_t at = list.size();
+            build::poke_u32(list, at, 0x30);
+            build::poke_u16(list, at + 4, 32);
+            build::poke_u64(list, at + 16, inode);
+            list.resize(at + 32);
+        }
+        if (lead != 0) build::poke_u16(list, 4, static_cast<std::uint16_t>(lead));
+        return list;
+    };
+    const std::vector<std::uint64_t> two = {2, 3};
+    const struct { const char* what; std::vector<build::run> runs; bytes list; std::size_t names; } cases[] = {
+        {"in one cluster", {{1, 30}}, list_of(two, 0), 2},
+        {"walked over the whole allocation", {{2, 30}}, list_of(two, 1024), 2},
+        {"an entry across the end of a cluster", {{2, 30}}, list_of(two, 1024 - 40), 2},
+        {"a cluster that cannot be read ends its run, and the next run follows at once", {{1, 1000}, {1, 30}}, list_of(two, 0), 2},
+        {"cut after the first entry", {{1, 30}}, list_of(two, 1024 - 32), 1},
+        {"a run that claims the disk over and over ends", {{0xFFFFFFFF, 30}, {0xFFFFFFFF, 30}}, list_of(two, 0), 2},
+        {"no run", {}, list_of(two, 0), 0},
+    };
+    for (const auto& c : cases) {
+        bytes list = c.list;
+        list.resize(3 * 1024);
+        const std::vector<bytes> records = {
+            build::record().std_info().non_resident(0x20, build::pairs(c.runs), 64).on_disk(),
+            build::record().base(build::reference(1, 1)).name(u"first", build::win32, 5).on_disk(),
+            build::record().base(build::reference(1, 1)).name(u"second", build::win32, 6).on_disk(),
+        };
+        opened_volume opened(build::volume(64).mft({{8, 4}}, records).put(30, list).all());
+        file_record record;
+        ASSERT_TRUE(opened.decode(record, 1)) << c.what;
+        EXPECT_TRUE(record.attribute_list_nonresident) << c.what;
+        EXPECT_EQ(record.file_names.size(), c.names) << c.what;
+    }
+}

@@ -1,0 +1,104 @@
+#include "platform/files.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "support/temp_folder.h"
+
+namespace {
+
+const std::string line_end = temp_folder::separator() == u'/' ? "\n" : "\r\n";
+
+TEST(host_files, reads_go_by_position_and_end_with_the_file) {
+    const temp_folder folder;
+    temp_folder::put(folder.path(u"f"), "0123456789");
+    native_file file;
+    ASSERT_TRUE(open_for_reading(file, folder.path(u"f")));
+    EXPECT_EQ(file_size(file), 10);
+    const struct { std::uint64_t position; std::size_t count; std::string_view expected; } cases[] = {
+        {7, 2, "78"}, {0, 10, "0123456789"}, {2, 1, "2"}, {8, 5, "89"}, {10, 4, ""}, {1ull << 40, 4, ""}, {3, 0, ""},
+    };
+    for (const auto& c : cases) {
+        std::string bytes(c.count, '.');
+        ASSERT_EQ(read_at(file, c.position, bytes.data(), c.count), static_cast<std::int64_t>(c.expected.size()));
+        EXPECT_EQ(bytes.substr(0, c.expected.size()), c.expected) << c.position;
+    }
+    close_file(file);
+    char byte = 0;
+    EXPECT_EQ(read_at(file, 0, &byte, 1), -1);
+    EXPECT_EQ(file_size(file), -1);
+}
+
+TEST(host_files, what_is_open_for_writing_is_new_and_can_be_read_by_others) {
+    const temp_folder folder;
+    temp_folder::put(folder.path(u"f"), "much longer than what follows");
+    native_file file, other;
+    ASSERT_TRUE(open_for_writing(file, folder.path(u"f")));
+    EXPECT_TRUE(write_next(file, "ab", 2) && write_next(file, "\ncd", 3));
+    ASSERT_TRUE(open_for_reading(other, folder.path(u"f")));
+    char bytes[9] = {};
+    EXPECT_EQ(read_at(other, 0, bytes, 8), 5);
+    EXPECT_STREQ(bytes, "ab\ncd");
+    EXPECT_FALSE(write_next(other, "x", 1));
+    close_file(other);
+    close_file(file);
+}
+
+TEST(host_files, a_refusal_has_a_number_and_words) {
+    const temp_folder folder;
+    const auto none = [&] { native_file file; return open_for_reading(file, folder.path(u"none")); };
+    const auto directory = [&] { native_file file; return open_for_reading(file, folder.path()); };
+    const auto no_parent = [&] { return create_one_directory(folder.path(u"none") + temp_folder::separator() + u"x"); };
+    const auto no_file = [&] { return remove_one_file(folder.path(u"none")); };
+    const std::function<bool()> calls[] = {none, directory, no_parent, no_file};
+    for (const auto& call : calls) {
+        EXPECT_FALSE(call());
+        EXPECT_NE(last_system_error(), 0u);
+        EXPECT_FALSE(system_error_text(last_system_error()).empty());
+    }
+    EXPECT_FALSE(is_long_path_error(0));
+}
+
+TEST(host_files, a_row_is_in_the_file_as_soon_as_it_is_written) {
+    const temp_folder folder;
+    const std::u16string path = folder.path(u"r\u00E9sum\u00E9 \U0001F4C4.csv");
+    temp_folder::put(path, "from an earlier run");
+    std::ofstream stream;
+    open_text_stream(stream, path);
+    ASSERT_TRUE(stream.is_open());
+    std::string expected;
+    for (const std::size_t length : {3u, 0u, 1023u, 70'000u}) {
+        const std::string row(length, 'x');
+        stream.write((row + "\n").data(), static_cast<std::streamsize>(length + 1));
+        EXPECT_EQ(temp_folder::content(path), expected += row + line_end) << length;
+    }
+}
+
+TEST(host_files, a_stream_that_cannot_be_opened_is_in_a_failed_state) {
+    const temp_folder folder;
+    for (const auto& path : {folder.path(), folder.path(u"none") + temp_folder::separator() + u"x", std::u16string()}) {
+        std::ofstream stream;
+        open_text_stream(stream, path);
+        EXPECT_TRUE(stream.fail());
+    }
+}
+
+TEST(host_files, a_read_only_file_can_be_removed) {
+    const temp_folder folder;
+    temp_folder::put(folder.path(u"f"), "x");
+    std::filesystem::permissions(folder.path(u"f"), std::filesystem::perms::owner_read);
+    EXPECT_TRUE(remove_one_file(folder.path(u"f")));
+    EXPECT_FALSE(temp_folder::exists(folder.path(u"f")));
+}
+
+TEST(host_files, a_name_in_another_encoding_keeps_its_bytes) {
+    if (temp_folder::separator() != u'/') GTEST_SKIP() << "names are UTF-16 on this host";
+    const temp_folder folder;
+    native_file file;
+    ASSERT_TRUE(open_for_writing(file, folder.path(u"caf\xDCE9")));
+    close_file(file);
+    EXPECT_EQ(std::filesystem::directory_iterator(folder.path())->path().filename().string(), "caf\xE9");
+}
+
+}  // namespace

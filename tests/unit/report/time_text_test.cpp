@@ -1,0 +1,72 @@
+#include "report/time_text.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr std::uint64_t second = 10'000'000;
+constexpr std::uint64_t epoch = 116'444'736'000'000'000;
+constexpr std::uint64_t moment = 127'807'310'451'234'567;  // 2006-01-03 03:04:05.1234567, by a calendar
+
+std::string date_of(std::uint64_t filetime, std::string_view format) {
+    char text[date_room];
+    return {text, put_date(text, time_point_of(filetime), plan_date(format))};
+}
+
+std::string time_of(std::uint64_t filetime, std::string_view format) {
+    char text[time_room];
+    return {text, put_time(text, time_point_of(filetime), plan_time(format))};
+}
+
+}  // namespace
+
+TEST(time_text, dates_follow_their_format) {
+    const struct { const char* format; const char* text; } cases[] = {
+        {"mm/dd/yyyy", "01/03/2006"},   {"yyyy-mm-dd", "2006-01-03"},     {"dd/mm/yy", "03/01/06"},
+        {"mmm dd, yy", "Jan 03, 06"},   {"yy mmm dd", "06 Jan 03"},       {"dd mmm, yyyy", "03 Jan 2006"},
+        {"ddxmmxyyyy", "03/01/2006"},   {"yyyyyyyy", "01/03/2006"},       {"mmm-dd-y", "Jan/03/2006"},
+        {"", ""},
+    };
+    for (const auto& c : cases) EXPECT_EQ(date_of(moment, c.format), c.text) << c.format;
+}
+
+TEST(time_text, times_follow_their_format_down_to_the_last_digit) {
+    const struct { const char* format; const char* text; } cases[] = {
+        {"hh:mm:ss", "03:04:05"},
+        {"hh:mm:ss.xxx", "03:04:05.123"},
+        {"hh:mm:ss.xxxx", "03:04:05.1234"},
+        {"hh:mm:ss.xxxxxx", "03:04:05.123456"},
+        {"hh:mm:ss.xxxxxxx", "03:04:05.1234567"},
+        {"hh:mm:ss.xxxxxxxxx", "03:04:05.123456700"},
+        {"hh:mm:ssxxxxxxxxxx", "03:04:05"},
+        {"hh:mm:xx", "03:04"},
+        {"", ""},
+    };
+    for (const auto& c : cases) EXPECT_EQ(time_of(moment, c.format), c.text) << c.format;
+}
+
+TEST(time_text, moments_outside_1970_to_3000_are_none) {
+    const struct { std::uint64_t filetime; bool valid; } cases[] = {
+        {0, false},
+        {1, false},
+        {epoch - 1, false},
+        {epoch, false},
+        {epoch + second - 1, false},
+        {epoch + second, true},
+        {epoch + 32'535'215'999 * second + second - 1, true},
+        {epoch + 32'535'216'000 * second, false},
+        {std::uint64_t{1} << 63, false},
+        {~std::uint64_t{0}, false},
+    };
+    for (const auto& c : cases) EXPECT_EQ(time_point_of(c.filetime).valid, c.valid) << c.filetime;
+    EXPECT_EQ(date_of(epoch + 32'535'215'999 * second, "mm/dd/yyyy"), "12/31/3000");
+    EXPECT_EQ(time_of(epoch + second, "hh:mm:ss.xxx"), "00:00:01.000");
+}
+
+TEST(time_text, leap_days_fall_where_the_calendar_has_them) {
+    const struct { std::uint64_t days_since_1970; const char* text; } cases[] = {
+        {11'016, "2000-02-29"}, {11'017, "2000-03-01"}, {11'322, "2000-12-31"}, {19'782, "2024-02-29"}, {47'540, "2100-02-28"},
+        {47'541, "2100-03-01"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(date_of(epoch + c.days_since_1970 * 86'400 * second, "yyyy-mm-dd"), c.text);
+}

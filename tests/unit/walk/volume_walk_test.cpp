@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "support/open_volume.h"
+#include "walk/filters.h"
+#include "walk/walkers.h"
+
+namespace {
+
+using build::bytes;
+using build::hole;
+
+bytes named(std::u16string_view name) { return build::record().std_info().name(name).data("x").on_disk(); }
+
+// The names in the report's rows, in their order.
+std::string names_of(opened_volume& opened) {
+    std::stringstream out;
+    opened.ctx.filepath_only = opened.ctx.format_csvgen = true;
+    walk_mft_sequence(out, opened.ctx);
+    std::string names;
+    for (std::string line; std::getline(out, line);) {
+        const std::size_t at = line.find("file-");
+        if (at != std::string::npos) names += line[at + 5];
+    }
+    return names;
+}
+
+const std::vector<bytes> five = {named(u"file-1"), named(u"file-2"), named(u"file-3"), named(u"file-4"), named(u"file-5")};
+
+}  // namespace
+
+TEST(volume_walk, records_come_in_their_order_wherever_the_runs_lie) {
+    constexpr std::uint64_t absurd = 1ull << 62, most = 0xFFFFFFFF;
+    const struct { const char* what; std::vector<build::run> runs; std::uint64_t declared; std::size_t kept; const char* names; } cases[] = {
+        {"one run", {{8, 4}}, 8192, 64, "12345"},
+        {"scattered, backwards", {{1, 4}, {2, 50}, {1, 20}, {4, 40}}, 8192, 64, "12345"},
+        {"declared larger than its runs", {{6, 4}}, absurd, 64, "12345"},
+        {"runs that no disk can hold", {{1, 4}, {2, 30}, {most, 1 << 20}, {3, 20}}, absurd, 64, "12"},
+        {"declared smaller", {{8, 4}}, 3072, 64, "12"},
+        {"the image cut in the middle of $MFT", {{1, 4}, {5, 10}}, 8192, 13, "123"},
+        {"declared empty", {{8, 4}}, 4, 64, ""},
+    };
+    for (const auto& c : cases) {
+        // The declared size is also the initialised one, and rounded up to 4096 the allocated one, which counts.
+        bytes image = build::volume(64).mft(c.runs, five, c.declared).all();
+        const std::size_t at = 4 * 1024 + build::attribute_at(bytes(image.begin() + 4096, image.begin() + 5120), 0x80);
+        build::poke_u64(image, at + 40, c.declared);
+        image.resize(c.kept * 1024);
+        opened_volume opened(image);
+        EXPECT_EQ(names_of(opened), c.names) << c.what;
+        EXPECT_EQ(opened.ctx.volume, nullptr) << "closed at the end of the walk";
+    }
+}
+
+TEST(volume_walk, a_range_beyond_the_mft_ends_with_it) {
+    opened_volume opened(build::volume(64).mft({{6, 4}}, five).all());
+    opened.ctx.mft_start = 4;
+    opened.ctx.mft_count = ~std::uint64_t{0};
+    EXPECT_EQ(names_of(opened), "45");
+}
+
+TEST(volume_walk, head_bytes_come_from_the_first_cluster_or_through_the_runs) {
+    constexpr std::uint32_t size = 1024;
+    const auto fill = [](std::uint64_t cluster, std::size_t count) { return bytes(count, build::volume::fill_of(cluster)); };
+    const auto joined = [](bytes left, const bytes& right) {
+        left.insert(left.end(), right.begin(), right.end());
+        return left;
+    };
+    const bytes in_record = build::record().data("short").on_disk();
+    const auto in_clusters = [](const std::vector<build::run>& runs) {
+        return build::record().non_resident(0x80, build::pairs(runs), 3000).on_disk();
+    };
+    const struct { const char* what; bytes record; std::uint64_t start; std::uint32_t length; bool came; bytes head; } cases[] = {
+        {"resident, and shorter", in_record, 0, 32, true, {'s', 'h', 'o', 'r', 't'}},
+        {"resident: the start is not looked at", in_record, 3, 2, true, {'s', 'h'}},
+        {"below a cluster", in_clusters({{1, 30}, {1, 40}}), 0, 32, true, fill(30, 32)},
+        {"a whole cluster and more", in_clusters({{1, 30}, {1, 40}}), 0, size + 10, true, joined(fill(30, size), fill(40, 10))},
+        {"from a start", in_clusters({{1, 30}, {1, 40}}), 1000, 100, true, joined(fill(30, 24), fill(40, 76))},
+        {"a hole", in_clusters({{1, hole}, {1, 40}}), 0, 8, true, bytes(8)},
+        {"beyond the stream: the length stays", in_clusters({{1, 30}}), 0, 2 * size, true, joined(fill(30, size), bytes(size))},
+        {"outside the source", in_clusters({{1, 1000}}), 0, 32, false, {}},
+        {"no runs", in_clusters({}), 0, 32, false, {}},
+        {"no bytes wanted", in_clusters({{1, 30}}), 0, 0, false, {}},
+    };
+    for (const auto& c : cases) {
+        opened_volume opened(build::volume(64).mft({{8, 4}}, {c.record}).all());
+        file_record record;
+        ASSERT_TRUE(opened.decode(record, 1)) << c.what;
+        attr_entry& attribute = record.attributes.begin()->value;
+        EXPECT_EQ(fetch_attribute_head(attribute, opened.ctx, c.start, c.length), c.came) << c.what;
+        EXPECT_EQ(attribute.head_bytes, c.head) << c.what;
+    }
+}
