@@ -1,0 +1,226 @@
+#!/usr/bin/env bash
+# Measures grelmoor on made $MFT files and prints one table; ends with 1 if a target is missed.
+#   bench/run.sh [--large] [--rounds N]     --large adds 4,000,000 records; needs 15 GB of room
+#   GRELMOOR=<program> bench/run.sh         measures that program instead of building `release`
+# Everything runs alternately in one go, medians count: figures of different runs or machines do not compare.
+set -euo pipefail
+
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+root=$(dirname "$here")
+large=no
+rounds=5
+while [ $# -gt 0 ]; do
+    case $1 in
+        --large) large=yes ;;
+        --rounds) rounds=$2; shift ;;
+        *) sed -n '2,5s/^# \{0,1\}//p' "$0"; exit 2 ;;
+    esac
+    shift
+done
+
+# --- where and with what ---------------------------------------------------------------------------------------------
+
+# Memory if there is enough of it, so that no disk is measured; else the usual place for temporary files.
+choose_place() {
+    local need=$1 memory
+    memory=$(awk '/^MemAvailable/ { print int($2 / 1024) }' /proc/meminfo)
+    if [ "$(free_mb /dev/shm)" -ge "$need" ] && [ "$memory" -ge $((need + 2000)) ]; then
+        echo /dev/shm
+    elif [ "$(free_mb "${TMPDIR:-/tmp}")" -ge "$need" ]; then
+        echo "${TMPDIR:-/tmp}"
+    fi
+}
+free_mb() { { df -Pm "$1" 2>/dev/null || echo; } | awk 'END { print ($4 ~ /^[0-9]+$/) ? $4 : 0 }'; }
+
+room=5000
+[ $large = no ] || room=15000
+place=$(choose_place $room)
+[ -n "$place" ] || { echo "bench: not enough room in /dev/shm or ${TMPDIR:-/tmp}" >&2; exit 2; }
+work=$(mktemp -d "$place/grelmoor-bench.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+trap 'exit 130' INT TERM
+
+grelmoor=${GRELMOOR:-$root/build/release/grelmoor}
+if [ -z "${GRELMOOR:-}" ]; then
+    (cd "$root" && cmake --preset release && cmake --build --preset release --target grelmoor -j "$(nproc)") \
+        >"$work/build.log" 2>&1 || { cat "$work/build.log" >&2; exit 2; }
+fi
+[ -x "$grelmoor" ] || { echo "bench: no program at $grelmoor" >&2; exit 2; }
+
+compile() { "${CXX:-g++}" -std=c++20 -O2 "$@"; }
+for tool in make_mft floor measure; do compile "$here/$tool.cpp" -o "$work/$tool"; done
+compile -shared -fPIC "$here/preload/count_allocations.cpp" -o "$work/count_allocations.so"
+
+# --- samples ---------------------------------------------------------------------------------------------------------
+
+# Samples are kept by name, one a line. `value <name> <field>` is the median of a field, `cpu <name>` that of CPU time.
+median() {
+    sort -n | awk '{ v[NR] = $1 }
+                   END { if (NR == 0) exit 1; print NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'
+}
+value() { sed -n "s/.*\b$2=\([0-9.]*\).*/\1/p" "$work/$1.samples" | median; }
+cpu() { awk '{ split($1, user, "="); split($2, sys, "="); print user[2] + sys[2] }' "$work/$1.samples" | median; }
+calc() { awk "BEGIN { printf \"%.10g\", $* }"; }
+
+make_set() { "$work/make_mft" "$work/$1.mft" "$2" "$3" >"$work/$1.samples.facts"; }
+fact() { sed -n "s/^$2=//p" "$work/$1.samples.facts"; }
+
+# run_program <set> <file to write> <kind of sample, or nothing>, run_floor likewise: one sample each.
+run_program() {
+    "$work/measure" "$grelmoor" -mftfile "$work/$1.mft" -quiet -out "$2" >>"$work/$1.$3samples" ||
+        { echo "bench: the program failed on $1" >&2; exit 2; }
+}
+run_image() {
+    "$work/measure" "$grelmoor" -image "$work/$1.img" -offset 0 -quiet -out "$2" >>"$work/$1.$3image.samples" ||
+        { echo "bench: the program failed on the image of $1" >&2; exit 2; }
+}
+run_floor() { "$work/floor" "$work/$1.mft" "$work/$1.rows" "$2" >>"$work/$1.$3floor.samples"; }
+# The run that makes the rows also warms everything up; its figures do not count.
+warm_up() { run_program "$1" "$work/$1.rows" warm.; }
+# Gives the next writer memory that was in use a moment ago: a virtual machine hands free pages back to its host, and
+# whoever comes after a pause would pay for getting them again.
+refresh_memory() { cp "$work/$1.rows" "$work/out.csv"; rm "$work/out.csv"; }
+alternate() {
+    local run
+    for run in run_program run_floor; do
+        refresh_memory "$1"
+        $run "$1" "$work/out.csv" ""
+        rm "$work/out.csv"
+    done
+}
+# Growth is measured without a file to fill: fresh memory for a gigabyte costs the system more than for a tenth of it,
+# and that alone, also for the floor, is an exponent above 1.1.
+alternate_discarding() {
+    run_program "$1" "$work/discard" discard.
+    run_floor "$1" "$work/discard" discard.
+}
+ln -s /dev/null "$work/discard"
+
+say() { if [ -t 2 ]; then printf '\r%-70s\r' "$*" >&2; fi; }
+
+load_before=$(cut -d' ' -f1 /proc/loadavg)
+say "making files"
+make_set million 1000000 usual
+make_set usual 100000 usual
+make_set wide 104000 wide
+make_set deep 100000 deep
+for set in million usual wide deep; do say "warming up: $set"; warm_up $set; done
+python3 "$here/wrap_mft.py" "$work/usual.mft" "$work/usual.img"
+run_image usual "$work/out.csv" warm.
+# Only the header lines may differ: they tell the time and the command line.
+cmp -s <(grep '^0x' "$work/usual.rows") <(grep '^0x' "$work/out.csv") ||
+    { echo "bench: other rows over the image" >&2; exit 2; }
+rm "$work/out.csv"
+for round in $(seq "$rounds"); do
+    say "round $round of $rounds"
+    alternate million
+    alternate_discarding million
+    for _ in 1 2 3; do
+        for set in usual wide deep; do alternate $set; done
+        alternate_discarding usual
+        run_image usual "$work/discard" discard.
+    done
+    for _ in 1 2 3; do
+        "$work/measure" -first 0x "$grelmoor" -mftfile "$work/million.mft" -quiet >>"$work/first.samples"
+    done
+done
+
+# --- counts ----------------------------------------------------------------------------------------------------------
+
+say "counting"
+rows=$(grep -c '^0x' "$work/usual.rows")
+header_lines=$(($(wc -l <"$work/usual.rows") - rows))
+reads_needed=$(($(fact usual records) + $(fact usual extension_records) + $(fact usual climbed_ahead)))
+# count_calls <calls>: their sum; the C++ library writes by writev.
+count_calls() { awk -v calls=" $* " 'index(calls, " " $NF " ") { sum += $4 } END { print sum + 0 }' "$work/calls"; }
+reads=- writes=-
+if command -v strace >/dev/null; then
+    strace -f -qq -c -e trace=pread64,preadv,write,writev,pwrite64 -o "$work/calls" \
+        "$grelmoor" -mftfile "$work/usual.mft" -quiet -out "$work/out.csv" >/dev/null
+    reads=$(count_calls pread64 preadv)
+    writes=$(count_calls write writev pwrite64)
+    rm "$work/out.csv"
+fi
+count_allocations() {
+    LD_PRELOAD=$work/count_allocations.so "$grelmoor" -mftfile "$work/million.mft" -mftrange "$1" -quiet \
+        -out "$work/out.csv" 2>&1 >/dev/null | sed -n 's/^allocations=//p'
+    rm "$work/out.csv"
+}
+allocations_half=$(count_allocations 500000)
+allocations_all=$(count_allocations 1000000)
+allocations_later=-
+[ -z "$allocations_half" ] || allocations_later=$((allocations_all - allocations_half))
+
+if [ $large = yes ]; then
+    say "making 4,000,000 records"
+    rm "$work/million.rows" "$work/million.mft"
+    make_set large 4000000 usual
+    warm_up large
+    for round in 1 2 3; do say "large: round $round of 3"; alternate large; alternate_discarding large; done
+fi
+say
+
+# --- the table -------------------------------------------------------------------------------------------------------
+
+missed=()
+# line <what> <measured> [<most that is allowed> [<least>]]; "-" could not be measured, and counts as missed
+line() {
+    local verdict="" target=""
+    if [ $# -gt 2 ]; then
+        target="<= $3"
+        [ $# -eq 3 ] || target="$4..$3"
+        verdict=$(awk -v is="$2" -v most="$3" -v least="${4:-0}" \
+            'BEGIN { print (is != "-" && is + 0 <= most + 0 && is + 0 >= least + 0) ? "ok" : "MISSED" }')
+        [ "$verdict" = ok ] || missed+=("$1: $2, target $target")
+    fi
+    printf '%-58s %16s %16s  %s\n' "$1" "$2" "$target" "$verdict"
+}
+round_to() { awk -v v="$2" -v d="$1" 'BEGIN { printf "%.*f", d, v }'; }
+each() { calc "1e6 * $2 / $(fact "$1" records)"; }  # microseconds per record of that set
+ratio() { calc "$(cpu "$1") / $(cpu "$1.floor")"; }
+# growth <larger set> <smaller set> <of what>
+growth() { round_to 3 "$(calc "log($(cpu "$1$3") / $(cpu "$2$3")) / log($(fact "$1" records) / $(fact "$2" records))")"; }
+# against_usual <set> [.floor]: CPU per record in relation
+against_usual() { calc "$(each "$1" "$(cpu "$1${2:-}")") / $(each usual "$(cpu "usual${2:-}")")"; }
+# What the program does beyond the floor: a deep path makes long rows, and their bytes alone double the floor's cost.
+work() { calc "$(each "$1" "$(cpu "$1")") - $(each "$1" "$(cpu "$1.floor")")"; }
+work_against_usual() { calc "$(work "$1") / $(work usual)"; }
+
+echo "$(uname -sm), $(nproc) processors, files in $place, medians of $rounds (1,000,000 records) and $((3 * rounds)) runs"
+echo "load average before $load_before, after $(cut -d' ' -f1 /proc/loadavg); the bench itself makes about 1"
+echo
+printf '%-58s %16s %16s\n' "" measured target
+line "CPU, times the floor's (1,000,000 records)" "$(round_to 2 "$(ratio million)")" 1.60
+line "user time per record, us" "$(round_to 2 "$(each million "$(value million user)")")" 1.20
+line "  CPU per record, us" "$(round_to 2 "$(each million "$(cpu million)")")"
+line "  CPU per record of the floor, us" "$(round_to 2 "$(each million "$(cpu million.floor)")")"
+line "  rows per record" "$(round_to 2 "$(calc "$(value million.floor writes) / $(fact million records)")")"
+line "records per second" "$(round_to 0 "$(calc "$(fact million records) / $(value million wall)")")"
+line "peak memory, MB" "$(round_to 1 "$(calc "$(value million peak) / 1024")")" 16
+line "growth exponent, 100,000 to 1,000,000 records" "$(growth million usual .discard)" 1.03
+line "  that of the floor" "$(growth million usual .discard.floor)"
+line "  into a file: program, floor" "$(growth million usual ""), $(growth million usual .floor)"
+if [ $large = yes ]; then
+    line "growth exponent, 100,000 to 4,000,000 records" "$(growth large usual .discard)" 1.03
+    line "  that of the floor" "$(growth large usual .discard.floor)"
+    line "  into a file: program, floor" "$(growth large usual ""), $(growth large usual .floor)"
+    line "peak memory, 4,000,000 records, MB" "$(round_to 1 "$(calc "$(value large peak) / 1024")")"
+fi
+line "a directory of 100,000 entries, times the usual tree" "$(round_to 2 "$(against_usual wide)")" 1.50
+line "a path 2,000 deep, its work times that of the usual tree" "$(round_to 2 "$(work_against_usual deep)")" 1.50
+line "  whole CPU: program, floor" "$(round_to 2 "$(against_usual deep)"), $(round_to 2 "$(against_usual deep .floor)")"
+line "CPU over an image, times that over its \$MFT" "$(round_to 3 "$(calc "$(cpu usual.discard.image) / $(cpu usual.discard)")")" 1.15
+line "start-up to first row, ms" "$(round_to 1 "$(value first first)")" 10
+# The program loader reads too, and the header goes to standard output as well, in one piece or by lines.
+line "reads (100,000 records)" "$reads" $((reads_needed + 16)) "$reads_needed"
+line "  records, extension records, directories climbed ahead" "$reads_needed"
+line "writes" "$writes" $((rows + 2 * header_lines)) "$rows"
+line "  rows, and lines of the header" "$rows + $header_lines"
+# Ordinary records take none. Left are the few doublings of the path cache and the long run lists of extension records.
+line "heap allocations for records 500,000 to 1,000,000" "$allocations_later" $(($(fact million extension_records) + 64))
+line "  in the whole run" "$allocations_all"
+
+[ ${#missed[@]} -eq 0 ] && exit 0
+echo
+printf 'missed: %s\n' "${missed[@]}"
+exit 1
