@@ -32,8 +32,8 @@ std::int64_t read_at(const native_file& file, std::uint64_t position, void* byte
 // Appends at the file's own position. False: not everything was written.
 bool write_next(const native_file& file, const void* bytes, std::size_t count);
 
-// Text mode (LF becomes the host's line end), truncating, shared with readers and writers.
-// On failure the stream is in a failed state.
+// Text mode (LF becomes the host's line end), truncating, shared with readers and writers: what
+// is flushed can be read by others at once. On failure the stream is in a failed state.
 void open_text_stream(std::ofstream& stream, const std::u16string& path);
 
 // True also when the directory is there already.

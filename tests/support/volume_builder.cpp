@@ -35,7 +35,8 @@ volume::volume(std::uint32_t clusters, std::uint32_t cluster_size, std::uint64_t
 }
 
 volume& volume::put(std::uint64_t cluster, const bytes& content) {
-    std::copy(content.begin(), content.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(cluster * cluster_size_));
+    const std::uint64_t at = cluster * cluster_size_;
+    if (at + content.size() <= bytes_.size()) std::copy(content.begin(), content.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(at));
     return *this;
 }
 
@@ -57,7 +58,8 @@ volume& volume::mft(const std::vector<run>& runs, const std::vector<bytes>& reco
     for (const run& each : runs) {
         const auto held = static_cast<std::size_t>(each.clusters * cluster_size_);
         const std::size_t count = std::min(held, stream.size() - at);
-        if (each.lcn != hole) put(static_cast<std::uint64_t>(each.lcn), bytes(stream.begin() + static_cast<std::ptrdiff_t>(at), stream.begin() + static_cast<std::ptrdiff_t>(at + count)));
+        const auto first = stream.begin() + static_cast<std::ptrdiff_t>(at);
+        if (each.lcn != hole) put(static_cast<std::uint64_t>(each.lcn), bytes(first, first + static_cast<std::ptrdiff_t>(count)));
         at += count;
     }
     return *this;

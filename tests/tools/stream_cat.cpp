@@ -37,7 +37,7 @@ void write_stream(std::FILE* out, mft_entries_ctx& ctx, std::uint64_t number, co
     std::fprintf(out, "%llu\t%s\t%llu\t%s\t%zu\t%s\n", static_cast<unsigned long long>(number),
                  utf8_from_utf16(attribute.name).c_str(), static_cast<unsigned long long>(attribute.data_size()),
                  run_text(attribute).c_str(), bytes.size(), whole ? "whole" : "cut");
-    std::fwrite(bytes.data(), 1, bytes.size(), out);
+    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), out);
 }
 
 }  // namespace

@@ -61,7 +61,7 @@ const option_case cases[] = {
     {"-zlib", nullptr, "+gzip_wanted +zlib_wanted"},
     {"-threads", "-3", "threads=-3"},
     {"-zlibex", "t", "+gzip_wanted +zlibex_wanted zlibex_text='t'"},
-    {"-signal", "-base10", "signal_name='-base10'"},  // a value may be anything
+    {"-signal", "-n", "signal_name='-n'"},  // a value may be anything
     {"-hostname", "h", "hostname='h' +hostname_given"},
     {"-username", "u", "username='u' +username_given"},
     {"-cpuinst", "3", "instance_number=3"},
