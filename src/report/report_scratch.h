@@ -15,17 +15,16 @@ struct report_scratch {
     std::vector<result_cell> columns;
     bool columns_show_clusters = false;  // as the first call had it: later calls keep the columns
     date_plan date;
-    time_plan time;
+    time_plan clock;
     bool plans_made = false;
 
     result_row row;
-    std::string line;
-    std::string shared_front, shared_back;  // text of the cells that rows of a group have in common
+    text_buffer line;
+    text_buffer shared_front, shared_back;  // text of the cells that rows of a group have in common
     std::string macb, inode, ext, other_info, path_and_name, clusters, head_bytes, type, name, links, object_ids, streams;
     std::u16string wide_ext;
     std::vector<std::string> names;  // narrow names of the present group
-    std::vector<timeline_entry> timeline;
-    std::size_t timeline_used = 0;
+    timeline times;
 
     // Of the stream in hand: where it was copied to, and its digests.
     std::string extracted_path, md5_text, sha1_text;

@@ -16,3 +16,10 @@ struct timeline_entry {
     bool touched[time_sources] = {};
     std::vector<std::uint32_t> long_names, dos_names;
 };
+
+// The entries of one call. They lie in the order of their making, so that none is moved; `order` is by time.
+struct timeline {
+    std::vector<timeline_entry> entries;  // beyond `used`: storage of earlier calls
+    std::vector<std::uint32_t> order;
+    std::size_t used = 0;
+};

@@ -53,24 +53,31 @@ void add_columns(const report_call& call, mft_entries_ctx& ctx) {
     }
 }
 
-// The entry of a timestamp, made in its place if it is new. Entries beyond the used ones keep their storage.
-timeline_entry& entry_at(report_scratch& scratch, std::uint64_t time) {
-    std::vector<timeline_entry>& entries = scratch.timeline;
-    std::size_t place = scratch.timeline_used;
-    while (place > 0 && entries[place - 1].time >= time) --place;
-    if (place < scratch.timeline_used && entries[place].time == time) return entries[place];
-    if (scratch.timeline_used == entries.size()) entries.emplace_back();
-    const auto first = entries.begin() + static_cast<std::ptrdiff_t>(place);
-    const auto spare = entries.begin() + static_cast<std::ptrdiff_t>(scratch.timeline_used);
-    std::rotate(first, spare, spare + 1);
-    ++scratch.timeline_used;
-    timeline_entry& entry = entries[place];
+// The entry of a timestamp, made if it is new. A call has a handful of them: looking at each beats any order.
+timeline_entry& entry_at(timeline& times, std::uint64_t time) {
+    for (std::size_t index = 0; index < times.used; ++index) {
+        if (times.entries[index].time == time) return times.entries[index];
+    }
+    if (times.used == times.entries.size()) times.entries.emplace_back();
+    timeline_entry& entry = times.entries[times.used++];
     entry.time = time;
     std::memset(entry.macb, '.', sizeof entry.macb);
     std::memset(entry.touched, 0, sizeof entry.touched);
     entry.long_names.clear();
     entry.dos_names.clear();
     return entry;
+}
+
+void put_in_order(timeline& times) {
+    times.order.resize(times.used);
+    for (std::uint32_t index = 0; index < times.used; ++index) {
+        std::size_t place = index;
+        while (place > 0 && times.entries[times.order[place - 1]].time > times.entries[index].time) {
+            times.order[place] = times.order[place - 1];
+            --place;
+        }
+        times.order[place] = index;
+    }
 }
 
 void add_name(std::vector<std::uint32_t>& names, std::uint32_t index, const std::vector<std::string>& texts) {
@@ -94,7 +101,7 @@ void add_times(report_scratch& scratch, const four_times& times, time_source sou
     for (std::size_t letter = 0; letter < 4; ++letter) {
         if (values[letter] == 0) continue;
         if (entry == nullptr || entry->time != values[letter]) {
-            entry = &entry_at(scratch, values[letter]);
+            entry = &entry_at(scratch.times, values[letter]);
             entry->touched[source] = true;
             if (name.index != no_name) add_name(name.is_dos ? entry->dos_names : entry->long_names, name.index, scratch.names);
         }
@@ -111,7 +118,7 @@ dated_name narrow_name(report_scratch& scratch, std::uint32_t index, const name_
 
 // Every distinct time of the call, ascending, each with the letters and names that share it.
 void fill_timeline(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
-    scratch.timeline_used = 0;
+    scratch.times.used = 0;
     const file_record& record = call.record;
     const si_entry* si = record.std_infos.empty() ? nullptr : &record.std_infos.begin()->value;
     std::uint32_t names = 0;
@@ -124,7 +131,8 @@ void fill_timeline(const report_call& call, report_scratch& scratch, const mft_e
         if (call.path == nullptr) continue;
         add_times(scratch, times_of(name), name.is_dos ? from_dos_name : from_long_name, dated);
     }
-    if (scratch.timeline_used == 0 && si != nullptr) add_times(scratch, times_of(*si), from_si, {});
+    if (scratch.times.used == 0 && si != nullptr) add_times(scratch, times_of(*si), from_si, {});
+    put_in_order(scratch.times);
 }
 
 const std::string& inode_text(const report_call& call, mft_entries_ctx& ctx) {
@@ -138,7 +146,7 @@ const std::string& ext_text(const report_call& call, mft_entries_ctx& ctx) {
     report_scratch& scratch = scratch_of(ctx);
     std::string& text = scratch.ext;
     text.clear();
-    if (call.path != nullptr && !call.record.is_directory() && scratch.timeline_used > 0) {
+    if (call.path != nullptr && !call.record.is_directory() && scratch.times.used > 0) {
         std::u16string_view ext = extension_of(call.path->value.name, true);
         scratch.wide_ext.assign(ext.begin(), ext.end());
         lower_in_place(scratch.wide_ext);
@@ -157,7 +165,7 @@ void append_count(std::string& text, std::string_view word, std::size_t count) {
 // What concerns the record's names and links; nothing without a path entry or without any time.
 void append_path_info(std::string& text, const report_call& call, const report_scratch& scratch) {
     const file_record& record = call.record;
-    if (call.path == nullptr || scratch.timeline_used == 0) return;
+    if (call.path == nullptr || scratch.times.used == 0) return;
     if (record.lower_names.size() > 1) append_count(text, "multinames [", record.lower_names.size());
     if (record.parents.size() > 1) append_count(text, "multiroots [", record.parents.size());
     if (call.path->value.path.empty() || record.reparse_targets.empty()) return;
@@ -269,8 +277,8 @@ bool in_time_range(std::uint64_t time, const mft_entries_ctx& ctx) {
 }
 
 bool any_row(const report_scratch& scratch, const mft_entries_ctx& ctx) {
-    const auto end = scratch.timeline.begin() + static_cast<std::ptrdiff_t>(scratch.timeline_used);
-    return std::any_of(scratch.timeline.begin(), end,
+    const auto begin = scratch.times.entries.begin();
+    return std::any_of(begin, begin + static_cast<std::ptrdiff_t>(scratch.times.used),
                        [&ctx](const timeline_entry& entry) { return in_time_range(entry.time, ctx); });
 }
 
@@ -331,21 +339,22 @@ void write_timeline_rows(const report_call& call, std::ostream& out, mft_entries
     scratch.shared_front.clear();
     append_cells(scratch.shared_front, row, 0, date, ctx);
     const timeline_entry* previous = nullptr;
-    for (std::size_t index = 0; index < scratch.timeline_used; ++index) {
-        const timeline_entry& entry = scratch.timeline[index];
+    for (const std::uint32_t index : scratch.times.order) {
+        const timeline_entry& entry = scratch.times.entries[index];
         if (!in_time_range(entry.time, ctx)) continue;
         if (previous == nullptr || !same_names(*previous, entry)) {
             cell_set_text(row, places.path, path_and_name(entry, call, scratch));
             scratch.shared_back.clear();
             append_cells(scratch.shared_back, row, behind_macb, row.cells.size(), ctx);
-            scratch.shared_back += '\n';
+            scratch.shared_back.append("\n");
         }
         previous = &entry;
         cell_set_value(row, places.date, entry.time, ctx.pair_datetime ? cell_paired_date_time : cell_date_time);
         cell_set_text(row, places.macb, macb_text(entry, scratch));
-        scratch.line = scratch.shared_front;
+        scratch.line.clear();
+        scratch.line.append(scratch.shared_front.view());
         append_cells(scratch.line, row, date, behind_macb, ctx);
-        scratch.line += scratch.shared_back;
-        write_line(out, scratch.line, ctx);
+        scratch.line.append(scratch.shared_back.view());
+        write_line(out, scratch.line.view(), ctx);
     }
 }

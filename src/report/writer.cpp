@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <ostream>
+#include <string>
 
 #include "base/digits.h"
 #include "front/run_context.h"
@@ -15,8 +16,11 @@ char* put(char* to, std::string_view text) {
     return to + text.copy(to, text.size());
 }
 
+// Blanks come in blocks of a fixed size, which the compiler writes without a call; the rest is written over.
+constexpr std::size_t blank_block = 32;
+
 char* put_blanks(char* to, std::size_t count) {
-    std::memset(to, ' ', count);
+    for (std::size_t done = 0; done < count; done += blank_block) std::memset(to + done, ' ', blank_block);
     return to + count;
 }
 
@@ -73,8 +77,13 @@ bool line_ends_are_tagged(const mft_entries_ctx& ctx) {
     return ctx.format_csv || ctx.format_csvgen || ctx.format_l2t || ctx.format_bodyfile;
 }
 
+bool holds_line_end(std::string_view text) {
+    return text.find('\n') != std::string_view::npos || text.find('\r') != std::string_view::npos;
+}
+
 char* put_text(char* to, std::string_view text, std::size_t width, const mft_entries_ctx& ctx) {
-    const bool tagged = line_ends_are_tagged(ctx) && text.find_first_of("\r\n") != std::string_view::npos;
+    if (text.empty()) return put_blanks(to, width);
+    const bool tagged = line_ends_are_tagged(ctx) && holds_line_end(text);
     char* const end = tagged ? put_with_tags(to, text) : put(to, text);
     if (ctx.replace_from != 0 && text.find(ctx.replace_from) != std::string_view::npos) {
         std::replace(to, end, ctx.replace_from, ctx.replace_to);
@@ -98,7 +107,7 @@ char* put_date_text(char* to, const time_point& time, const mft_entries_ctx& ctx
 }
 
 char* put_time_text(char* to, const time_point& time, const mft_entries_ctx& ctx) {
-    return time.valid ? to + put_time(to, time, ctx.report_state->time) : put_absent(to, ctx);
+    return time.valid ? to + put_time(to, time, ctx.report_state->clock) : put_absent(to, ctx);
 }
 
 // Both halves, with the separator between them.
@@ -140,7 +149,7 @@ char* put_cell(char* to, const result_row& row, std::size_t& index, const std::v
 // The most bytes that the cells can take.
 std::size_t room_for(const result_row& row, std::size_t from, std::size_t to, const std::vector<result_cell>& columns,
                      const mft_entries_ctx& ctx) {
-    constexpr std::size_t most_of_any_value = date_room + time_room + 4;
+    constexpr std::size_t most_of_any_value = date_room + time_room + 2 * blank_block;
     const std::size_t growth = line_ends_are_tagged(ctx) ? longest_tag : 1;
     std::size_t room = 0;
     for (std::size_t index = from; index < to; ++index) {
@@ -153,7 +162,7 @@ std::size_t room_for(const result_row& row, std::size_t from, std::size_t to, co
 void make_plans(report_scratch& scratch, const mft_entries_ctx& ctx) {
     if (scratch.plans_made) return;
     scratch.date = plan_date(ctx.date_format);
-    scratch.time = plan_time(ctx.time_format);
+    scratch.clock = plan_time(ctx.time_format);
     scratch.plans_made = true;
 }
 
@@ -186,8 +195,7 @@ void column_add(mft_entries_ctx& ctx, std::string_view label, std::size_t width,
 
 void write_header(std::ostream& out, mft_entries_ctx& ctx) {
     report_scratch& scratch = scratch_of(ctx);
-    std::string& line = scratch.line;
-    line.clear();
+    std::string line;
     for (std::size_t index = 0; index < scratch.columns.size(); ++index) {
         const result_cell& column = scratch.columns[index];
         const bool holds_time = column.kind == cell_time_half || column.kind == cell_paired_date_time;
@@ -202,27 +210,25 @@ void write_header(std::ostream& out, mft_entries_ctx& ctx) {
     ctx.header_pending = false;
 }
 
-void append_cells(std::string& line, const result_row& row, std::size_t from, std::size_t to, mft_entries_ctx& ctx) {
+void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, mft_entries_ctx& ctx) {
     report_scratch& scratch = scratch_of(ctx);
     make_plans(scratch, ctx);
     const std::size_t count = std::min({to, row.cells.size(), scratch.columns.size()});
-    const std::size_t start = line.size();
-    line.resize(start + room_for(row, from, count, scratch.columns, ctx));
-    char* at = line.data() + start;
+    char* at = line.room(room_for(row, from, count, scratch.columns, ctx));
     for (std::size_t index = from; index < count; ++index) {
         at = put_cell(at, row, index, scratch.columns, ctx);
         if (index + 1 < row.cells.size()) at = put(at, ctx.separator);
     }
-    line.resize(static_cast<std::size_t>(at - line.data()));
+    line.set_end(at);
 }
 
 void write_row(std::ostream& out, const result_row& row, mft_entries_ctx& ctx) {
     if (ctx.header_pending) write_header(out, ctx);
-    std::string& line = scratch_of(ctx).line;
+    text_buffer& line = scratch_of(ctx).line;
     line.clear();
     append_cells(line, row, 0, row.cells.size(), ctx);
-    line += '\n';
-    write_line(out, line, ctx);
+    line.append("\n");
+    write_line(out, line.view(), ctx);
 }
 
 void write_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx) {

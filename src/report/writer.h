@@ -5,9 +5,10 @@
 
 #include <cstdint>
 #include <iosfwd>
-#include <string>
 #include <string_view>
 #include <vector>
+
+#include "report/text_buffer.h"
 
 struct mft_entries_ctx;
 
@@ -56,6 +57,6 @@ void write_header(std::ostream& out, mft_entries_ctx& ctx);
 void write_row(std::ostream& out, const result_row& row, mft_entries_ctx& ctx);
 
 // For rows that share cells: the text of cells `from` up to `to`, separators behind each but a row's last.
-void append_cells(std::string& line, const result_row& row, std::size_t from, std::size_t to, mft_entries_ctx& ctx);
+void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, mft_entries_ctx& ctx);
 // Writes and flushes in one go. A failure is noted in the context and ends the walk.
 void write_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx);
