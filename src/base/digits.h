@@ -23,6 +23,16 @@ constexpr std::array<char, 200> build_pairs() {
 }
 inline constexpr std::array<char, 200> pairs = build_pairs();
 
+constexpr std::array<char, 512> build_hex_pairs() {
+    std::array<char, 512> made{};
+    for (std::size_t value = 0; value < 256; ++value) {
+        made[2 * value] = "0123456789abcdef"[value >> 4];
+        made[2 * value + 1] = "0123456789abcdef"[value & 15];
+    }
+    return made;
+}
+inline constexpr std::array<char, 512> hex_pairs = build_hex_pairs();
+
 // `value` below 100.
 inline char* put_two(char* to, unsigned value) {
     std::memcpy(to, &pairs[2 * value], 2);
@@ -50,7 +60,9 @@ inline char* put_decimal(char* to, std::uint64_t value, std::size_t count = 1) {
 inline char* put_hex(char* to, std::uint64_t value, std::size_t count = 1) {
     const std::size_t needed = count_hex(value);
     char* const end = to + (needed > count ? needed : count);
-    for (char* at = end; at != to; value >>= 4) *--at = "0123456789abcdef"[value & 15];
+    char* at = end;
+    for (; at - to >= 2; value >>= 8) std::memcpy(at -= 2, &hex_pairs[2 * (value & 0xFF)], 2);
+    if (at != to) *to = hex_pairs[2 * (value & 15) + 1];
     return end;
 }
 

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
 
 #include "base/lower_table.h"
 
@@ -25,7 +26,7 @@ constexpr bool is_low_surrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC0
 constexpr bool is_trimmed(char32_t unit) { return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n'; }
 constexpr char lower_ascii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 
-std::size_t put_utf8(char* to, std::uint32_t code) {
+std::size_t put_code(char* to, std::uint32_t code) {
     if (code < 0x80) {
         to[0] = static_cast<char>(code);
         return 1;
@@ -73,24 +74,30 @@ view trim_view(view text) {
     return text;
 }
 
+// Four units at a time while they are ASCII; returns how many were written. Most names are nothing else.
+std::size_t put_ascii(char* to, std::u16string_view text) {
+    std::size_t at = 0;
+    for (; at + 4 <= text.size(); at += 4) {
+        std::uint64_t units = 0;
+        std::memcpy(&units, text.data() + at, sizeof units);
+        if ((units & 0xFF80'FF80'FF80'FF80) != 0) break;
+        units = (units | (units >> 8)) & 0x0000'FFFF'0000'FFFF;
+        const auto packed = static_cast<std::uint32_t>(units | (units >> 16));
+        std::memcpy(to + at, &packed, sizeof packed);
+    }
+    for (; at < text.size() && text[at] < 0x80; ++at) to[at] = static_cast<char>(text[at]);
+    return at;
+}
+
 }  // namespace
 
-bool append_utf8(std::string& out, std::u16string_view text) {
-    const std::size_t start = out.size();
-    // Three bytes a unit at most: a pair of units makes four.
-    out.resize(start + 3 * text.size());
-    char* to = out.data() + start;
-    std::size_t at = 0;
-    bool complete = true;
+char* put_utf8(char* to, std::u16string_view text, bool& complete) {
+    complete = true;
+    std::size_t at = put_ascii(to, text);
+    to += at;
     while (at < text.size()) {
-        const char16_t unit = text[at];
-        if (unit < 0x80) {
-            *to++ = static_cast<char>(unit);
-            ++at;
-            continue;
-        }
-        std::uint32_t code = unit;
-        if (is_high_surrogate(unit)) {
+        std::uint32_t code = text[at];
+        if (is_high_surrogate(text[at])) {
             if (at + 1 == text.size() || !is_low_surrogate(text[at + 1])) {
                 complete = false;
                 break;
@@ -99,9 +106,20 @@ bool append_utf8(std::string& out, std::u16string_view text) {
             ++at;
         }
         ++at;
-        to += put_utf8(to, code);
+        to += put_code(to, code);
     }
-    out.resize(static_cast<std::size_t>(to - out.data()));
+    return to;
+}
+
+bool append_utf8(std::string& out, std::u16string_view text) {
+    const std::size_t start = out.size();
+    out.resize(start + text.size());
+    const std::size_t plain = put_ascii(out.data() + start, text);
+    if (plain == text.size()) return true;
+    out.resize(start + most_utf8 * text.size());
+    bool complete = true;
+    const char* end = put_utf8(out.data() + start + plain, text.substr(plain), complete);
+    out.resize(static_cast<std::size_t>(end - out.data()));
     return complete;
 }
 
@@ -168,6 +186,18 @@ bool equals_ignoring_case(std::string_view left, std::string_view right) {
         if (lower_ascii(left[at]) != lower_ascii(right[at])) return false;
     }
     return true;
+}
+
+std::size_t find_nul(std::u16string_view text) {
+    std::size_t at = 0;
+    // Four units at a time: a borrow into a unit's top bit tells a zero.
+    for (; at + 4 <= text.size(); at += 4) {
+        std::uint64_t units = 0;
+        std::memcpy(&units, text.data() + at, sizeof units);
+        if (((units - 0x0001'0001'0001'0001) & ~units & 0x8000'8000'8000'8000) != 0) break;
+    }
+    while (at < text.size() && text[at] != 0) ++at;
+    return at;
 }
 
 std::string_view trimmed(std::string_view text) { return trim_view(text); }

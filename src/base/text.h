@@ -3,6 +3,7 @@
 // Does no normalisation and never puts in a replacement character.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -10,6 +11,9 @@
 // Appends `text` as UTF-8. A high surrogate without its low one ends the conversion: what came before stays, and the
 // result is false. A lone low surrogate is written like any other unit, as three bytes.
 bool append_utf8(std::string& out, std::u16string_view text);
+// The same in place, into at least `most_utf8` bytes for each unit; returns where it ended.
+constexpr std::size_t most_utf8 = 3;  // a pair of units makes four
+char* put_utf8(char* to, std::u16string_view text, bool& complete);
 std::string utf8_from_utf16(std::u16string_view text);
 
 // Bytes that are no UTF-8 become the units 0xDC80 to 0xDCFF, one a byte, so that a host file name in another encoding
@@ -26,6 +30,9 @@ std::u16string lowered(std::u16string_view text);
 std::string lowered_ascii(std::string_view text);
 // Equal after lower-casing ASCII letters.
 bool equals_ignoring_case(std::string_view left, std::string_view right);
+
+// Where the first NUL unit stands; the text's size if there is none.
+std::size_t find_nul(std::u16string_view text);
 
 // Without blanks, tabs, CR and LF at both ends.
 std::string_view trimmed(std::string_view text);

@@ -18,9 +18,10 @@ namespace {
 constexpr std::uint64_t seconds_from_1601_to_1970 = 11'644'473'600;
 
 void write_diag_line(const cmd_params& params, std::string_view text) {
-    std::ofstream& log = params.diags_log->stream;
-    log << "->" << text << '\n';
-    log.flush();
+    std::string line = "->";
+    line += text;
+    line += '\n';
+    params.diags_log->stream << line;
 }
 
 }  // namespace

@@ -59,10 +59,7 @@ void print_profile(const mft_entries_ctx& ctx) {
     write_standard_error(text.str());
 }
 
-void write_header_block(std::ostream& out, const std::string& header) {
-    out << header + "\n";
-    out.flush();
-}
+void write_header_block(std::ostream& out, const std::string& header) { (out << header + "\n").flush(); }
 
 // The directories that the results file is to lie in.
 bool make_results_directories(const mft_entries_ctx& ctx) {

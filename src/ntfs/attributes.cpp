@@ -40,7 +40,7 @@ void read_attribute_name(std::u16string& name, const attribute_context& attribut
     read_name(name, bytes, offset, length);
 }
 
-void fill_entry(attr_entry& entry, const attribute_context& attribute, const char* label) {
+void fill_entry(attr_entry& entry, const attribute_context& attribute, std::string_view label) {
     make_attr_entry(entry, attribute.from_attribute);
     read_attribute_name(entry.name, attribute);
     entry.label = label;
@@ -99,7 +99,7 @@ attr_entry* new_entry(file_record& record, attr_key key) {
 }
 
 // For entries that are only ever inserted.
-attr_entry* insert_entry(const attribute_context& attribute, attr_key key, const char* label) {
+attr_entry* insert_entry(const attribute_context& attribute, attr_key key, std::string_view label) {
     attr_entry* entry = new_entry(attribute.record, key);
     if (entry != nullptr) fill_entry(*entry, attribute, label);
     return entry;
@@ -107,7 +107,7 @@ attr_entry* insert_entry(const attribute_context& attribute, attr_key key, const
 
 // Inserts an entry, or joins the attribute to the fragment of the same stream that is there.
 // Null if it joined or was dropped.
-attr_entry* file_entry(const attribute_context& attribute, attr_key key, const char* label) {
+attr_entry* file_entry(const attribute_context& attribute, attr_key key, std::string_view label) {
     file_record& record = attribute.record;
     const bool continuation =
         attribute.non_resident() && attribute.from_attribute.u64(attribute_at::first_vcn) != 0;
@@ -297,7 +297,7 @@ void take_reparse_point(const attribute_context& attribute) {
 struct plain_type {
     std::uint32_t type;
     bool type_in_key;
-    const char* label;
+    std::string_view label;
 };
 
 constexpr plain_type plain_types[] = {
@@ -352,8 +352,8 @@ void read_name(std::u16string& name, byte_view bytes, std::size_t offset, std::s
     const byte_view there = bytes.part(offset, 2 * count);
     name.resize(there.size / 2);
     there.copy(0, name.data(), 2 * name.size());
-    const std::size_t end = name.find(u'\0');
-    if (end != std::u16string::npos) name.resize(end);
+    const std::size_t end = find_nul(name);
+    if (end < name.size()) name.resize(end);
 }
 
 void append_guid(std::string& out, byte_view bytes) {

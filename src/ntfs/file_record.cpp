@@ -4,7 +4,7 @@
 
 void attr_entry::clear() {
     name.clear();
-    label = "";
+    label = {};
     type = 0;
     raw.clear();
     value_text.clear();
@@ -22,7 +22,7 @@ std::uint64_t attr_entry::data_size() const {
 }
 
 void file_record::clear() {
-    source_text.clear();
+    source_text = {};
     has_attribute_list = attribute_list_nonresident = false;
     time_warning = false;
     time_warning_text.clear();

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/bytes.h"
@@ -51,7 +52,7 @@ struct index_root_entry {
 // One attribute as reports see it.
 struct attr_entry {
     std::u16string name;            // from the attribute's header
-    const char* label = "";         // word of the attribute's type
+    std::string_view label;         // word of the attribute's type
     std::uint32_t type = 0;
     std::vector<std::uint8_t> raw;  // whole attribute, header included
     std::string value_text;         // decoded value, where there is one
@@ -80,7 +81,7 @@ using attr_key = std::uint64_t;
 using name_key = std::uint64_t;
 
 struct file_record {
-    std::u16string source_text;
+    std::u16string_view source_text;  // the context's
     bool has_attribute_list = false;
     bool attribute_list_nonresident = false;
     bool time_warning = false;

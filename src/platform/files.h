@@ -5,8 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <string>
+#include <string_view>
 
 struct native_file {
     std::intptr_t handle = -1;  // a descriptor on POSIX, a HANDLE on Windows
@@ -31,10 +31,8 @@ std::int64_t file_size(const native_file& file);
 std::int64_t read_at(const native_file& file, std::uint64_t position, void* bytes, std::size_t count);
 // Appends at the file's own position. False: not everything was written.
 bool write_next(const native_file& file, const void* bytes, std::size_t count);
-
-// Text mode (LF becomes the host's line end), truncating, shared with readers and writers: what
-// is flushed can be read by others at once. On failure the stream is in a failed state.
-void open_text_stream(std::ofstream& stream, const std::u16string& path);
+// The same in text mode: LF becomes the host's line end. One write, however many lines.
+bool write_text(const native_file& file, std::string_view text);
 
 // True also when the directory is there already.
 bool create_one_directory(const std::u16string& path);

@@ -24,13 +24,14 @@ void write_path_line(const report_call& call, std::ostream& out, mft_entries_ctx
     if (name == nullptr) return;
     const std::string& path = call.path->value.path;
     if (path.find("<path corrupted>") != std::string::npos) return;
-    std::string& text = scratch_of(ctx).path_and_name;
-    text.assign(path, path.find(root_part) == std::string::npos ? 0 : root_part.size());
+    text_buffer& text = scratch_of(ctx).path_and_name;
+    text.clear();
+    text += std::string_view(path).substr(path.find(root_part) == std::string::npos ? 0 : root_part.size());
     append_utf8(text, name->name);
     if (has_stream_name(call.attribute)) {
         text += ':';
         append_utf8(text, call.attribute->name);
     }
     text += '\n';
-    write_line(out, text, ctx);
+    write_line(out, text.view(), ctx);
 }

@@ -76,22 +76,25 @@ void set_times(result_row& row, int& index, const entry* times, const mft_entrie
     index += cell_set_value(row, index, times == nullptr ? 0 : times->created, kind);
 }
 
-const std::string& type_text(const report_call& call, mft_entries_ctx& ctx) {
-    std::string& text = scratch_of(ctx).type;
-    text = record_type_word(call.record, ctx);
-    if (call.attribute == nullptr) return text;
+std::string_view type_text(const report_call& call, mft_entries_ctx& ctx) {
+    text_buffer& text = scratch_of(ctx).type;
+    text.clear();
+    text += record_type_word(call.record, ctx);
+    if (call.attribute == nullptr) return text.view();
     const std::string_view label = call.attribute->label;
-    if (!label.empty() && label != "unnamed data") text.append(":").append(label);
-    return text;
+    if (label.empty() || label == "unnamed data") return text.view();
+    text += ':';
+    text += label;
+    return text.view();
 }
 
-const std::string& ext_text(const report_call& call, mft_entries_ctx& ctx) {
-    std::string& text = scratch_of(ctx).ext;
+std::string_view ext_text(const report_call& call, mft_entries_ctx& ctx) {
+    text_buffer& text = scratch_of(ctx).ext;
     text.clear();
-    if (call.path == nullptr || call.record.is_directory()) return text;
+    if (call.path == nullptr || call.record.is_directory()) return text.view();
     const std::u16string_view ext = extension_of(call.path->value.name, false);
     append_utf8(text, ctx.no_whitespace ? ext : ext.substr(0, 7));
-    return text;
+    return text.view();
 }
 
 // The call's attribute, else the record's unnamed $DATA.
@@ -109,19 +112,19 @@ void set_size(result_row& row, int& index, const report_call& call) {
                                   : cell_set_value(row, index, attribute->data_size(), cell_u64);
 }
 
-const std::string& name_text(const report_call& call, const name_entry* name, mft_entries_ctx& ctx) {
-    std::string& text = scratch_of(ctx).name;
+std::string_view name_text(const report_call& call, const name_entry* name, mft_entries_ctx& ctx) {
+    text_buffer& text = scratch_of(ctx).name;
     text.clear();
     if (name == nullptr) {
-        text = "<no filename>";
-        return text;
+        text += "<no filename>";
+        return text.view();
     }
     append_utf8(text, name->name);
     if (has_stream_name(call.attribute)) {
         text += ':';
         append_utf8(text, call.attribute->name);
     }
-    return text;
+    return text.view();
 }
 
 std::uint64_t stream_list_size(const attr_entry& attribute) {
@@ -129,10 +132,10 @@ std::uint64_t stream_list_size(const attr_entry& attribute) {
     return attribute.non_resident() && allocated != 0 ? allocated : attribute.value_length();
 }
 
-const std::string& stream_list(const report_call& call, mft_entries_ctx& ctx) {
-    std::string& text = scratch_of(ctx).streams;
+std::string_view stream_list(const report_call& call, mft_entries_ctx& ctx) {
+    text_buffer& text = scratch_of(ctx).streams;
     text.clear();
-    if (call.attribute != nullptr) return text;
+    if (call.attribute != nullptr) return text.view();
     for (const auto& item : call.record.attributes) {
         if (!item.value.is_named_data) continue;
         append_item(text, {});
@@ -141,14 +144,14 @@ const std::string& stream_list(const report_call& call, mft_entries_ctx& ctx) {
         append_number_text(text, stream_list_size(item.value), ctx.no_whitespace ? 1 : 8, ctx);
         text += ']';
     }
-    return text;
+    return text.view();
 }
 
-const std::string& data_stats(const report_call& call, mft_entries_ctx& ctx) {
-    std::string& text = scratch_of(ctx).clusters;
+std::string_view data_stats(const report_call& call, mft_entries_ctx& ctx) {
+    text_buffer& text = scratch_of(ctx).clusters;
     text.clear();
     if (!call.hide_clusters && call.attribute != nullptr) append_cluster_text(text, *call.attribute);
-    return text;
+    return text.view();
 }
 
 }  // namespace
@@ -179,8 +182,8 @@ void write_per_path_row(const report_call& call, std::ostream& out, mft_entries_
     if (ctx.record_offset_wanted) index += cell_set_value(row, index, record.record_offset, cell_u64);
     index += cell_set_text(row, index, name_text(call, name, ctx));
     index += cell_set_text(row, index, call.path == nullptr ? std::string_view() : call.path->value.path);
-    index += cell_set_text(row, index, scratch.links);
-    index += cell_set_text(row, index, scratch.object_ids);
+    index += cell_set_text(row, index, scratch.links.view());
+    index += cell_set_text(row, index, scratch.object_ids.view());
     index += cell_set_text(row, index, stream_list(call, ctx));
     index += cell_set_text(row, index, record.time_warning_text);
     if (!ctx.hostname.empty()) index += cell_set_text(row, index, ctx.hostname);

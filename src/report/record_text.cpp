@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
-#include "base/numbers.h"
 #include "base/text.h"
 #include "front/run_context.h"
 #include "ntfs/attributes.h"
 
 namespace {
 
-void append_run(std::string& out, const cluster_run& run, bool sparse) {
+void append_run(text_buffer& out, const cluster_run& run, bool sparse) {
     out += "0x";
     append_hex(out, run.lcn, 8);
     if (run.clusters > 1) {
@@ -19,23 +18,30 @@ void append_run(std::string& out, const cluster_run& run, bool sparse) {
     out += sparse ? " [sparse]; " : "; ";
 }
 
-void append_data_type(std::string& out, const attr_entry& attribute, std::uint64_t size) {
-    out += '[';
+// Put together in place: every row of a record without a stream of its own ends in one of these for each attribute.
+void append_data_type(text_buffer& out, const attr_entry& attribute, std::uint64_t size) {
+    constexpr std::size_t constant_parts = 64;  // brackets, separators and digits
+    const bool has_text = !attribute.non_resident() && !attribute.value_text.empty();
+    char* at = out.room(constant_parts + most_utf8 * attribute.name.size() + attribute.label.size() + attribute.value_text.size());
+    const auto put = [&at](std::string_view text) { at += text.copy(at, text.size()); };
+    put("[");
     if (!attribute.name.empty()) {
-        append_utf8(out, attribute.name);
-        out += " : ";
+        bool complete = true;
+        at = put_utf8(at, attribute.name, complete);
+        put(" : ");
     }
-    if (*attribute.label != '\0') {
-        out += attribute.label;
-        out += " : ";
+    if (!attribute.label.empty()) {
+        put(attribute.label);
+        put(" : ");
     }
-    out += "sz: 0x";
-    append_hex(out, size, 4);
-    if (!attribute.non_resident() && !attribute.value_text.empty()) {
-        out += " : ";
-        out += attribute.value_text;
+    put("sz: 0x");
+    at = digits::put_hex(at, size, 4);
+    if (has_text) {
+        put(" : ");
+        put(attribute.value_text);
     }
-    out += ']';
+    put("]");
+    out.set_end(at);
 }
 
 struct filter_hit {
@@ -67,7 +73,7 @@ std::u16string_view extension_of(std::u16string_view name, bool leading_dot_coun
     return name.substr(dot + 1);
 }
 
-void append_number_text(std::string& out, std::uint64_t value, std::size_t digits, const mft_entries_ctx& ctx) {
+void append_number_text(text_buffer& out, std::uint64_t value, std::size_t digits, const mft_entries_ctx& ctx) {
     if (!ctx.hex_numbers) {
         append_decimal(out, value);
         return;
@@ -76,7 +82,7 @@ void append_number_text(std::string& out, std::uint64_t value, std::size_t digit
     append_hex(out, value, digits);
 }
 
-void append_reparse_targets(std::string& out, const file_record& record) {
+void append_reparse_targets(text_buffer& out, const file_record& record) {
     bool first = true;
     for (const auto& item : record.reparse_targets) {
         if (!first) out += "; ";
@@ -85,16 +91,18 @@ void append_reparse_targets(std::string& out, const file_record& record) {
     }
 }
 
-void append_object_ids(std::string& out, const file_record& record) {
+void append_object_ids(text_buffer& out, const file_record& record) {
     for (const auto& item : record.object_ids) {
         const byte_view object_id(item.value.bytes.data(), 16);
         if (object_id.u64(0) == 0 && object_id.u64(8) == 0) continue;
         if (!out.empty()) out += "; ";
-        append_guid(out, object_id);
+        std::string text;
+        append_guid(text, object_id);
+        out += text;
     }
 }
 
-void append_cluster_text(std::string& out, const attr_entry& attribute) {
+void append_cluster_text(text_buffer& out, const attr_entry& attribute) {
     if (!attribute.non_resident()) {
         if (!attribute.value_text.empty()) {
             out += attribute.value_text;
@@ -106,10 +114,10 @@ void append_cluster_text(std::string& out, const attr_entry& attribute) {
     for (std::size_t index = 0; index < attribute.runs.size(); ++index) {
         append_run(out, attribute.runs[index], is_sparse_run(attribute.runs, index));
     }
-    if (!attribute.runs.empty()) out.resize(out.size() - 2);
+    if (!attribute.runs.empty()) out.cut(out.size() - 2);
 }
 
-void append_data_types(std::string& out, const file_record& record) {
+void append_data_types(text_buffer& out, const file_record& record) {
     for (const auto& item : record.attributes) {
         const std::uint64_t size = item.value.data_size();
         if (size == 0) continue;
@@ -118,7 +126,7 @@ void append_data_types(std::string& out, const file_record& record) {
     }
 }
 
-void append_filter_hits(std::string& out, const file_record& record) {
+void append_filter_hits(text_buffer& out, const file_record& record) {
     for (const filter_hit& hit : filter_hits) {
         if (!(record.*hit.match)) continue;
         append_item(out, hit.word);
@@ -127,7 +135,7 @@ void append_filter_hits(std::string& out, const file_record& record) {
     }
 }
 
-void append_item(std::string& out, std::string_view item) {
+void append_item(text_buffer& out, std::string_view item) {
     if (!out.empty()) out += "; ";
     out += item;
 }

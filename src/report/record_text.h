@@ -4,10 +4,10 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "base/flat_map.h"
 #include "ntfs/file_record.h"
+#include "report/text_buffer.h"
 
 struct mft_entries_ctx;
 
@@ -18,17 +18,17 @@ const char* record_type_word(const file_record& record, const mft_entries_ctx& c
 // Behind the last "." of a name; empty without one. `leading_dot_counts`: also where that is the first character.
 std::u16string_view extension_of(std::u16string_view name, bool leading_dot_counts);
 // "0x" and hexadecimal digits, at least `digits` of them, or decimal under -base10.
-void append_number_text(std::string& out, std::uint64_t value, std::size_t digits, const mft_entries_ctx& ctx);
-void append_reparse_targets(std::string& out, const file_record& record);
-void append_object_ids(std::string& out, const file_record& record);
+void append_number_text(text_buffer& out, std::uint64_t value, std::size_t digits, const mft_entries_ctx& ctx);
+void append_reparse_targets(text_buffer& out, const file_record& record);
+void append_object_ids(text_buffer& out, const file_record& record);
 // Runs of a non-resident attribute, or what a resident one holds.
-void append_cluster_text(std::string& out, const attr_entry& attribute);
+void append_cluster_text(text_buffer& out, const attr_entry& attribute);
 // "[unnamed data : sz: 0x1234]; ..." for every attribute that has a size.
-void append_data_types(std::string& out, const file_record& record);
+void append_data_types(text_buffer& out, const file_record& record);
 // The filter hits of the record, "; " between and ahead of them if `out` holds text.
-void append_filter_hits(std::string& out, const file_record& record);
+void append_filter_hits(text_buffer& out, const file_record& record);
 // Appends `item` behind "; " if `out` holds text already.
-void append_item(std::string& out, std::string_view item);
+void append_item(text_buffer& out, std::string_view item);
 
 bool has_stream_name(const attr_entry* attribute);
 std::uint64_t parent_number(const path_entry* path);    // 5 without a path entry

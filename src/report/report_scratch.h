@@ -14,16 +14,18 @@
 struct report_scratch {
     std::vector<result_cell> columns;
     bool columns_show_clusters = false;  // as the first call had it: later calls keep the columns
+    bool rows_planned = false;  // made at the first row:
     date_plan date;
     time_plan clock;
-    bool plans_made = false;
+    char separator[16] = {};     // its head, for a copy of a fixed size
+    std::size_t fixed_room = 0;  // bytes that the cells of a row take at most, beside their texts
 
     result_row row;
     text_buffer line;
-    text_buffer shared_front, shared_back;  // text of the cells that rows of a group have in common
-    std::string macb, inode, ext, other_info, path_and_name, clusters, head_bytes, type, name, links, object_ids, streams;
+    text_buffer shared_back;  // text of the last cells that rows of a group have in common
+    text_buffer macb, inode, ext, other_info, path_and_name, clusters, head_bytes, type, name, links, object_ids, streams;
     std::u16string wide_ext;
-    std::vector<std::string> names;  // narrow names of the present group
+    std::vector<text_buffer> names;  // narrow names of the present group
     timeline times;
 
     // Of the stream in hand: where it was copied to, and its digests.

@@ -1,9 +1,8 @@
 // Streams of the results: a file opened by its wide path, and one that discards what it gets.
-// The first is opened by the run driver alone; the second serves reads that only a digest wants.
+// The first is opened by the run driver and the diagnostic log; the second serves reads that only a digest wants.
 // Neither formats anything.
 #pragma once
 
-#include <fstream>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -12,12 +11,40 @@
 
 namespace uni {
 
-// A narrow text stream that is opened by a wide path; in a failed state if that did not work.
-class ofstream : public std::ofstream {
+// Text into a file, unbuffered: each piece put in is one write, so that a row is in the file when it has been put.
+class text_filebuf : public std::streambuf {
 public:
-    ofstream() = default;
-    explicit ofstream(const std::u16string& path) { open(path); }
-    void open(const std::u16string& path) { open_text_stream(*this, path); }
+    text_filebuf() = default;
+    text_filebuf(const text_filebuf&) = delete;
+    text_filebuf& operator=(const text_filebuf&) = delete;
+    ~text_filebuf() override { close_file(file_); }
+
+    // Truncates. False: the system refused.
+    bool open(const std::u16string& path);
+    bool is_open() const { return file_.is_open(); }
+    void close() { close_file(file_); }
+
+protected:
+    int_type overflow(int_type unit) override;
+    std::streamsize xsputn(const char* text, std::streamsize count) override;
+
+private:
+    native_file file_;
+};
+
+// A narrow text stream that is opened by a wide path; in a failed state if that did not work.
+class ofstream : public std::ostream {
+public:
+    ofstream() : std::ostream(nullptr) { rdbuf(&buffer_); }
+    explicit ofstream(const std::u16string& path) : ofstream() { open(path); }
+    void open(const std::u16string& path) {
+        clear(buffer_.open(path) ? goodbit : failbit);
+    }
+    bool is_open() const { return buffer_.is_open(); }
+    void close() { buffer_.close(); }
+
+private:
+    text_filebuf buffer_;
 };
 
 template <class unit>

@@ -19,30 +19,39 @@ char* put_four(char* to, int value) { return put_pair(put_pair(to, value / 100),
 char* put_fraction(char* to, std::uint32_t remainder, std::size_t count) {
     constexpr std::uint32_t powers[] = {10'000'000, 1'000'000, 100'000, 10'000, 1000, 100, 10, 1};
     const std::size_t told = count < 7 ? count : 7;
+    if (count == 3) {  // the usual case, without a division by a variable
+        to[0] = static_cast<char>('0' + remainder / 1'000'000);
+        return digits::put_two(to + 1, remainder / 10'000 % 100);
+    }
     std::uint32_t value = remainder / powers[told];
     for (std::size_t index = told; index-- > 0; value /= 10) to[index] = static_cast<char>('0' + value % 10);
     for (std::size_t index = told; index < count; ++index) to[index] = '0';
     return to + count;
 }
 
-// Calendar arithmetic on days since 1970-01-01: years begin in March, so that a leap day ends one.
-void set_date(time_point& time, std::uint64_t days_since_1970) {
-    const std::uint64_t days = days_since_1970 + 719'468;
-    const std::uint64_t era = days / 146'097;
-    const std::uint64_t day_of_era = days % 146'097;
-    const std::uint64_t year_of_era = (day_of_era - day_of_era / 1460 + day_of_era / 36'524 - day_of_era / 146'096) / 365;
-    const std::uint64_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-    const std::uint64_t month_from_march = (5 * day_of_year + 2) / 153;
-    time.day = static_cast<int>(day_of_year - (153 * month_from_march + 2) / 5 + 1);
-    time.month = static_cast<int>(month_from_march < 10 ? month_from_march + 3 : month_from_march - 9);
-    time.year = static_cast<int>(year_of_era + era * 400) + (time.month <= 2 ? 1 : 0);
+// Calendar arithmetic after C. Neri and L. Schneider, "Euclidean affine functions and their application to calendar
+// algorithms" (2022): years begin in March, so that a leap day ends one, and divisions become multiplications.
+void set_date(time_point& time, std::uint32_t days_since_1970) {
+    constexpr std::uint32_t days_to_1970 = 719'468;  // from 0000-03-01
+    constexpr std::uint32_t days_in_400_years = 146'097;
+    const std::uint32_t centuries = 4 * (days_since_1970 + days_to_1970) + 3;
+    const std::uint32_t century = centuries / days_in_400_years;
+    const std::uint32_t day_of_century = centuries % days_in_400_years / 4;
+    const std::uint64_t years = 2'939'745 * static_cast<std::uint64_t>(4 * day_of_century + 3);
+    const auto year_of_century = static_cast<std::uint32_t>(years >> 32);
+    const std::uint32_t day_of_year = static_cast<std::uint32_t>(years) / 2'939'745 / 4;
+    const std::uint32_t months = 2'141 * day_of_year + 197'913;
+    const bool next_year = day_of_year >= 306;  // January and February
+    time.day = static_cast<int>((months & 0xFFFF) / 2'141 + 1);
+    time.month = static_cast<int>((months >> 16) - (next_year ? 12 : 0));
+    time.year = static_cast<int>(100 * century + year_of_century + (next_year ? 1 : 0));
 }
 
 time_point time_point_of_seconds(std::uint64_t seconds, std::uint32_t remainder) {
     time_point time;
     if (seconds == 0 || seconds > last_second_of_year_3000) return time;
     time.valid = true;
-    set_date(time, seconds / seconds_per_day);
+    set_date(time, static_cast<std::uint32_t>(seconds / seconds_per_day));
     const int second_of_day = static_cast<int>(seconds % seconds_per_day);
     time.hour = second_of_day / 3600;
     time.minute = second_of_day / 60 % 60;
@@ -58,7 +67,20 @@ char delimiter_of(std::string_view format) {
     return '/';
 }
 
-void add_part(date_plan& plan, char part) { plan.parts[plan.count++] = part; }
+// Builds a plan from left to right.
+struct date_planner {
+    date_plan plan;
+
+    std::uint8_t take(std::size_t size) {
+        const std::uint8_t at = plan.size;
+        plan.size = static_cast<std::uint8_t>(plan.size + size);
+        return at;
+    }
+    void add(char text) { plan.text[take(1)] = text; }
+    void add_year() { plan.year_at = take(plan.long_year ? 4 : 2); }
+    void add_month() { plan.month_at = take(plan.month_name ? 3 : 2); }
+    void add_day() { plan.day_at = take(2); }
+};
 
 }  // namespace
 
@@ -74,51 +96,42 @@ time_point time_point_of(std::uint64_t number, time_mode mode) {
 }
 
 date_plan plan_date(std::string_view format) {
-    date_plan plan;
-    if (format.empty()) return plan;
+    date_planner planner;
+    if (format.empty()) return planner.plan;
     const auto year_at = format.find("yy"), month_at = format.find("mm"), day_at = format.find("dd");
     constexpr auto missing = std::string_view::npos;
-    const char month = format.find("mmm") != missing ? 'M' : 'm';
-    const char year = year_at != missing && format.find("yyyy") == missing ? 'y' : 'Y';
-    if (year_at == missing || month_at == missing || day_at == missing) {
-        for (const char part : {month, '/', 'd', '/', year}) add_part(plan, part);
-        return plan;
-    }
-    const char delimiter = delimiter_of(format);
-    const bool month_first = month_at < day_at;
-    const bool comma = delimiter == ' ' && month_first && format.find(',', day_at) != missing;
-    const bool year_first = year_at == 0;
+    planner.plan.month_name = format.find("mmm") != missing;
+    planner.plan.long_year = year_at == missing || format.find("yyyy") != missing;
+    const bool incomplete = year_at == missing || month_at == missing || day_at == missing;
+    const char delimiter = incomplete ? '/' : delimiter_of(format);
+    const bool month_first = incomplete || month_at < day_at;
+    const bool year_first = !incomplete && year_at == 0;
     if (year_first) {
-        add_part(plan, year);
-        add_part(plan, delimiter);
+        planner.add_year();
+        planner.add(delimiter);
     }
-    add_part(plan, month_first ? month : 'd');
-    add_part(plan, delimiter);
-    add_part(plan, month_first ? 'd' : month);
-    if (comma) add_part(plan, ',');
+    month_first ? planner.add_month() : planner.add_day();
+    planner.add(delimiter);
+    month_first ? planner.add_day() : planner.add_month();
+    if (delimiter == ' ' && month_first && format.find(',', day_at) != missing) planner.add(',');
     if (!year_first) {
-        add_part(plan, delimiter);
-        add_part(plan, year);
+        planner.add(delimiter);
+        planner.add_year();
     }
-    return plan;
+    return planner.plan;
 }
 
 std::size_t put_date(char* to, const time_point& time, const date_plan& plan) {
-    char* at = to;
-    for (std::size_t index = 0; index < plan.count; ++index) {
-        switch (const char part = plan.parts[index]) {
-            case 'Y': at = put_four(at, time.year); break;
-            case 'y': at = put_pair(at, time.year % 100); break;
-            case 'M':
-                std::memcpy(at, month_names + 3 * (time.month - 1), 3);
-                at += 3;
-                break;
-            case 'm': at = put_pair(at, time.month); break;
-            case 'd': at = put_pair(at, time.day); break;
-            default: *at++ = part; break;
-        }
+    std::memcpy(to, plan.text, sizeof plan.text);
+    if (plan.size == 0) return 0;
+    put_pair(to + plan.day_at, time.day);
+    if (plan.month_name) {
+        std::memcpy(to + plan.month_at, month_names + 3 * (time.month - 1), 3);
+    } else {
+        put_pair(to + plan.month_at, time.month);
     }
-    return static_cast<std::size_t>(at - to);
+    plan.long_year ? put_four(to + plan.year_at, time.year) : put_pair(to + plan.year_at, time.year % 100);
+    return plan.size;
 }
 
 time_plan plan_time(std::string_view format) {

@@ -3,7 +3,6 @@
 // UTC only: no time zone of the machine enters. No locale, no library call per cell.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -24,10 +23,12 @@ enum time_mode : int {
 };
 time_point time_point_of(std::uint64_t number, time_mode mode);
 
-// The parts of a date in their order, made once from a format such as "mm/dd/yyyy" or "mmm dd, yy".
+// A date's text with its delimiters in place, made once from a format such as "mm/dd/yyyy" or "mmm dd, yy".
 struct date_plan {
-    std::array<char, 8> parts{};  // 'Y' 'y' 'M' 'm' 'd' or a character that stands for itself
-    std::size_t count = 0;
+    char text[16] = {};
+    std::uint8_t size = 0;  // 0: no date
+    std::uint8_t year_at = 0, month_at = 0, day_at = 0;
+    bool long_year = false, month_name = false;
 };
 date_plan plan_date(std::string_view format);
 constexpr std::size_t date_room = 32;

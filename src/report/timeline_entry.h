@@ -11,15 +11,15 @@ enum time_source { from_si, from_long_name, from_dos_name, time_sources };
 
 // One distinct timestamp of the call's file. Names are indexes into report_scratch::names, in order of their text.
 struct timeline_entry {
-    std::uint64_t time = 0;
     char macb[time_sources][4] = {};
     bool touched[time_sources] = {};
     std::vector<std::uint32_t> long_names, dos_names;
 };
 
 // The entries of one call. They lie in the order of their making, so that none is moved; `order` is by time.
+// The times themselves lie apart: a search passes over nothing else.
 struct timeline {
-    std::vector<timeline_entry> entries;  // beyond `used`: storage of earlier calls
+    std::vector<std::uint64_t> times;     // FILETIMEs
+    std::vector<timeline_entry> entries;  // of each time; behind them, storage of earlier calls
     std::vector<std::uint32_t> order;
-    std::size_t used = 0;
 };

@@ -55,12 +55,13 @@ void add_columns(const report_call& call, mft_entries_ctx& ctx) {
 
 // The entry of a timestamp, made if it is new. A call has a handful of them: looking at each beats any order.
 timeline_entry& entry_at(timeline& times, std::uint64_t time) {
-    for (std::size_t index = 0; index < times.used; ++index) {
-        if (times.entries[index].time == time) return times.entries[index];
+    const std::size_t used = times.times.size();
+    for (std::size_t index = 0; index < used; ++index) {
+        if (times.times[index] == time) return times.entries[index];
     }
-    if (times.used == times.entries.size()) times.entries.emplace_back();
-    timeline_entry& entry = times.entries[times.used++];
-    entry.time = time;
+    times.times.push_back(time);
+    if (used == times.entries.size()) times.entries.emplace_back();
+    timeline_entry& entry = times.entries[used];
     std::memset(entry.macb, '.', sizeof entry.macb);
     std::memset(entry.touched, 0, sizeof entry.touched);
     entry.long_names.clear();
@@ -69,10 +70,10 @@ timeline_entry& entry_at(timeline& times, std::uint64_t time) {
 }
 
 void put_in_order(timeline& times) {
-    times.order.resize(times.used);
-    for (std::uint32_t index = 0; index < times.used; ++index) {
+    times.order.resize(times.times.size());
+    for (std::uint32_t index = 0; index < times.order.size(); ++index) {
         std::size_t place = index;
-        while (place > 0 && times.entries[times.order[place - 1]].time > times.entries[index].time) {
+        while (place > 0 && times.times[times.order[place - 1]] > times.times[index]) {
             times.order[place] = times.order[place - 1];
             --place;
         }
@@ -80,11 +81,12 @@ void put_in_order(timeline& times) {
     }
 }
 
-void add_name(std::vector<std::uint32_t>& names, std::uint32_t index, const std::vector<std::string>& texts) {
+void add_name(std::vector<std::uint32_t>& names, std::uint32_t index, const std::vector<text_buffer>& texts) {
     if (!names.empty() && names.back() == index) return;  // most times of a group share their name
+    const std::string_view text = texts[index].view();
     auto place = names.begin();
-    while (place != names.end() && texts[*place] < texts[index]) ++place;
-    if (place == names.end() || texts[*place] != texts[index]) names.insert(place, index);
+    while (place != names.end() && texts[*place].view() < text) ++place;
+    if (place == names.end() || texts[*place].view() != text) names.insert(place, index);
 }
 
 constexpr std::uint32_t no_name = ~std::uint32_t{0};
@@ -97,15 +99,18 @@ struct dated_name {
 
 void add_times(report_scratch& scratch, const four_times& times, time_source source, dated_name name) {
     const std::uint64_t values[4] = {times.modified, times.accessed, times.mft_changed, times.created};
-    timeline_entry* entry = nullptr;
+    bool done[4] = {};
     for (std::size_t letter = 0; letter < 4; ++letter) {
-        if (values[letter] == 0) continue;
-        if (entry == nullptr || entry->time != values[letter]) {
-            entry = &entry_at(scratch.times, values[letter]);
-            entry->touched[source] = true;
-            if (name.index != no_name) add_name(name.is_dos ? entry->dos_names : entry->long_names, name.index, scratch.names);
+        if (done[letter] || values[letter] == 0) continue;
+        timeline_entry& entry = entry_at(scratch.times, values[letter]);
+        entry.touched[source] = true;
+        // One look-up for all letters of the same time.
+        for (std::size_t other = letter; other < 4; ++other) {
+            if (values[other] != values[letter]) continue;
+            entry.macb[source][other] = "macb"[other];
+            done[other] = true;
         }
-        entry->macb[source][letter] = "macb"[letter];
+        if (name.index != no_name) add_name(name.is_dos ? entry.dos_names : entry.long_names, name.index, scratch.names);
     }
 }
 
@@ -118,7 +123,7 @@ dated_name narrow_name(report_scratch& scratch, std::uint32_t index, const name_
 
 // Every distinct time of the call, ascending, each with the letters and names that share it.
 void fill_timeline(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
-    scratch.times.used = 0;
+    scratch.times.times.clear();
     const file_record& record = call.record;
     const si_entry* si = record.std_infos.empty() ? nullptr : &record.std_infos.begin()->value;
     std::uint32_t names = 0;
@@ -131,41 +136,41 @@ void fill_timeline(const report_call& call, report_scratch& scratch, const mft_e
         if (call.path == nullptr) continue;
         add_times(scratch, times_of(name), name.is_dos ? from_dos_name : from_long_name, dated);
     }
-    if (scratch.times.used == 0 && si != nullptr) add_times(scratch, times_of(*si), from_si, {});
+    if (scratch.times.times.empty() && si != nullptr) add_times(scratch, times_of(*si), from_si, {});
     put_in_order(scratch.times);
 }
 
-const std::string& inode_text(const report_call& call, mft_entries_ctx& ctx) {
-    std::string& text = scratch_of(ctx).inode;
+std::string_view inode_text(const report_call& call, mft_entries_ctx& ctx) {
+    text_buffer& text = scratch_of(ctx).inode;
     text.clear();
     append_number_text(text, call.record.inode, 8, ctx);
-    return text;
+    return text.view();
 }
 
-const std::string& ext_text(const report_call& call, mft_entries_ctx& ctx) {
+std::string_view ext_text(const report_call& call, mft_entries_ctx& ctx) {
     report_scratch& scratch = scratch_of(ctx);
-    std::string& text = scratch.ext;
+    text_buffer& text = scratch.ext;
     text.clear();
-    if (call.path != nullptr && !call.record.is_directory() && scratch.times.used > 0) {
+    if (call.path != nullptr && !call.record.is_directory() && !scratch.times.times.empty()) {
         std::u16string_view ext = extension_of(call.path->value.name, true);
         scratch.wide_ext.assign(ext.begin(), ext.end());
         lower_in_place(scratch.wide_ext);
         append_utf8(text, scratch.wide_ext);
     }
-    if (text.empty()) text = "none";
-    return text;
+    if (text.empty()) text += "none";
+    return text.view();
 }
 
-void append_count(std::string& text, std::string_view word, std::size_t count) {
+void append_count(text_buffer& text, std::string_view word, std::size_t count) {
     append_item(text, word);
     append_decimal(text, count);
     text += ']';
 }
 
 // What concerns the record's names and links; nothing without a path entry or without any time.
-void append_path_info(std::string& text, const report_call& call, const report_scratch& scratch) {
+void append_path_info(text_buffer& text, const report_call& call, const report_scratch& scratch) {
     const file_record& record = call.record;
-    if (call.path == nullptr || scratch.times.used == 0) return;
+    if (call.path == nullptr || scratch.times.times.empty()) return;
     if (record.lower_names.size() > 1) append_count(text, "multinames [", record.lower_names.size());
     if (record.parents.size() > 1) append_count(text, "multiroots [", record.parents.size());
     if (call.path->value.path.empty() || record.reparse_targets.empty()) return;
@@ -174,9 +179,9 @@ void append_path_info(std::string& text, const report_call& call, const report_s
     text += ']';
 }
 
-const std::string& other_info(const report_call& call, mft_entries_ctx& ctx) {
+std::string_view other_info(const report_call& call, mft_entries_ctx& ctx) {
     report_scratch& scratch = scratch_of(ctx);
-    std::string& text = scratch.other_info;
+    text_buffer& text = scratch.other_info;
     const file_record& record = call.record;
     text.clear();
     append_path_info(text, call, scratch);
@@ -194,64 +199,78 @@ const std::string& other_info(const report_call& call, mft_entries_ctx& ctx) {
         append_number_text(text, record.record_offset, 1, ctx);
     }
     append_filter_hits(text, record);
-    return text;
+    return text.view();
 }
 
-const std::string& cluster_text(const report_call& call, mft_entries_ctx& ctx) {
-    std::string& text = scratch_of(ctx).clusters;
+std::string_view cluster_text(const report_call& call, mft_entries_ctx& ctx) {
+    text_buffer& text = scratch_of(ctx).clusters;
     text.clear();
     if (call.hide_clusters) {
         append_data_types(text, call.record);
     } else if (call.attribute != nullptr) {
         append_cluster_text(text, *call.attribute);
     }
-    return text;
+    return text.view();
 }
 
-const std::string& last_column_text(const report_call& call, mft_entries_ctx& ctx) {
+std::string_view last_column_text(const report_call& call, mft_entries_ctx& ctx) {
     report_scratch& scratch = scratch_of(ctx);
     if (!scratch.extracted_path.empty()) return scratch.extracted_path;
-    std::string& text = scratch.head_bytes;
+    text_buffer& text = scratch.head_bytes;
     text.clear();
-    if (call.attribute == nullptr) return text;
+    if (call.attribute == nullptr) return text.view();
     for (const std::uint8_t byte : call.attribute->head_bytes) {
         if (!text.empty()) text += ' ';
         append_hex(text, byte, 2);
     }
-    return text;
+    return text.view();
 }
 
-const std::string& macb_text(const timeline_entry& entry, report_scratch& scratch) {
-    constexpr std::string_view openings[time_sources] = {"si:[", "fn:[", "fn8.3["};
-    char letters[64];
-    char* at = letters;
-    const auto put = [&at](std::string_view text) {
-        std::memcpy(at, text.data(), text.size());
-        at += text.size();
+// "si:[m...]; fn:[macb]": built in place, by pieces of a fixed size, since every row has its own.
+std::string_view macb_text(const timeline_entry& entry, report_scratch& scratch) {
+    struct opening {
+        char text[8];
+        std::size_t size;
     };
+    constexpr opening openings[time_sources] = {{"si:[", 4}, {"fn:[", 4}, {"fn8.3[", 6}};
+    constexpr std::size_t most = 64;
+    text_buffer& text = scratch.macb;
+    text.clear();
+    char* const start = text.room(most);
+    char* at = start;
     for (std::size_t source = 0; source < time_sources; ++source) {
         if (!entry.touched[source]) continue;
-        if (at != letters) put("; ");
-        put(openings[source]);
-        put({entry.macb[source], 4});
-        put("]");
+        if (at != start) {
+            std::memcpy(at, "; ", 2);
+            at += 2;
+        }
+        std::memcpy(at, openings[source].text, sizeof openings[source].text);
+        at += openings[source].size;
+        std::memcpy(at, entry.macb[source], 4);
+        at[4] = ']';
+        at += 5;
     }
-    scratch.macb.assign(letters, static_cast<std::size_t>(at - letters));
-    return scratch.macb;
+    text.set_end(at);
+    return text.view();
 }
 
 // The first long name stands behind the path; further ones and 8.3 names follow in brackets.
-const std::string& path_and_name(const timeline_entry& entry, const report_call& call, report_scratch& scratch) {
-    std::string& text = scratch.path_and_name;
+std::string_view path_and_name(const timeline_entry& entry, const report_call& call, report_scratch& scratch) {
+    text_buffer& text = scratch.path_and_name;
     text.clear();
-    const auto start_with = [&](const std::string& name) {
+    const auto start_with = [&](std::string_view name) {
         if (call.path != nullptr) text += call.path->value.path;
         text += name;
     };
+    const auto add_bracket = [&text](std::string_view opening, std::string_view name) {
+        text += opening;
+        text += name;
+        text += ']';
+    };
     for (std::size_t index = 0; index < entry.long_names.size(); ++index) {
-        const std::string& name = scratch.names[entry.long_names[index]];
+        const std::string_view name = scratch.names[entry.long_names[index]].view();
         if (index > 0) {
-            text.append(" [alias: ").append(name).append("]");
+            add_bracket(" [alias: ", name);
             continue;
         }
         start_with(name);
@@ -261,14 +280,14 @@ const std::string& path_and_name(const timeline_entry& entry, const report_call&
         }
     }
     for (const std::uint32_t index : entry.dos_names) {
-        const std::string& name = scratch.names[index];
+        const std::string_view name = scratch.names[index].view();
         if (text.empty()) {
             start_with(name);
         } else {
-            text.append(" [8.3: ").append(name).append("]");
+            add_bracket(" [8.3: ", name);
         }
     }
-    return text;
+    return text.view();
 }
 
 bool in_time_range(std::uint64_t time, const mft_entries_ctx& ctx) {
@@ -277,9 +296,8 @@ bool in_time_range(std::uint64_t time, const mft_entries_ctx& ctx) {
 }
 
 bool any_row(const report_scratch& scratch, const mft_entries_ctx& ctx) {
-    const auto begin = scratch.times.entries.begin();
-    return std::any_of(begin, begin + static_cast<std::ptrdiff_t>(scratch.times.used),
-                       [&ctx](const timeline_entry& entry) { return in_time_range(entry.time, ctx); });
+    const std::vector<std::uint64_t>& times = scratch.times.times;
+    return std::any_of(times.begin(), times.end(), [&ctx](std::uint64_t time) { return in_time_range(time, ctx); });
 }
 
 bool same_names(const timeline_entry& left, const timeline_entry& right) {
@@ -336,25 +354,27 @@ void write_timeline_rows(const report_call& call, std::ostream& out, mft_entries
     const row_places places = fill_row(row, call, ctx);
     const auto date = static_cast<std::size_t>(places.date);
     const auto behind_macb = static_cast<std::size_t>(places.macb) + 1;
-    scratch.shared_front.clear();
-    append_cells(scratch.shared_front, row, 0, date, ctx);
+    text_buffer& line = scratch.line;
+    line.clear();
+    append_cells(line, row, 0, date, ctx);
+    const std::size_t front = line.size();
     const timeline_entry* previous = nullptr;
     for (const std::uint32_t index : scratch.times.order) {
         const timeline_entry& entry = scratch.times.entries[index];
-        if (!in_time_range(entry.time, ctx)) continue;
+        const std::uint64_t time = scratch.times.times[index];
+        if (!in_time_range(time, ctx)) continue;
         if (previous == nullptr || !same_names(*previous, entry)) {
             cell_set_text(row, places.path, path_and_name(entry, call, scratch));
             scratch.shared_back.clear();
             append_cells(scratch.shared_back, row, behind_macb, row.cells.size(), ctx);
-            scratch.shared_back.append("\n");
+            scratch.shared_back += '\n';
         }
         previous = &entry;
-        cell_set_value(row, places.date, entry.time, ctx.pair_datetime ? cell_paired_date_time : cell_date_time);
+        cell_set_value(row, places.date, time, ctx.pair_datetime ? cell_paired_date_time : cell_date_time);
         cell_set_text(row, places.macb, macb_text(entry, scratch));
-        scratch.line.clear();
-        scratch.line.append(scratch.shared_front.view());
-        append_cells(scratch.line, row, date, behind_macb, ctx);
-        scratch.line.append(scratch.shared_back.view());
-        write_line(out, scratch.line.view(), ctx);
+        line.cut(front);
+        append_cells(line, row, date, behind_macb, ctx);
+        line += scratch.shared_back.view();
+        write_line(out, line.view(), ctx);
     }
 }

@@ -30,10 +30,8 @@ char* pad_right(char* start, char* at, std::size_t width) {
     return written < width ? put_blanks(at, width - written) : at;
 }
 
-// Where a cell's text is to be padded up to: its column's width, 0 for none.
-std::size_t pad_width(const result_cell& column, const mft_entries_ctx& ctx) {
-    return ctx.no_whitespace || column.width < 0 ? 0 : static_cast<std::size_t>(column.width);
-}
+// Where text is to be padded up to: the column's width, which column_add made 0 where there is to be no white space.
+std::size_t pad_width(const result_cell& column) { return static_cast<std::size_t>(column.width); }
 
 std::size_t digits_without_white_space(std::uint16_t kind) { return kind == cell_u8 ? 2 : kind == cell_u16 ? 4 : 8; }
 
@@ -81,89 +79,111 @@ bool holds_line_end(std::string_view text) {
     return text.find('\n') != std::string_view::npos || text.find('\r') != std::string_view::npos;
 }
 
-char* put_text(char* to, std::string_view text, std::size_t width, const mft_entries_ctx& ctx) {
-    if (text.empty()) return put_blanks(to, width);
-    const bool tagged = line_ends_are_tagged(ctx) && holds_line_end(text);
-    char* const end = tagged ? put_with_tags(to, text) : put(to, text);
-    if (ctx.replace_from != 0 && text.find(ctx.replace_from) != std::string_view::npos) {
-        std::replace(to, end, ctx.replace_from, ctx.replace_to);
+// The cells of one call: what each of them needs is looked up once.
+class cells_writer {
+public:
+    cells_writer(const result_row& row, const mft_entries_ctx& ctx, const report_scratch& scratch)
+        : cells_(row.cells.data()), columns_(scratch.columns.data()), count_(scratch.columns.size()), ctx_(ctx),
+          scratch_(scratch), tagged_(line_ends_are_tagged(ctx)) {}
+
+    // The most bytes that the cells can take.
+    std::size_t room_for(std::size_t from, std::size_t to) const {
+        std::size_t texts = 0;
+        for (std::size_t index = from; index < to; ++index) texts += cells_[index].text.size();
+        return scratch_.fixed_room + (tagged_ ? longest_tag : 1) * texts;
     }
-    return pad_right(to, end, width);
-}
 
-char* put_blank_before_time(char* to, const mft_entries_ctx& ctx) {
-    if (ctx.blank_before_time) *to++ = ' ';
-    return to;
-}
-
-// One blank for a half that has no text; nothing without white space.
-char* put_absent(char* to, const mft_entries_ctx& ctx) {
-    if (!ctx.no_whitespace) *to++ = ' ';
-    return to;
-}
-
-char* put_date_text(char* to, const time_point& time, const mft_entries_ctx& ctx) {
-    return time.valid ? to + put_date(to, time, ctx.report_state->date) : put_absent(to, ctx);
-}
-
-char* put_time_text(char* to, const time_point& time, const mft_entries_ctx& ctx) {
-    return time.valid ? to + put_time(to, time, ctx.report_state->clock) : put_absent(to, ctx);
-}
-
-// Both halves, with the separator between them.
-char* put_split_time(char* to, const result_cell& cell, const result_cell* columns, const mft_entries_ctx& ctx) {
-    const time_point time = time_point_of(cell.value);
-    to = pad_right(to, put_date_text(to, time, ctx), pad_width(columns[0], ctx));
-    to = put_blank_before_time(put(to, ctx.separator), ctx);
-    return pad_right(to, put_time_text(to, time, ctx), pad_width(columns[1], ctx));
-}
-
-char* put_paired_time(char* to, const result_cell& cell, std::size_t width, const mft_entries_ctx& ctx) {
-    const time_point time = time_point_of(cell.value);
-    to = put_blank_before_time(to, ctx);
-    char* at = put_date_text(to, time, ctx);
-    *at++ = ' ';
-    return pad_right(to, put_time_text(at, time, ctx), width);
-}
-
-// Writes the cell at `index`, and moves on to the second of a date and time pair.
-char* put_cell(char* to, const result_row& row, std::size_t& index, const std::vector<result_cell>& columns,
-               const mft_entries_ctx& ctx) {
-    const result_cell& cell = row.cells[index];
-    const std::size_t width = pad_width(columns[index], ctx);
-    switch (cell.kind) {
-        case cell_u8:
-        case cell_u16:
-        case cell_u32:
-        case cell_u64: return put_number(to, cell, width, ctx);
-        case cell_text: return put_text(to, cell.text, width, ctx);
-        case cell_paired_date_time: return put_paired_time(to, cell, width, ctx);
-        case cell_date_time:
-            if (index + 1 >= columns.size()) return to;
-            ++index;
-            return put_split_time(to, cell, &columns[index - 1], ctx);
-        default: return to;
+    // Writes the cell at `index`, and moves on to the second of a date and time pair.
+    char* put_cell(char* to, std::size_t& index) const {
+        const result_cell& cell = cells_[index];
+        const std::size_t width = pad_width(columns_[index]);
+        switch (cell.kind) {
+            case cell_u8:
+            case cell_u16:
+            case cell_u32:
+            case cell_u64: return put_number(to, cell, width, ctx_);
+            case cell_text: return put_text(to, cell.text, width);
+            case cell_paired_date_time: return put_paired_time(to, cell.value, width);
+            case cell_date_time:
+                if (index + 1 >= count_) return to;
+                ++index;
+                return put_split_time(to, cell.value, width, pad_width(columns_[index]));
+            default: return to;
+        }
     }
-}
 
-// The most bytes that the cells can take.
-std::size_t room_for(const result_row& row, std::size_t from, std::size_t to, const std::vector<result_cell>& columns,
-                     const mft_entries_ctx& ctx) {
-    constexpr std::size_t most_of_any_value = date_room + time_room + 2 * blank_block;
-    const std::size_t growth = line_ends_are_tagged(ctx) ? longest_tag : 1;
-    std::size_t room = 0;
-    for (std::size_t index = from; index < to; ++index) {
-        room += growth * row.cells[index].text.size() + pad_width(columns[index], ctx) + most_of_any_value +
-                ctx.separator.size();
+    char* put_separator(char* to) const {
+        const std::size_t size = ctx_.separator.size();
+        if (size > sizeof scratch_.separator) return put(to, ctx_.separator);
+        std::memcpy(to, scratch_.separator, sizeof scratch_.separator);  // a block of a fixed size, as with blanks
+        return to + size;
     }
-    return room;
-}
 
-void make_plans(report_scratch& scratch, const mft_entries_ctx& ctx) {
-    if (scratch.plans_made) return;
+private:
+    char* put_text(char* to, std::string_view text, std::size_t width) const {
+        if (text.empty()) return put_blanks(to, width);
+        char* const end = tagged_ && holds_line_end(text) ? put_with_tags(to, text) : put(to, text);
+        if (ctx_.replace_from != 0 && text.find(ctx_.replace_from) != std::string_view::npos) {
+            std::replace(to, end, ctx_.replace_from, ctx_.replace_to);
+        }
+        return pad_right(to, end, width);
+    }
+
+    char* put_blank_before_time(char* to) const {
+        if (ctx_.blank_before_time) *to++ = ' ';
+        return to;
+    }
+
+    // One blank for a half that has no text; nothing without white space.
+    char* put_absent(char* to) const {
+        if (!ctx_.no_whitespace) *to++ = ' ';
+        return to;
+    }
+
+    char* put_date_text(char* to, const time_point& time) const {
+        return time.valid ? to + put_date(to, time, scratch_.date) : put_absent(to);
+    }
+
+    char* put_time_text(char* to, const time_point& time) const {
+        return time.valid ? to + put_time(to, time, scratch_.clock) : put_absent(to);
+    }
+
+    // Both halves, with the separator between them.
+    char* put_split_time(char* to, std::uint64_t filetime, std::size_t date_width, std::size_t time_width) const {
+        const time_point time = time_point_of(filetime);
+        to = pad_right(to, put_date_text(to, time), date_width);
+        to = put_blank_before_time(put_separator(to));
+        return pad_right(to, put_time_text(to, time), time_width);
+    }
+
+    char* put_paired_time(char* to, std::uint64_t filetime, std::size_t width) const {
+        const time_point time = time_point_of(filetime);
+        to = put_blank_before_time(to);
+        char* at = put_date_text(to, time);
+        *at++ = ' ';
+        return pad_right(to, put_time_text(at, time), width);
+    }
+
+    const result_cell* cells_;
+    const result_cell* columns_;
+    std::size_t count_;
+    const mft_entries_ctx& ctx_;
+    const report_scratch& scratch_;
+    bool tagged_;
+};
+
+// What holds for all rows of a run: the formats taken apart, the separator, and the room that cells take beside texts.
+void plan_rows(report_scratch& scratch, const mft_entries_ctx& ctx) {
+    if (scratch.rows_planned) return;
     scratch.date = plan_date(ctx.date_format);
     scratch.clock = plan_time(ctx.time_format);
-    scratch.plans_made = true;
+    ctx.separator.copy(scratch.separator, sizeof scratch.separator);
+    constexpr std::size_t most_of_any_value = date_room + time_room + 2 * blank_block;
+    scratch.fixed_room = sizeof scratch.separator;
+    for (const result_cell& column : scratch.columns) {
+        scratch.fixed_room += pad_width(column) + most_of_any_value + ctx.separator.size();
+    }
+    scratch.rows_planned = true;
 }
 
 }  // namespace
@@ -201,7 +221,7 @@ void write_header(std::ostream& out, mft_entries_ctx& ctx) {
         const bool holds_time = column.kind == cell_time_half || column.kind == cell_paired_date_time;
         if (holds_time && ctx.blank_before_time) line += ' ';
         line += column.text;
-        const std::size_t width = pad_width(column, ctx);
+        const std::size_t width = pad_width(column);
         if (column.text.size() < width) line.append(width - column.text.size(), ' ');
         if (index + 1 < scratch.columns.size()) line += ctx.separator;
     }
@@ -212,12 +232,14 @@ void write_header(std::ostream& out, mft_entries_ctx& ctx) {
 
 void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, mft_entries_ctx& ctx) {
     report_scratch& scratch = scratch_of(ctx);
-    make_plans(scratch, ctx);
-    const std::size_t count = std::min({to, row.cells.size(), scratch.columns.size()});
-    char* at = line.room(room_for(row, from, count, scratch.columns, ctx));
+    plan_rows(scratch, ctx);
+    const auto in_row = static_cast<std::size_t>(row.cell_count);
+    const std::size_t count = std::min({to, in_row, scratch.columns.size()});
+    const cells_writer cells(row, ctx, scratch);
+    char* at = line.room(cells.room_for(from, count));
     for (std::size_t index = from; index < count; ++index) {
-        at = put_cell(at, row, index, scratch.columns, ctx);
-        if (index + 1 < row.cells.size()) at = put(at, ctx.separator);
+        at = cells.put_cell(at, index);
+        if (index + 1 < in_row) at = cells.put_separator(at);
     }
     line.set_end(at);
 }
@@ -227,7 +249,7 @@ void write_row(std::ostream& out, const result_row& row, mft_entries_ctx& ctx) {
     text_buffer& line = scratch_of(ctx).line;
     line.clear();
     append_cells(line, row, 0, row.cells.size(), ctx);
-    line.append("\n");
+    line += '\n';
     write_line(out, line.view(), ctx);
 }
 

@@ -44,7 +44,7 @@ verdict judge(const file_record& record) {
 
 void analyze_record_times(file_record& record) {
     const verdict found = judge(record);
-    record.time_warning_text = found.kind;
-    record.time_warning_text += found.what;
-    record.time_warning = !record.time_warning_text.empty();
+    record.time_warning = *found.kind != '\0' || *found.what != '\0';
+    record.time_warning_text.clear();
+    if (record.time_warning) record.time_warning_text.append(found.kind).append(found.what);
 }

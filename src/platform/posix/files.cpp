@@ -85,11 +85,7 @@ bool write_next(const native_file& file, const void* bytes, std::size_t count) {
     return true;
 }
 
-void open_text_stream(std::ofstream& stream, const std::u16string& path) {
-    // The stream's own buffer stays: a row and a sync make one plain write of it; without a buffer the library would
-    // gather nothing with the row, by a dearer call.
-    stream.open(bytes_from_utf16(path), std::ios::out | std::ios::trunc);
-}
+bool write_text(const native_file& file, std::string_view text) { return write_next(file, text.data(), text.size()); }
 
 bool create_one_directory(const std::u16string& path) {
     constexpr mode_t new_directory_mode = 0777;

@@ -5,7 +5,6 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "platform/paths.h"
 #include "platform/windows/wide.h"
 
 namespace {
@@ -90,16 +89,16 @@ bool write_next(const native_file& file, const void* bytes, std::size_t count) {
     return true;
 }
 
-void open_text_stream(std::ofstream& stream, const std::u16string& path) {
-    // Unbuffered: a row is one write of the caller's, and the runtime turns its line feeds into line ends.
-    stream.rdbuf()->pubsetbuf(nullptr, 0);
-    SetLastError(ERROR_SUCCESS);
-    stream.open(wide_of(path).c_str(), std::ios::out | std::ios::trunc);
-    if (note(stream.is_open()) || !is_long_path_error(last_error)) return;
-    // The long form is tried here and not by the caller, for whom a stream keeps no number of the failure.
-    stream.clear();
-    stream.open((L"\\\\?\\" + wide_of(make_absolute(path))).c_str(), std::ios::out | std::ios::trunc);
-    note(stream.is_open());
+bool write_text(const native_file& file, std::string_view text) {
+    static std::string converted;  // keeps its storage from row to row
+    converted.clear();
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t feed = std::min(text.find('\n', start), text.size());
+        converted += text.substr(start, feed - start);
+        if (feed < text.size()) converted += "\r\n";
+        start = feed + 1;
+    }
+    return write_next(file, converted.data(), converted.size());
 }
 
 bool create_one_directory(const std::u16string& path) {

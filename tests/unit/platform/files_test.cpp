@@ -60,28 +60,18 @@ TEST(host_files, a_refusal_has_a_number_and_words) {
     EXPECT_FALSE(is_long_path_error(0));
 }
 
-TEST(host_files, a_row_is_in_the_file_as_soon_as_it_is_flushed) {
+TEST(host_files, text_gets_the_hosts_line_ends) {
     const temp_folder folder;
     const std::u16string path = folder.path(u"r\u00E9sum\u00E9 \U0001F4C4.csv");
-    temp_folder::put(path, "from an earlier run");
-    std::ofstream stream;
-    open_text_stream(stream, path);
-    ASSERT_TRUE(stream.is_open());
+    native_file file;
+    ASSERT_TRUE(open_for_writing(file, path));
     std::string expected;
     for (const std::size_t length : {3u, 0u, 1023u, 70'000u}) {
         const std::string row(length, 'x');
-        stream.write((row + "\n").data(), static_cast<std::streamsize>(length + 1)).flush();
-        EXPECT_EQ(temp_folder::content(path), expected += row + line_end) << length;
+        EXPECT_TRUE(write_text(file, row + "\n\n" + row));
+        EXPECT_EQ(temp_folder::content(path), expected += row + line_end + line_end + row) << length;
     }
-}
-
-TEST(host_files, a_stream_that_cannot_be_opened_is_in_a_failed_state) {
-    const temp_folder folder;
-    for (const auto& path : {folder.path(), folder.path(u"none") + temp_folder::separator() + u"x", std::u16string()}) {
-        std::ofstream stream;
-        open_text_stream(stream, path);
-        EXPECT_TRUE(stream.fail());
-    }
+    close_file(file);
 }
 
 TEST(host_files, a_read_only_file_can_be_removed) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 namespace {
 
 constexpr std::uint64_t second = 10'000'000;
@@ -63,10 +65,13 @@ TEST(time_text, moments_outside_1970_to_3000_are_none) {
     EXPECT_EQ(time_of(epoch + second, "hh:mm:ss.xxx"), "00:00:01.000");
 }
 
-TEST(time_text, leap_days_fall_where_the_calendar_has_them) {
-    const struct { std::uint64_t days_since_1970; const char* text; } cases[] = {
-        {11'016, "2000-02-29"}, {11'017, "2000-03-01"}, {11'322, "2000-12-31"}, {19'782, "2024-02-29"}, {47'540, "2100-02-28"},
-        {47'541, "2100-03-01"},
-    };
-    for (const auto& c : cases) EXPECT_EQ(date_of(epoch + c.days_since_1970 * 86'400 * second, "yyyy-mm-dd"), c.text);
+TEST(time_text, every_day_has_its_place_in_the_calendar) {
+    namespace chrono = std::chrono;
+    for (std::uint64_t day = 1; day <= 376'564; ++day) {
+        const chrono::year_month_day expected{chrono::sys_days(chrono::days(day))};
+        const time_point time = time_point_of(epoch + day * 86'400 * second);
+        ASSERT_EQ(time.year, static_cast<int>(expected.year())) << day;
+        ASSERT_EQ(time.month, static_cast<int>(static_cast<unsigned>(expected.month()))) << day;
+        ASSERT_EQ(time.day, static_cast<int>(static_cast<unsigned>(expected.day()))) << day;
+    }
 }

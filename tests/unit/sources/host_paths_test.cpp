@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "platform/files.h"
 #include "platform/paths.h"
+#include "report/result_stream.h"
 #include "sources/plain_file.h"
 #include "support/temp_folder.h"
 
@@ -113,10 +114,9 @@ TEST(long_paths, work_like_short_ones) {
     ASSERT_TRUE(create_directory_tree(path));
     EXPECT_TRUE(temp_folder::exists(path));
     const std::u16string name = path + temp_folder::separator() + u"results.csv";
-    std::ofstream stream;
-    open_text_stream(stream, name);
+    uni::ofstream stream(name);
     EXPECT_TRUE(stream.is_open());
-    stream << "row" << std::flush;
+    stream << "row";
     plain_file file;
     EXPECT_TRUE(file.open_read(name));
     EXPECT_EQ(file.file_size(), 3);

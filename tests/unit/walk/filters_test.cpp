@@ -23,9 +23,9 @@ std::string verdict(arguments options, const build::bytes& bytes, bool on_volume
     prepare_rules(*read.ctx);
     file_record record;
     if (!parse_file_record(record, bytes, 40, *read.ctx)) return "-";
-    std::string text;
+    text_buffer text;
     append_filter_hits(text, record);
-    return text;
+    return std::string(text.view());
 }
 
 build::bytes named(std::u16string_view name) { return build::record().std_info().name(name).fixed_up(); }
