@@ -47,48 +47,28 @@ void fill_entry(attr_entry& entry, const attribute_context& attribute, std::stri
     entry.type = attribute.type;
 }
 
+void mark_data(attr_entry& entry) {
+    if (entry.type != type_data) return;
+    entry.is_data = true;
+    entry.is_named_data = !entry.name.empty();
+    if (entry.is_named_data) entry.label = "ads";
+}
+
 bool same_stream(const attr_entry& left, const attr_entry& right) {
     return left.type == right.type && left.name == right.name && left.non_resident() && right.non_resident();
 }
 
 std::uint64_t first_vcn_of(const attr_entry& entry) { return byte_view(entry.raw).u64(attribute_at::first_vcn); }
 
-// Puts a fragment's runs into the entry that stands for the stream. The sizes are those of the part with the lower
-// first VCN: only the first part of a stream carries them.
-void join_fragment(attr_entry& stored, attr_entry& fragment) {
-    if (fragment.non_resident() && stored.non_resident() && first_vcn_of(fragment) < first_vcn_of(stored)) {
-        stored.raw.swap(fragment.raw);
-    }
-    merge_cluster_runs(stored.runs, fragment.runs);
-}
-
 // A continuation that a list delivers joins the part it continues, whatever the attribute ids: each record numbers its
-// own. True if it found one.
+// own. The part keeps its raw bytes, for it alone carries the sizes. True if there is one.
 bool join_earlier_part(file_record& record, attr_entry& fragment) {
     for (auto& item : record.attributes) {
         if (!same_stream(item.value, fragment) || first_vcn_of(item.value) >= first_vcn_of(fragment)) continue;
-        join_fragment(item.value, fragment);
+        merge_cluster_runs(item.value.runs, fragment.runs);
         return true;
     }
     return false;
-}
-
-// The reverse: the first part comes after its continuations, since a record's list is read ahead of the attributes
-// behind it.
-void adopt_orphans(file_record& record, attr_key key) {
-    for (bool found = true; found && record.orphan_fragments > 0;) {
-        found = false;
-        attr_entry& first_part = *record.attributes.find(key);
-        for (auto& item : record.attributes) {
-            if (item.key == key || !same_stream(item.value, first_part)) continue;
-            if (first_vcn_of(item.value) <= first_vcn_of(first_part)) continue;
-            join_fragment(first_part, item.value);
-            record.attributes.erase(&item);
-            --record.orphan_fragments;
-            found = true;
-            break;
-        }
-    }
 }
 
 // The entry to fill under `key`, or null if the key is taken: the first stays.
@@ -105,27 +85,23 @@ attr_entry* insert_entry(const attribute_context& attribute, attr_key key, std::
     return entry;
 }
 
-// Inserts an entry, or joins the attribute to the fragment of the same stream that is there.
-// Null if it joined or was dropped.
+// Inserts an entry, or joins the attribute to the fragment of the same stream that is there, or parks it.
+// Null unless it inserted.
 attr_entry* file_entry(const attribute_context& attribute, attr_key key, std::string_view label) {
     file_record& record = attribute.record;
-    const bool continuation =
-        attribute.non_resident() && attribute.from_attribute.u64(attribute_at::first_vcn) != 0;
-    const bool may_join = attribute.source.through_list && continuation;
-    if (may_join || record.attributes.find(key) != nullptr) {
-        attr_entry fragment;
-        fill_entry(fragment, attribute, label);
-        if (may_join && join_earlier_part(record, fragment)) return nullptr;
-        if (attr_entry* stored = record.attributes.find(key)) {
-            if (stored->name == fragment.name) join_fragment(*stored, fragment);
-            return nullptr;
-        }
-        ++record.orphan_fragments;
+    const bool continues = attribute.source.through_list && attribute.non_resident() &&
+                           attribute.from_attribute.u64(attribute_at::first_vcn) != 0;
+    attr_entry* const stored = record.attributes.find(key);
+    if (!continues && stored == nullptr) return insert_entry(attribute, key, label);
+    attr_entry fragment;
+    fill_entry(fragment, attribute, label);
+    if (!continues) {
+        if (stored->name == fragment.name) merge_cluster_runs(stored->runs, fragment.runs);
+    } else if (!join_earlier_part(record, fragment)) {
+        mark_data(fragment);
+        record.parked_fragments.emplace_back(key, std::move(fragment));
     }
-    attr_entry* entry = insert_entry(attribute, key, label);
-    if (record.orphan_fragments == 0 || continuation || !attribute.non_resident()) return entry;
-    adopt_orphans(record, key);
-    return record.attributes.find(key);
+    return nullptr;
 }
 
 void take_standard_information(const attribute_context& attribute) {
@@ -340,10 +316,7 @@ void take_plain_attribute(const attribute_context& attribute) {
         const byte_view value = attribute.from_attribute.part(attribute.value_offset, attribute.value_length);
         entry->resident_value.assign(value.data, value.data + value.size);
     }
-    if (attribute.type != type_data) return;
-    entry->is_data = true;
-    entry->is_named_data = !entry->name.empty();
-    if (entry->is_named_data) entry->label = "ads";
+    mark_data(*entry);
 }
 
 }  // namespace
@@ -375,6 +348,25 @@ void make_attr_entry(attr_entry& entry, byte_view attribute) {
     const byte_view raw = attribute.part(0, length);
     entry.raw.assign(raw.data, raw.data + raw.size);
     if (entry.non_resident()) decode_runs(attribute, entry.runs);
+}
+
+void settle_fragments(file_record& record) {
+    auto& parked = record.parked_fragments;
+    if (parked.empty()) return;
+    std::stable_sort(parked.begin(), parked.end(), [](const auto& left, const auto& right) {
+        return first_vcn_of(left.second) < first_vcn_of(right.second);
+    });
+    for (auto& [key, fragment] : parked) {
+        if (join_earlier_part(record, fragment)) continue;
+        bool made = false;
+        attr_entry& entry = record.attributes.insert(key, made);
+        if (made) {
+            entry = std::move(fragment);
+        } else if (entry.name == fragment.name) {
+            merge_cluster_runs(entry.runs, fragment.runs);
+        }
+    }
+    parked.clear();
 }
 
 bool decode_attribute(file_record& record, const mft_entries_ctx& ctx, byte_view record_bytes, std::size_t at,

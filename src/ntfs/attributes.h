@@ -21,6 +21,9 @@ struct attribute_source {
 bool decode_attribute(file_record& record, const mft_entries_ctx& ctx, byte_view record_bytes, std::size_t at,
                       attribute_source source, bool& is_list);
 
+// Behind a record's last attribute: continuations that came ahead of their first part join it, or stand for themselves.
+void settle_fragments(file_record& record);
+
 // raw and, if the attribute is non-resident, runs. `attribute` reaches from the attribute's header to the record's end.
 void make_attr_entry(attr_entry& entry, byte_view attribute);
 

@@ -51,5 +51,5 @@ void file_record::clear() {
     wildcard_match_text.clear();
     signature_match_text.clear();
     record_offset = 0;
-    orphan_fragments = 0;
+    parked_fragments.clear();
 }

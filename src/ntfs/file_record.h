@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/bytes.h"
@@ -106,12 +107,14 @@ struct file_record {
     bool inode_match = false, deleted_match = false, time_match = false;
     bool size_match = false, size_match_extra = false;
     bool name_match = false, ext_match = false, dir_match = false, wildcard_match = false, signature_match = false;
-    std::u16string inode_match_text, name_match_text, ext_match_text, dir_match_text, wildcard_match_text;
-    std::u16string signature_match_text;
+    // What the stages matched, UTF-8.
+    std::string inode_match_text, name_match_text, ext_match_text, dir_match_text, wildcard_match_text;
+    std::string signature_match_text;
     std::uint64_t record_offset = 0;  // inside $MFT, set by the walker
 
-    // Continuations of streams that an attribute list delivered ahead of their first part.
-    std::uint32_t orphan_fragments = 0;
+    // Continuations of streams that an attribute list delivered ahead of their first part: a record's list is read
+    // before the attributes behind it. settle_fragments puts them in their place once all is decoded.
+    std::vector<std::pair<attr_key, attr_entry>> parked_fragments;
 
     // Reused by decoding: a lower-cased name, and the extension record that an attribute list led to last.
     std::u16string name_scratch;

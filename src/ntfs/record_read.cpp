@@ -37,8 +37,10 @@ bool read_mft_file(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, std:
     // Guard: a number that no file can hold would wrap around.
     if (inode > static_cast<std::uint64_t>(INT64_MAX) / size) return false;
     if (ctx.mft_reader->read_into(buffer, size, size * inode)) return true;
+    const bool inside = size * inode <= static_cast<std::uint64_t>(ctx.mft_reader->file_size());
     log_diag(ctx, "err: record %llx unreadable at %llx: %s", static_cast<unsigned long long>(inode),
-             static_cast<unsigned long long>(size * inode), system_error_text(last_system_error()).c_str());
+             static_cast<unsigned long long>(size * inode),
+             inside ? system_error_text(last_system_error()).c_str() : "not inside the source");
     return false;
 }
 
@@ -136,6 +138,8 @@ public:
 private:
     static constexpr std::size_t entry_header = list_entry_at::attribute_id + 2;
     static constexpr std::size_t drop_size = 256 * 1024;  // walked bytes that are let go of at once
+    // Guard: NTFS ends a list at 256 KiB, which is 8192 entries; a hostile one could ask for reads without end.
+    static constexpr std::uint32_t most_loads = 16'384;
 
     void follow(byte_view entry) {
         const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
@@ -149,8 +153,8 @@ private:
 
     // Neighbouring entries mostly name the same record: it is read once.
     bool load(std::uint64_t inode) {
-        if (loaded_ && loaded_inode_ == inode) return usable_;
-        loaded_ = true;
+        if (loads_ > 0 && loaded_inode_ == inode) return usable_;
+        if (++loads_ > most_loads) return false;
         loaded_inode_ = inode;
         bool bad = false;
         usable_ = read_file_record(record_.extension_bytes, bad, ctx_, inode) && !bad &&
@@ -175,7 +179,7 @@ private:
     mft_entries_ctx& ctx_;
     std::uint64_t inode_;
     attribute_source source_;
-    bool loaded_ = false;
+    std::uint32_t loads_ = 0;
     bool usable_ = false;
     std::uint64_t loaded_inode_ = 0;
 };
@@ -240,6 +244,7 @@ bool read_and_decode_record(file_record& record, mft_entries_ctx& ctx, std::uint
         if (is_list) process_attribute_list(record, ctx, inode, bytes, at, want_resident_copy);
         at += length;
     }
+    settle_fragments(record);
     return true;
 }
 

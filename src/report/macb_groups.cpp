@@ -27,7 +27,7 @@ public:
         if (!label.empty()) {
             add_specific(label);
         } else if (!input_.default_label.empty()) {
-            row.label_text = input_.default_label + " [" + std::string(opening);
+            row.label_text += input_.default_label + " [" + std::string(opening);
         }
     }
 
@@ -144,8 +144,9 @@ private:
     void add_creation_row() {
         row_builder builder(input_, b_.time, remaining_);
         const bool changed = remaining_ > 0 && has_extra_at(b_.time);
-        builder.open(changed ? "..CB" : "...B", b_.label);
+        // Kept: here the labels of the change times come ahead of the row's own.
         if (changed) builder.take_extras(true);
+        builder.open(changed ? "..CB" : "...B", b_.label);
         if (b_.label.empty()) builder.close_label();
         add(builder.row, b_.time);
     }

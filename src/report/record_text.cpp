@@ -47,7 +47,7 @@ void append_data_type(text_buffer& out, const attr_entry& attribute, std::uint64
 struct filter_hit {
     const char* word;
     bool file_record::* match;
-    std::u16string file_record::* text;
+    std::string file_record::* text;
 };
 
 constexpr filter_hit filter_hits[] = {
@@ -130,7 +130,7 @@ void append_filter_hits(text_buffer& out, const file_record& record) {
     for (const filter_hit& hit : filter_hits) {
         if (!(record.*hit.match)) continue;
         append_item(out, hit.word);
-        append_utf8(out, record.*hit.text);
+        out += record.*hit.text;
         out += ')';
     }
 }

@@ -43,6 +43,7 @@ bool decode_attributes(file_record& record, byte_view bytes, std::size_t first, 
         budget += bytes.u32(at + attribute_at::length);
         decoded = true;
     }
+    settle_fragments(record);
     return decoded;
 }
 

@@ -15,12 +15,6 @@ namespace {
 
 constexpr std::size_t smallest_sized_attribute = 72;  // kept: a shorter $DATA is not seen by the size filters
 
-void append_decimal_wide(std::u16string& out, std::uint64_t value) {
-    std::string digits;
-    append_decimal(digits, value);
-    out.append(digits.begin(), digits.end());
-}
-
 // --- size ------------------------------------------------------------------------------------------------------------
 
 bool size_passes(file_record& record, const mft_entries_ctx& ctx) {
@@ -102,7 +96,7 @@ bool wildcard_stage(file_record& record, mft_entries_ctx& ctx) {
         for (const auto& item : record.file_names) {
             if (!wildcard_matches(pattern, pattern_bytes(*name++, ctx.walk_state->expanded))) continue;
             record.wildcard_match = true;
-            record.wildcard_match_text = item.value.name;
+            record.wildcard_match_text = utf8_from_utf16(item.value.name);
             return true;
         }
     }
@@ -122,7 +116,7 @@ bool name_stage(file_record& record, mft_entries_ctx& ctx) {
         for (std::size_t index = 0; index < record.file_names.size(); ++index) {
             if (!is_hit(names[index], rule.key, rule.value.partial)) continue;
             record.name_match = true;
-            record.name_match_text = rule.key;
+            record.name_match_text = utf8_from_utf16(rule.key);
             return true;
         }
     }
@@ -140,20 +134,20 @@ const attr_entry* named_stream(const file_record& record, const filter_entry& en
     return nullptr;
 }
 
-void set_stream_text(std::u16string& text, std::uint64_t number, const attr_entry& attribute) {
+void set_stream_text(std::string& text, std::uint64_t number, const attr_entry& attribute) {
     text.clear();
-    append_decimal_wide(text, number);
-    text += u':';
-    text += attribute.name;
+    append_decimal(text, number);
+    text += ':';
+    append_utf8(text, attribute.name);
 }
 
-std::u16string directory_text(const filter_entry& entry, std::uint64_t inode, mft_entries_ctx& ctx) {
-    if (!entry.text.empty()) return entry.text;
-    std::string path;
-    if (build_path(path, inode, ctx, *ctx.paths)) return utf16_from_utf8(path);
-    std::u16string text = u"dir_inode(";
-    append_decimal_wide(text, inode);
-    return text + u")";
+std::string directory_text(const filter_entry& entry, std::uint64_t inode, mft_entries_ctx& ctx) {
+    if (!entry.text.empty()) return utf8_from_utf16(entry.text);
+    std::string text;
+    if (build_path(text, inode, ctx, *ctx.paths)) return text;
+    text = "dir_inode(";
+    append_decimal(text, inode);
+    return text + ")";
 }
 
 bool directory_stage(file_record& record, mft_entries_ctx& ctx) {
@@ -184,7 +178,7 @@ bool inode_stage(file_record& record, mft_entries_ctx& ctx) {
     if (entry->whole) {
         record.inode_match = true;
         record.inode_match_text.clear();
-        append_decimal_wide(record.inode_match_text, record.inode);
+        append_decimal(record.inode_match_text, record.inode);
         return true;
     }
     const attr_entry* attribute = entry->by_stream ? named_stream(record, *entry, ctx) : nullptr;
@@ -205,7 +199,7 @@ bool extension_stage(file_record& record, mft_entries_ctx& ctx) {
     const auto hit = std::find(ctx.extensions.begin(), ctx.extensions.end(), extension);
     if (hit == ctx.extensions.end()) return false;
     record.ext_match = true;
-    record.ext_match_text = *hit;
+    record.ext_match_text = utf8_from_utf16(*hit);
     return true;
 }
 

@@ -90,7 +90,7 @@ wildcard_pattern compile_wildcard(const std::u16string& text);
 // A rule with the built-in matcher.
 filter_rule make_rule(rule_kind kind);
 // What a hit of a rule kind is called in results.
-const char16_t* signature_text(std::int32_t kind);
+const char* signature_text(std::int32_t kind);
 // Marks every rule that can be asked. After all options.
 void prepare_rules(mft_entries_ctx& ctx);
 

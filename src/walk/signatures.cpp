@@ -98,17 +98,17 @@ void prepare_rules(mft_entries_ctx& ctx) {
     for (filter_rule& rule : ctx.rules) rule.usable = rule.kind >= 1 && rule.kind <= 200 && rule.match != nullptr;
 }
 
-const char16_t* signature_text(std::int32_t kind) {
+const char* signature_text(std::int32_t kind) {
     switch (kind) {
         case rule_mz:
         case rule_mz_16bit:
         case rule_pe_32bit:
         case rule_pe_64bit:
-        case rule_pe: return u"MZ";
-        case rule_hive: return u"RegistryHive";
-        case rule_evt: return u"EventLog";
-        case rule_sqlite: return u"SQLite";
-        case rule_lnk: return u"lnk";
-        default: return u"";
+        case rule_pe: return "MZ";
+        case rule_hive: return "RegistryHive";
+        case rule_evt: return "EventLog";
+        case rule_sqlite: return "SQLite";
+        case rule_lnk: return "lnk";
+        default: return "";
     }
 }

@@ -62,3 +62,16 @@ TEST(flat_map, keeps_order_and_what_was_there_first) {
     map.clear();
     EXPECT_TRUE(map.empty());
 }
+TEST(text, what_is_done_four_units_at_a_time_is_right_at_every_place) {
+    for (std::size_t size = 0; size < 11; ++size) {
+        EXPECT_EQ(utf8_from_utf16(std::u16string(size, u'a')), std::string(size, 'a'));
+        EXPECT_EQ(find_nul(std::u16string(size, u'\uFF00')), size);
+        for (std::size_t place = 0; place < size; ++place) {
+            std::u16string text(size, u'a');
+            text[place] = u'\u00E9';
+            EXPECT_EQ(utf8_from_utf16(text), std::string(place, 'a') + "\xC3\xA9" + std::string(size - place - 1, 'a'));
+            text[place] = u'\0';
+            EXPECT_EQ(find_nul(text), place);
+        }
+    }
+}

@@ -114,6 +114,37 @@ TEST(record_read, attribute_lists_bring_in_what_lies_in_other_records) {
     EXPECT_EQ(stream.data_size(), 5u * 4096);
 }
 
+TEST(record_read, parts_of_a_stream_join_in_any_order_and_under_colliding_ids) {
+    const auto part = [](std::uint8_t lcn) { return build::bytes{0x11, 0x02, lcn, 0x00}; };
+    const std::uint64_t base = reference(8, 1);
+    std::vector<build::bytes> records(12);
+    records[8] = build::record()
+                     .std_info()
+                     .attribute_list({{0x80, reference(9, 1), 0}, {0x80, reference(10, 1), 0}, {0x80, reference(11, 1), 0}})
+                     .id(0).non_resident(0x80, part(0x10), 6 * 4096)
+                     .on_disk();
+    records[9] = build::record().base(base).id(0).non_resident(0x80, part(0x30), 0, {}, 4).on_disk();
+    records[10] = build::record().base(base).id(0).non_resident(0x80, part(0x20), 0, {}, 2).on_disk();
+    records[11] = build::record().base(base).id(0).non_resident(0x80, part(0x50), 0, u"lost", 2).on_disk();
+    opened_mft mft(build::mft(records));
+    file_record record;
+    ASSERT_TRUE(mft.record(record, 8));
+    // The continuation of another stream, whose first part is nowhere, finds its key taken.
+    ASSERT_EQ(record.attributes.size(), 1u);
+    const attr_entry& stream = record.attributes.begin()->value;
+    ASSERT_EQ(stream.runs.size(), 3u);
+    for (std::size_t index = 0; index < 3; ++index) EXPECT_EQ(stream.runs[index].lcn, 0x10u * (index + 1));
+    EXPECT_EQ(stream.data_size(), 6u * 4096);
+
+    records[11] = build::record().base(base).id(0).data("other stream", u"kept").on_disk();
+    records[8] = build::record().std_info().attribute_list({{0x80, reference(10, 1), 0}, {0x80, reference(11, 1), 0}})
+                     .id(4).non_resident(0x80, part(0x10), 4 * 4096).on_disk();
+    opened_mft named(build::mft(records));
+    ASSERT_TRUE(named.record(record, 8));
+    ASSERT_EQ(record.attributes.size(), 2u);
+    EXPECT_EQ(record.attributes.begin()->value.name, u"kept");
+}
+
 TEST(record_read, a_non_resident_list_is_only_noted_without_a_volume) {
     const build::bytes bytes = build::record().std_info().non_resident(0x20, {0x11, 1, 1, 0}, 4096).data("").on_disk();
     opened_mft mft(build::mft(with_record(7, bytes)));

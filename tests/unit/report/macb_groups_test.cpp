@@ -61,4 +61,9 @@ TEST(macb_groups, further_change_times_fold_in_or_stand_alone) {
     input.extra_labels = {"x1", "x4", "x7"};
     input.extra_texts_a = {"<1>", "<4>", "<7>"};
     EXPECT_EQ(rows_of(input), "1=M.C.{x1}<1> 2=.A.. 3=..C. 4=..CB{x4}<4> 7=..C.{x7}<7> ");
+    input = four(1, 1, 1, 4);
+    input.default_label = "$SI:";
+    input.extra_times = {base + 4};
+    input.extra_labels = {"x4"};
+    EXPECT_EQ(rows_of(input), "1=MAC.{$SI: [MAC.]} 4=..CB{x4$SI: [..CB]} ");
 }
