@@ -20,7 +20,7 @@ void expect(bool law) {
 }
 
 template <class... numbers>
-void tell(std::string& out, const char* what, numbers... values) {
+void tell(std::string& out, std::string_view what, numbers... values) {
     out += what;
     ((out += ' ', append_hex(out, static_cast<std::uint64_t>(values))), ...);
     out += '\n';
@@ -48,7 +48,7 @@ std::string all_of(const file_record& record) {
     for (const auto& [key, info] : record.volume_infos) out += info.text;
     for (const auto& [key, target] : record.reparse_targets) out += utf8_from_utf16(target);
     for (const auto& [key, root] : record.index_roots) out += utf8_from_utf16(key) + utf8_from_utf16(root.name);
-    for (const auto& [key, parent] : record.parents) tell(out, parent.path.c_str(), key, parent.name.size());
+    for (const auto& [key, parent] : record.parents) tell(out, parent.path, key, parent.name.size());
     for (const auto& [key, parent] : record.lower_names) out += utf8_from_utf16(key);
     for (const auto& [key, entry] : record.attributes) tell_attribute(out, key, entry);
     return out;
