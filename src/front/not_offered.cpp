@@ -18,6 +18,11 @@ bool needs_other_source(const ctx_t& ctx) {
     return !ctx.live_volume_text.empty() && ctx.drive_number == -1 && !has_image;
 }
 
+// Paths inside a volume are not looked up yet. Without a volume such a filter counts for nothing anyway.
+bool needs_path_lookup(const ctx_t& ctx) {
+    return ctx.mft_file_path.empty() && (!ctx.filter_dirs.empty() || !ctx.filter_files.empty());
+}
+
 constexpr bool (*not_offered[])(const ctx_t& ctx) = {
     needs_other_source,
     [](const ctx_t& ctx) { return ctx.cpu_count > 1; },
@@ -25,6 +30,7 @@ constexpr bool (*not_offered[])(const ctx_t& ctx) = {
     [](const ctx_t& ctx) { return ctx.want_md5 || ctx.want_sha1; },
     [](const ctx_t& ctx) { return ctx.copy_files; },
     [](const ctx_t& ctx) { return ctx.unalloc_phase || ctx.all_clusters || ctx.deleted_all; },
+    needs_path_lookup,
 };
 
 }  // namespace

@@ -47,10 +47,14 @@ bool read_mft_file(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, std:
 bool read_from_volume(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, std::uint64_t inode) {
     ntfs_volume& volume = *ctx.volume;
     const std::uint64_t position = record_position(volume, inode);
-    if (position == 0) return false;  // the boot sector lies there: no record
+    if (position == 0) {  // the boot sector lies there: no record
+        log_diag(ctx, "err: record %llx lies behind the runs of $MFT", static_cast<unsigned long long>(inode));
+        return false;
+    }
     if (read_bytes_at(volume, position, ctx.effective_record_size(), buffer)) return true;
     log_diag(ctx, "err: record %llx unreadable at %llx: %s", static_cast<unsigned long long>(inode),
-             static_cast<unsigned long long>(position + ctx.volume_offset), read_error_text(volume).c_str());
+             static_cast<unsigned long long>(position + static_cast<std::uint64_t>(volume.geometry.volume_offset)),
+             read_error_text(volume).c_str());
     return false;
 }
 

@@ -237,8 +237,11 @@ bool fetch_stream_head(attr_entry& attribute, mft_entries_ctx& ctx, std::uint64_
         std::uint32_t flags = 0;
         came = read_stream(volume, stream, start, head.data(), length, flags);
     }
-    if (!came) head.clear();
-    return came;
+    if (came) return true;
+    log_diag(ctx, "err: head of a stream unreadable at cluster %llx: %s", static_cast<unsigned long long>(first_lcn),
+             read_error_text(volume).c_str());
+    head.clear();
+    return false;
 }
 
 }  // namespace

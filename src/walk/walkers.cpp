@@ -94,8 +94,14 @@ bool visit(record_walk& walk, std::uint64_t number) {
 }
 
 // Guard: a volume may declare more records than a disk can hold. Those outside its source cannot be read: not tried.
-std::uint64_t next_number(const mft_entries_ctx& ctx, std::uint64_t number) {
-    return ctx.volume != nullptr ? next_record_inside(*ctx.volume, number) : number;
+std::uint64_t next_number(const mft_entries_ctx& ctx, std::uint64_t number, std::uint64_t end) {
+    if (ctx.volume == nullptr) return number;
+    const std::uint64_t next = next_record_inside(*ctx.volume, number);
+    if (next != number && number < end) {
+        log_diag(ctx, "err: records %llx to %llx lie outside of the source", static_cast<unsigned long long>(number),
+                 static_cast<unsigned long long>(std::min(next, end) - 1));
+    }
+    return next;
 }
 
 void end_walk(mft_entries_ctx& ctx) {
@@ -116,8 +122,8 @@ void walk_mft_sequence(std::ostream& out, mft_entries_ctx& ctx) {
         const std::uint64_t room = std::numeric_limits<std::uint64_t>::max() - ctx.mft_start;
         end = std::min(ctx.mft_start + std::min(ctx.mft_count, room), walk.beyond);
     }
-    for (std::uint64_t number = next_number(ctx, ctx.mft_start); number < end && visit(walk, number);) {
-        number = next_number(ctx, number + 1);
+    for (std::uint64_t number = next_number(ctx, ctx.mft_start, end); number < end && visit(walk, number);) {
+        number = next_number(ctx, number + 1, end);
     }
     end_walk(ctx);
 }

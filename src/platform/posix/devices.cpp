@@ -115,6 +115,7 @@ bool query_partition(const native_file& device, partition_facts& facts) {
 
 bool query_device_number(const native_file& device, std::uint32_t& number) {
     std::string folder = sysfs_folder(device);
+    if (folder.empty()) return refused(ENODEV);
     if (is_partition(folder)) folder.resize(folder.rfind('/'));
     const std::vector<std::string> names = drive_names();
     const auto found = std::find(names.begin(), names.end(), last_component(folder));

@@ -87,6 +87,7 @@ std::u16string make_absolute(std::u16string_view path) {
     if (text[0] == separator) return text.size() > 1 && text[1] == separator ? text : std::u16string();
     if (text.size() > 1 && text[1] == u':') return text;
     const std::u16string here = current_directory();
+    if (here.empty()) return {};
     const std::size_t last = text.rfind(separator);
     if (last == std::u16string::npos) return without_double_separators(here + separator + text, separator);
     const std::vector<std::u16string> parts = components_of(text, separator);
