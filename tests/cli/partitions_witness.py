@@ -17,6 +17,7 @@ import sys
 from pathlib import Path
 
 DATA = Path(__file__).resolve().parents[3] / "shared" / "data"
+SAMPLE = Path(__file__).resolve().parents[2] / "samples" / "small.img.gz"
 MIB = 1024 * 1024
 NAMES = {0x05: "exten", 0x0F: "exten", 0x07: "ntfs", 0x0C: "fat32", 0x82: "linux swap", 0x83: "linux"}
 # Names by byte offset where a boot sector says more than the table, which is all that mmls reads; None: left out.
@@ -44,10 +45,14 @@ def quiet(*command):
     return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode
 
 
-def run_program(program, image, *arguments):
+def run_over(program, image, *arguments):
     # Under a launcher the program sees this host's root as a drive.
     path = ("Z:" if len(program) > 1 else "") + str(image)
-    done = subprocess.run([*program, "-image", path, "-quiet", *map(str, arguments)], capture_output=True)
+    return subprocess.run([*program, "-image", path, "-quiet", *map(str, arguments)], capture_output=True)
+
+
+def run_program(program, image, *arguments):
+    done = run_over(program, image, *arguments)
     return done.returncode, done.stderr.decode().replace("\r", "")
 
 
@@ -86,6 +91,23 @@ def compare_made_disks(work, program):
     compare_list(program, mbr, {})
     equal("the volume's offset", run_program(program, gpt, "-offset", MIB)[0], 0)
     equal("its neighbour's", run_program(program, gpt, "-offset", 20480 * 512)[0] != 0, True)
+
+
+def compare_far_volume(work, program):
+    """A volume that begins behind 2 TiB, where 32 bits of sectors end: the same rows as over the volume alone."""
+    far, volume, start = work / "far.dd", work / "sample.dd", 5 << 39
+    volume.write_bytes(gzip.open(SAMPLE).read())
+    far.write_bytes(b"")
+    os.truncate(far, 3 << 40)
+    quiet("sgdisk", "-og", "-n", f"1:{start // 512}:+8M", far)
+    with open(far, "r+b") as file:
+        file.seek(start)
+        file.write(volume.read_bytes())
+    rows = [[line for line in run_over(program, *of).stdout.splitlines() if line.startswith(b"0x")]
+            for of in [(volume,), (far, "-offset", start)]]
+    equal("rows of a far volume", rows[1], rows[0])
+    equal("enough of them", len(rows[0]) > 200, True)
+    far.unlink()
 
 
 def unpack(stored, path):
@@ -163,6 +185,7 @@ def main():
     else:
         program = [options.launcher, options.program] if options.launcher else [options.program]
         compare_made_disks(options.work, program)
+        compare_far_volume(options.work, program)
         compare_disks_of_others(options.work, program) if DATA.exists() else print("no disks beside the checkout")
     print(*faults, f"{len(faults)} faults", sep="\n")
     sys.exit(1 if faults else 0)
