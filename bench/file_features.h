@@ -82,9 +82,8 @@ inline constexpr std::u16string_view words[] = {
     u"network", u"notes",    u"office",  u"order",   u"package", u"payment", u"picture",  u"plan",
     u"policy",  u"printer",  u"process", u"project", u"query",   u"report",  u"resource", u"runtime"};
 inline constexpr std::u16string_view foreign_words[] = {
-    u"Übersicht Größe", u"résumé façade",  u"Отчёт за март",  u"договор аренды",
-    u"έγγραφο πελάτη",  u"旅行の写真",     u"会议资料 最终",  u"분기 보고서",
-    u"smørrebrød",      u"mañana último",  u"fête 😀 photo",  u"żółta łódź"};
+    u"Übersicht Größe", u"résumé façade", u"Отчёт за март", u"договор аренды", u"έγγραφο πελάτη", u"旅行の写真",
+    u"会议资料 最终",   u"분기 보고서",   u"smørrebrød",    u"mañana último",  u"fête 😀 photo",   u"żółta łódź"};
 inline constexpr std::u16string_view endings[] = {u".dll",  u".xml", u".txt",  u".docx", u".png", u".manifest",
                                                   u".js",   u".log", u".pdf",  u".json", u".exe", u".mui",
                                                   u".html", u".h",   u".xlsx", u".cat"};

@@ -63,7 +63,8 @@ private:
     item* lower_bound(const any_key& key) {
         // Keys mostly arrive in rising order: look at the end first.
         if (used_ == 0 || items_[used_ - 1].key < key) return end();
-        return std::lower_bound(begin(), end(), key, [](const item& left, const any_key& right) { return left.key < right; });
+        return std::lower_bound(begin(), end(), key,
+                                [](const item& left, const any_key& right) { return left.key < right; });
     }
 
     std::vector<item> items_;

@@ -54,7 +54,12 @@ std::size_t put_code(char* to, std::uint32_t code) {
 bool take_utf8(std::string_view text, std::size_t& at, std::uint32_t& code) {
     const auto byte = [&](std::size_t index) { return static_cast<std::uint8_t>(text[index]); };
     const std::uint8_t first = byte(at);
-    const std::size_t length = first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
+    const std::size_t length = first < 0x80   ? 1
+                               : first < 0xC2 ? 0
+                               : first < 0xE0 ? 2
+                               : first < 0xF0 ? 3
+                               : first < 0xF5 ? 4
+                                              : 0;
     if (length == 0 || text.size() - at < length) return false;
     code = length == 1 ? first : first & (0xFFu >> (length + 1));
     for (std::size_t index = 1; index < length; ++index) {

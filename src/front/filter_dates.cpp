@@ -24,8 +24,9 @@ int number_of(std::string_view digits) {
 
 // 1 to 12 for the name of a month or its first letters, three at least; 0 for anything else.
 int month_named(std::string_view text) {
-    constexpr std::array<std::string_view, 12> names = {"january", "february", "march",     "april",   "may",      "june",
-                                                        "july",    "august",   "september", "october", "november", "december"};
+    constexpr std::array<std::string_view, 12> names = {"january",   "february", "march",    "april",
+                                                        "may",       "june",     "july",     "august",
+                                                        "september", "october",  "november", "december"};
     if (text.size() < 3) return 0;
     for (std::size_t index = 0; index < names.size(); ++index) {
         if (names[index].starts_with(text)) return static_cast<int>(index) + 1;

@@ -36,7 +36,8 @@ constexpr bool (*not_offered[])(const ctx_t& ctx) = {
 }  // namespace
 
 bool refuse_what_is_not_offered(const mft_entries_ctx& ctx) {
-    const bool refused = std::any_of(std::begin(not_offered), std::end(not_offered), [&ctx](const auto needs) { return needs(ctx); });
+    const bool refused =
+        std::any_of(std::begin(not_offered), std::end(not_offered), [&ctx](const auto needs) { return needs(ctx); });
     if (refused) write_standard_error("This option is not offered in this build\n");
     return refused;
 }

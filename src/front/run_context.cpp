@@ -30,8 +30,8 @@ cmd_params::cmd_params(std::uint64_t start_time) : run_start_time(start_time) { 
 cmd_params::~cmd_params() = default;
 
 void cmd_params::reset() {
-    for (std::string* text : {&command_line, &tool_name, &version_text, &results_path, &results_dir, &username, &hostname,
-                              &source_type, &zlibex_text, &diags_path, &run_header_text, &signal_name}) {
+    for (std::string* text : {&command_line, &tool_name, &version_text, &results_path, &results_dir, &username,
+                              &hostname, &source_type, &zlibex_text, &diags_path, &run_header_text, &signal_name}) {
         text->clear();
     }
     alias_paths.clear();

@@ -56,8 +56,8 @@ struct cmd_params {
     bool hex_numbers = true;
     bool username_given = false, hostname_given = false;
     bool gzip_wanted = false, gzip_level_flag = false, zlib_wanted = false, zlibex_wanted = false;  // never read
-    std::string zlibex_text;                                                                       // never read
-    std::int32_t threads = 0;                                                                      // never read
+    std::string zlibex_text;                                                                        // never read
+    std::int32_t threads = 0;                                                                       // never read
     bool database_sink = false;
     bool results_dir_given = false;
     bool results_path_given = false;
@@ -147,10 +147,10 @@ struct mft_settings {
     bool unalloc_phase = false;
     bool deleted_all = false;
     bool all_clusters = false;
-    std::uint64_t future_limit = 0;      // FILETIME: a $FILE_NAME time beyond it lies in the future
+    std::uint64_t future_limit = 0;          // FILETIME: a $FILE_NAME time beyond it lies in the future
     bool jp_flag = false, lnk_flag = false;  // never read
     bool find_mft = false;
-    bool objid_wanted = false;                    // never read
+    bool objid_wanted = false;                   // never read
     std::array<std::uint8_t, 16> objid_value{};  // never read
     bool and_logic = false;
     std::vector<std::uint8_t> filter_pattern_bytes;
@@ -179,9 +179,9 @@ struct mft_entries_ctx : cmd_params, mft_settings {
     // The open source. A reset leaves the two sizes alone.
     std::unique_ptr<plain_file> mft_reader;
     std::unique_ptr<ntfs_volume> volume;  // null while an extracted $MFT is read
-    bool record_size_learned = false;  // from the first record read
-    std::uint32_t record_size = 1024;  // bytes; 0 reads as 1024
-    std::uint32_t sector_size = 512;   // bytes
+    bool record_size_learned = false;     // from the first record read
+    std::uint32_t record_size = 1024;     // bytes; 0 reads as 1024
+    std::uint32_t sector_size = 512;      // bytes
 
     // Work state of the walkers and the reports.
     std::unique_ptr<path_cache> paths;

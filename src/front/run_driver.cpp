@@ -98,7 +98,8 @@ void run_walkers(run_state& state) {
 int results_verdict(const run_state& state) {
     if (!state.ctx->results_failed && *state.out) return 0;
     const std::u16string& path = state.ctx->results_path_wide;
-    write_standard_error("prob writing to output file: " + (path.empty() ? "standard output" : utf8_from_utf16(path)) + "\n");
+    write_standard_error("prob writing to output file: " + (path.empty() ? "standard output" : utf8_from_utf16(path)) +
+                         "\n");
     return failed;
 }
 

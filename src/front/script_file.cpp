@@ -63,7 +63,8 @@ std::vector<std::string> words_of(std::string_view line) {
     return words;
 }
 
-// Joins what stands between double quotes. Runs of blanks inside have become one; a value that is not closed is dropped.
+// Joins what stands between double quotes. Runs of blanks inside have become one; a value that is not closed is
+// dropped.
 void append_unquoted(std::vector<std::u16string>& tokens, const std::vector<std::string>& words) {
     std::string open_value;
     bool open = false;

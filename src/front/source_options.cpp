@@ -34,7 +34,8 @@ int take_image(mft_entries_ctx& ctx, const std::u16string& value, wide_list& lis
         return -1;
     }
     const bool offset_given = ctx.volume_offset != 0;
-    if (!accept_source(ctx, list, [&](offset_check& asked) { return check_image(asked, ctx.image_path_disk); })) return -1;
+    if (!accept_source(ctx, list, [&](offset_check& asked) { return check_image(asked, ctx.image_path_disk); }))
+        return -1;
     // The move records that the image is one volume and no disk.
     if (!offset_given && ctx.volume_offset == 0) {
         ctx.image_path_volume = std::move(ctx.image_path_disk);

@@ -7,8 +7,8 @@ namespace {
 
 struct usage_line {
     const char* line;
-    const char* meaning;      // none: the line stands alone
-    bool continues = false;   // belongs to the line above: further indented
+    const char* meaning;       // none: the line stands alone
+    bool continues = false;    // belongs to the line above: further indented
     std::size_t sign_at = 42;  // characters ahead of the "="
 };
 

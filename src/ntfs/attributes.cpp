@@ -241,7 +241,8 @@ bool read_reparse_target(std::u16string& target, const attribute_context& attrib
     const std::uint16_t substitute_length = value.u16(reparse_at::substitute_length);
     if (data_length == 0 || record_size < 1ull + data_length + attribute.value_offset) return false;
     if (substitute_length == 0 || substitute_length >= record_size) return false;
-    std::size_t substitute = static_cast<std::size_t>(reparse_at::path_buffer) + value.u16(reparse_at::substitute_offset);
+    std::size_t substitute =
+        static_cast<std::size_t>(reparse_at::path_buffer) + value.u16(reparse_at::substitute_offset);
     std::size_t print = static_cast<std::size_t>(reparse_at::path_buffer) + value.u16(reparse_at::print_offset);
     while (value.u16(substitute) == 0) {
         // Guard: beyond the record every unit reads as zero; such an attribute is ignored.
@@ -290,7 +291,8 @@ constexpr plain_type plain_types[] = {
 
 const plain_type& plain_type_of(std::uint32_t type) {
     constexpr const plain_type* other = std::end(plain_types) - 1;
-    return *std::find_if(std::begin(plain_types), other, [type](const plain_type& entry) { return entry.type == type; });
+    return *std::find_if(std::begin(plain_types), other,
+                         [type](const plain_type& entry) { return entry.type == type; });
 }
 
 void note_index_root(const attribute_context& attribute) {
@@ -307,10 +309,8 @@ void take_plain_attribute(const attribute_context& attribute) {
     const plain_type& kind = plain_type_of(attribute.type);
     const attr_key key = kind.type_in_key ? attribute.key() : attribute.key() | key_of_other_types;
     if (attribute.type == type_index_root) note_index_root(attribute);
-    const bool copy_value =
-        attribute.source.want_resident_copy && !attribute.non_resident() && attribute.has_value();
-    attr_entry* entry =
-        copy_value ? insert_entry(attribute, key, kind.label) : file_entry(attribute, key, kind.label);
+    const bool copy_value = attribute.source.want_resident_copy && !attribute.non_resident() && attribute.has_value();
+    attr_entry* entry = copy_value ? insert_entry(attribute, key, kind.label) : file_entry(attribute, key, kind.label);
     if (entry == nullptr) return;
     if (copy_value) {
         const byte_view value = attribute.from_attribute.part(attribute.value_offset, attribute.value_length);

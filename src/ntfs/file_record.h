@@ -23,10 +23,10 @@ struct si_entry {
 };
 
 struct name_entry {
-    std::array<std::uint8_t, 68> raw{};  // first bytes of the value
-    std::uint64_t parent = 0;            // whole reference
+    std::array<std::uint8_t, 68> raw{};                                      // first bytes of the value
+    std::uint64_t parent = 0;                                                // whole reference
     std::uint64_t created = 0, modified = 0, mft_changed = 0, accessed = 0;  // FILETIMEs
-    std::u16string name;                 // up to its first NUL
+    std::u16string name;                                                     // up to its first NUL
     std::uint8_t name_space = 0;
     bool is_dos = false;
     bool anomaly = false;
@@ -52,8 +52,8 @@ struct index_root_entry {
 
 // One attribute as reports see it.
 struct attr_entry {
-    std::u16string name;            // from the attribute's header
-    std::string_view label;         // word of the attribute's type
+    std::u16string name;     // from the attribute's header
+    std::string_view label;  // word of the attribute's type
     std::uint32_t type = 0;
     std::vector<std::uint8_t> raw;  // whole attribute, header included
     std::string value_text;         // decoded value, where there is one
@@ -101,7 +101,7 @@ struct file_record {
     flat_map<attr_key, std::u16string> reparse_targets;
     flat_map<std::u16string, index_root_entry> index_roots;
     flat_map<attr_key, attr_entry> attributes;
-    flat_map<std::uint64_t, parent_entry> parents;      // by whole parent reference; no DOS names
+    flat_map<std::uint64_t, parent_entry> parents;        // by whole parent reference; no DOS names
     flat_map<std::u16string, std::uint64_t> lower_names;  // lower-cased name to parent reference; no DOS names
 
     bool inode_match = false, deleted_match = false, time_match = false;

@@ -21,17 +21,17 @@ struct boot_at {
 // File record header.
 struct record_at {
     enum : std::size_t {
-        signature = 0,         // 4  "FILE", "BAAD"
-        fixup_offset = 4,      // 2  where the update sequence array begins
-        fixup_count = 6,       // 2  its words, the check word among them
-        log_sequence = 8,      // 8
-        sequence = 16,         // 2
-        link_count = 18,       // 2
-        first_attribute = 20,  // 2
-        flags = 22,            // 2  record_flag
-        bytes_used = 24,       // 4
-        bytes_allocated = 28,  // 4
-        base_reference = 32,   // 8  0 in a base record
+        signature = 0,           // 4  "FILE", "BAAD"
+        fixup_offset = 4,        // 2  where the update sequence array begins
+        fixup_count = 6,         // 2  its words, the check word among them
+        log_sequence = 8,        // 8
+        sequence = 16,           // 2
+        link_count = 18,         // 2
+        first_attribute = 20,    // 2
+        flags = 22,              // 2  record_flag
+        bytes_used = 24,         // 4
+        bytes_allocated = 28,    // 4
+        base_reference = 32,     // 8  0 in a base record
         next_attribute_id = 40,  // 2
         record_number = 44,      // 4  only where the update sequence array begins at 48
         header_size = 42,
@@ -43,22 +43,22 @@ enum record_flag : std::uint16_t { record_in_use = 1, record_is_directory = 2 };
 // Attribute header; behind byte 16 the resident and the non-resident form differ.
 struct attribute_at {
     enum : std::size_t {
-        type = 0,          // 4
-        length = 4,        // 4  header included
-        non_resident = 8,  // 1
-        name_length = 9,   // 1  in UTF-16 units
-        name_offset = 10,  // 2
-        flags = 12,        // 2
-        id = 14,           // 2
-        value_length = 16,  // 4  resident
-        value_offset = 20,  // 2  resident
-        first_vcn = 16,          // 8  non-resident, as all below
-        pairs_offset = 32,       // 2
-        compression_unit = 34,   // 1  clusters, as a power of two; 0: not compressed
-        allocated_size = 40,     // 8
-        real_size = 48,          // 8
-        initialised_size = 56,   // 8
-        compressed_size = 64,    // 8  only in compressed and sparse attributes
+        type = 0,               // 4
+        length = 4,             // 4  header included
+        non_resident = 8,       // 1
+        name_length = 9,        // 1  in UTF-16 units
+        name_offset = 10,       // 2
+        flags = 12,             // 2
+        id = 14,                // 2
+        value_length = 16,      // 4  resident
+        value_offset = 20,      // 2  resident
+        first_vcn = 16,         // 8  non-resident, as all below
+        pairs_offset = 32,      // 2
+        compression_unit = 34,  // 1  clusters, as a power of two; 0: not compressed
+        allocated_size = 40,    // 8
+        real_size = 48,         // 8
+        initialised_size = 56,  // 8
+        compressed_size = 64,   // 8  only in compressed and sparse attributes
     };
 };
 
@@ -94,8 +94,8 @@ struct list_entry_at {
 // Behind the tag and length of $REPARSE_POINT.
 struct reparse_at {
     enum : std::size_t {
-        data_length = 4,        // 2
-        substitute_offset = 8,  // 2  bytes, from the path buffer
+        data_length = 4,         // 2
+        substitute_offset = 8,   // 2  bytes, from the path buffer
         substitute_length = 10,  // 2
         print_offset = 12,       // 2
         print_length = 14,       // 2

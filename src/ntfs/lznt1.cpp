@@ -58,7 +58,8 @@ bool copy_back(std::uint16_t word, chunk_bytes& chunk, std::size_t& done) {
     const std::size_t length = (word & (length_mask >> shift)) + std::size_t{3};
     if (offset > done) return false;
     // Byte by byte: a reference may overlap what it makes.
-    for (const std::size_t end = std::min(done + length, chunk_size); done < end; ++done) chunk[done] = chunk[done - offset];
+    for (const std::size_t end = std::min(done + length, chunk_size); done < end; ++done)
+        chunk[done] = chunk[done - offset];
     return true;
 }
 

@@ -9,8 +9,9 @@
 
 namespace {
 
-constexpr std::uint16_t fixup_offset_limit = 48;  // of a "FILE" record: the array begins inside or right behind the header
-constexpr std::uint16_t fixup_count_limit = 9;    // 8 sectors of 512 bytes and the check word
+constexpr std::uint16_t fixup_offset_limit =
+    48;  // of a "FILE" record: the array begins inside or right behind the header
+constexpr std::uint16_t fixup_count_limit = 9;  // 8 sectors of 512 bytes and the check word
 
 bool has_signature(byte_view bytes, const char* signature) {
     return bytes.size >= 4 && std::memcmp(bytes.data, signature, 4) == 0;
@@ -126,7 +127,8 @@ public:
         std::vector<std::uint8_t> bytes;
         std::size_t at = 0;
         while (true) {
-            while (bytes.size() < at + entry_header && clusters.append_next(bytes)) {}
+            while (bytes.size() < at + entry_header && clusters.append_next(bytes)) {
+            }
             const byte_view entry = byte_view(bytes).part(at, bytes.size());
             const std::uint16_t length = entry.u16(list_entry_at::length);
             if (length == 0) return;

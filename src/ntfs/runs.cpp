@@ -105,7 +105,8 @@ bool decode_runs(byte_view attribute, std::vector<cluster_run>& runs) {
     std::uint64_t vcn = attribute.u64(attribute_at::first_vcn);
     std::uint64_t lcn = 0;
     mapping_pair pair;
-    for (std::size_t at = attribute.u16(attribute_at::pairs_offset); read_pair(attribute, at, pair); at += pair.bytes()) {
+    for (std::size_t at = attribute.u16(attribute_at::pairs_offset); read_pair(attribute, at, pair);
+         at += pair.bytes()) {
         // A pair without an offset leaves lcn alone: the next delta counts from the last real run.
         lcn = pair.negative ? lcn - pair.magnitude() : lcn + pair.magnitude();
         cluster_run& run = runs.emplace_back();
@@ -138,7 +139,9 @@ void to_stream_runs(const std::vector<cluster_run>& runs, std::vector<stream_run
 }
 
 void merge_cluster_runs(std::vector<cluster_run>& target, const std::vector<cluster_run>& more) {
-    const auto by_start = [](const cluster_run& left, const cluster_run& right) { return left.start_vcn < right.start_vcn; };
+    const auto by_start = [](const cluster_run& left, const cluster_run& right) {
+        return left.start_vcn < right.start_vcn;
+    };
     const auto same_start = [](const cluster_run& left, const cluster_run& right) {
         return left.start_vcn == right.start_vcn;
     };

@@ -19,8 +19,9 @@ struct mapping_pair_bytes {
 
 // A run as reports see it.
 struct cluster_run {
-    std::uint64_t lcn = 0;        // absolute; a run without offset field keeps the running LCN (decode_runs) or is all ones
-    std::uint64_t lcn_delta = 0;  // magnitude of the offset field; 0: no offset (decode_runs), all ones (decode_runs_with_text)
+    std::uint64_t lcn = 0;  // absolute; a run without offset field keeps the running LCN (decode_runs) or is all ones
+    std::uint64_t lcn_delta =
+        0;  // magnitude of the offset field; 0: no offset (decode_runs), all ones (decode_runs_with_text)
     std::uint32_t clusters = 0;
     std::uint64_t start_vcn = 0;  // decode_runs only
     bool delta_negative = false;

@@ -47,11 +47,15 @@ struct planned_cluster {
 // The clusters of one read, in order, made as they are asked for: a request may span millions.
 class read_plan {
 public:
-    read_plan(stream_runs& stream, std::uint32_t cluster_size, std::uint64_t byte_offset, std::uint32_t size, bool skips_holes)
+    read_plan(stream_runs& stream, std::uint32_t cluster_size, std::uint64_t byte_offset, std::uint32_t size,
+              bool skips_holes)
         : head(static_cast<std::uint32_t>(byte_offset % cluster_size)),
           tail(static_cast<std::uint32_t>((byte_offset + size) % cluster_size)),
-          first(byte_offset / cluster_size), last((byte_offset + size) / cluster_size),
-          stream_(stream), next_(first), skips_holes_(skips_holes) {}
+          first(byte_offset / cluster_size),
+          last((byte_offset + size) / cluster_size),
+          stream_(stream),
+          next_(first),
+          skips_holes_(skips_holes) {}
 
     bool next(planned_cluster& cluster) {
         std::size_t index = 0;
@@ -76,7 +80,8 @@ private:
     bool skips_holes_;
 };
 
-// `count` bytes of one cluster, from `skip` on. The device is read by whole clusters; `scratch` holds what is not wanted.
+// `count` bytes of one cluster, from `skip` on. The device is read by whole clusters; `scratch` holds what is not
+// wanted.
 bool read_part_of_cluster(ntfs_volume& volume, const planned_cluster& cluster, std::uint32_t skip, std::uint32_t count,
                           std::uint8_t* target, std::vector<std::uint8_t>& scratch) {
     if (cluster.hole) {
@@ -228,10 +233,12 @@ bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream
 }
 
 void fix_index_blocks(std::uint8_t* bytes, std::size_t size, std::uint32_t sector_size) {
-    for (std::size_t at = 0; size - at >= index_block; at += index_block) apply_fixups(bytes + at, index_block, sector_size);
+    for (std::size_t at = 0; size - at >= index_block; at += index_block)
+        apply_fixups(bytes + at, index_block, sector_size);
 }
 
-bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const stream_sink& sink, const cmd_params& log) {
+bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const stream_sink& sink,
+                         const cmd_params& log) {
     const bool resident = !attribute.non_resident();
     if (resident ? resident_bytes(attribute).size == 0 : attribute.runs.empty()) {
         log_diag(log, "err: no data");

@@ -37,7 +37,7 @@ stream_sink sink_into(plain_file& file);  // behind what was written to it
 // The runs of one stream, with the place where the last look-up ended.
 struct stream_runs {
     std::vector<stream_run> runs;
-    std::size_t passed = 0;        // runs ahead of this index end at or before passed_vcn
+    std::size_t passed = 0;  // runs ahead of this index end at or before passed_vcn
     std::uint64_t passed_vcn = 0;
 
     stream_runs() = default;
@@ -67,4 +67,5 @@ bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream
 // Update sequences of every whole index block in a piece of an index stream.
 void fix_index_blocks(std::uint8_t* bytes, std::size_t size, std::uint32_t sector_size);
 // The whole attribute. True if all of it was delivered; nothing is without a volume.
-bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const stream_sink& sink, const cmd_params& log);
+bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const stream_sink& sink,
+                         const cmd_params& log);

@@ -84,7 +84,8 @@ bool derive_geometry(ntfs_volume& volume, const cmd_params& log) {
     }
     geometry.total_clusters = boot.u64(boot_at::total_sectors) / geometry.sectors_per_cluster;
     const std::uint64_t mft_cluster = boot.u64(boot_at::mft_cluster);
-    if (mft_cluster > static_cast<std::uint64_t>(position_limit) / cluster_size) return refuse(log, "$MFT beyond any disk");
+    if (mft_cluster > static_cast<std::uint64_t>(position_limit) / cluster_size)
+        return refuse(log, "$MFT beyond any disk");
     geometry.mft_offset = static_cast<std::int64_t>(mft_cluster * cluster_size);
     return true;
 }
@@ -136,7 +137,8 @@ bool take_mft_attribute(mft_runs& info, byte_view attribute) {
         add_resident_run(*runs, attribute, type);
         return true;
     }
-    return decode_runs_with_text(attribute.part(attribute.u16(attribute_at::pairs_offset), attribute.size), *runs, type);
+    return decode_runs_with_text(attribute.part(attribute.u16(attribute_at::pairs_offset), attribute.size), *runs,
+                                 type);
 }
 
 // Kept: an attribute list in record 0 is not followed; $MFT is seen as far as record 0 reaches.
@@ -166,8 +168,9 @@ void place_records(ntfs_volume& volume) {
 
 const mft_extent* extent_of(const ntfs_volume& volume, std::uint64_t vcn) {
     const auto& extents = volume.mft_extents;
-    const auto found = std::upper_bound(extents.begin(), extents.end(), vcn,
-                                        [](std::uint64_t wanted, const mft_extent& each) { return wanted < each.end_vcn; });
+    const auto found =
+        std::upper_bound(extents.begin(), extents.end(), vcn,
+                         [](std::uint64_t wanted, const mft_extent& each) { return wanted < each.end_vcn; });
     return found == extents.end() ? nullptr : &*found;
 }
 
@@ -232,7 +235,8 @@ bool validate(ntfs_volume& volume, const cmd_params& log) {
     if (volume.valid) return true;
     if (volume.reader == nullptr) return false;
     try {
-        if (!read_boot_sector(volume, log) || !derive_geometry(volume, log) || !read_mft_record(volume, log)) return false;
+        if (!read_boot_sector(volume, log) || !derive_geometry(volume, log) || !read_mft_record(volume, log))
+            return false;
         read_mft_info(volume);
         place_records(volume);
     } catch (const std::bad_alloc&) {
@@ -261,7 +265,8 @@ std::uint64_t next_record_inside(const ntfs_volume& volume, std::uint64_t inode)
     std::uint64_t vcn = volume.record_alloc_size * inode / volume.cluster_bytes();
     const std::uint64_t asked = vcn;
     const auto& extents = volume.mft_extents;
-    for (const mft_extent* each = extent_of(volume, vcn); each != nullptr && each != extents.data() + extents.size(); ++each) {
+    for (const mft_extent* each = extent_of(volume, vcn); each != nullptr && each != extents.data() + extents.size();
+         ++each) {
         vcn = std::max(vcn, each->first_vcn);
         const std::uint64_t lcn = each->lcn + (vcn - each->first_vcn);
         // Kept: the lcn of a run without offset is all ones, so behind its first cluster positions count from 0.
@@ -319,7 +324,8 @@ bool read_record(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint
     return true;
 }
 
-bool read_record_checked(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint8_t>& bytes, record_kind& kind) {
+bool read_record_checked(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint8_t>& bytes,
+                         record_kind& kind) {
     kind = record_kind::none;
     if (!volume.valid) return false;
     const std::uint32_t size = volume.record_bytes();
@@ -338,7 +344,8 @@ bool read_record_at(ntfs_volume& volume, std::uint64_t position, std::vector<std
     if (!read_bytes_at(volume, position, volume.record_alloc_size, bytes)) return false;
     kind = kind_of(bytes);
     if (kind == record_kind::none) return false;
-    if (kind == record_kind::bad && byte_view(bytes).u16(record_at::fixup_offset) > bad_fixup_offset_limit) return false;
+    if (kind == record_kind::bad && byte_view(bytes).u16(record_at::fixup_offset) > bad_fixup_offset_limit)
+        return false;
     apply_fixups(bytes, volume.sector_size());
     return true;
 }

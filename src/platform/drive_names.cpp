@@ -8,9 +8,7 @@ namespace {
 
 constexpr std::string_view left_out[] = {"loop", "ram", "zram", "sr", "dm-"};
 
-bool is_digit(char unit) {
-    return unit >= '0' && unit <= '9';
-}
+bool is_digit(char unit) { return unit >= '0' && unit <= '9'; }
 
 // "sr0" and "ram1" are left out, "srv" is not: a digit follows the driver's name.
 bool is_drive(std::string_view name) {

@@ -11,12 +11,14 @@
 char16_t host_separator();
 // True if `unit` divides components of a host path ('/' on POSIX; '\' and '/' on Windows).
 bool is_host_separator(char16_t unit);
-// Length of what opens an absolute path and is no directory of its own: "/" on POSIX, "x:", "x:\" or "\\?\" on Windows; 0 for none.
+// Length of what opens an absolute path and is no directory of its own: "/" on POSIX, "x:", "x:\" or "\\?\" on Windows;
+// 0 for none.
 std::size_t root_length(std::u16string_view path);
 
 std::u16string current_directory();
 // Absolute form of `path`, without asking the file system; quotes become blanks and the ends are trimmed first.
 // Empty when the path cannot be placed.
 std::u16string make_absolute(std::u16string_view path);
-// The value of an environment variable, UTF-8; nothing when it is not set. The name's case counts where the host says so.
+// The value of an environment variable, UTF-8; nothing when it is not set. The name's case counts where the host says
+// so.
 std::optional<std::string> environment_value(const std::string& name);

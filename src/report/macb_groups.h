@@ -12,7 +12,7 @@
 
 // Raw numbers, read as `time_mode` says. A time of 0 makes no row.
 struct macb_input {
-    std::uint64_t m = 0, a = 0, c = 0, b = 0;  // modified, accessed, MFT changed, created
+    std::uint64_t m = 0, a = 0, c = 0, b = 0;        // modified, accessed, MFT changed, created
     std::string label_m, label_a, label_c, label_b;  // specific texts, usually empty
     std::string default_label;                       // "$SI:" and the like; empty if unused
     std::int32_t row_kind = 0, row_extra = 0;        // passed through to each row

@@ -18,8 +18,9 @@ constexpr time_labels si_labels = {{"SI modify-UTC", "SI access-UTC", "SI MFTcha
                                    {"SI mdate", "SI adate", "SI cdate", "SI bdate"}};
 constexpr time_labels fn_labels = {{"FN modify-UTC", "FN access-UTC", "FN MFTchanged-UTC", "FN created-UTC"},
                                    {"FN mdate", "FN adate", "FN cdate", "FN bdate"}};
-constexpr time_labels dos_labels = {{"FN8.3 modify-UTC", "FN8.3 access-UTC", "FN8.3 MFTchanged-UTC", "FN8.3 created-UTC"},
-                                    {"8.3 mdate", "8.3 adate", "8.3 cdate", "8.3 bdate"}};
+constexpr time_labels dos_labels = {
+    {"FN8.3 modify-UTC", "FN8.3 access-UTC", "FN8.3 MFTchanged-UTC", "FN8.3 created-UTC"},
+    {"8.3 mdate", "8.3 adate", "8.3 cdate", "8.3 bdate"}};
 
 void add_time_columns(mft_entries_ctx& ctx, const time_labels& labels) {
     const std::size_t date = date_width(ctx.date_format), time = time_width(ctx.time_format);

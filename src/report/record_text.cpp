@@ -22,7 +22,8 @@ void append_run(text_buffer& out, const cluster_run& run, bool sparse) {
 void append_data_type(text_buffer& out, const attr_entry& attribute, std::uint64_t size) {
     constexpr std::size_t constant_parts = 64;  // brackets, separators and digits
     const bool has_text = !attribute.non_resident() && !attribute.value_text.empty();
-    char* at = out.room(constant_parts + most_utf8 * attribute.name.size() + attribute.label.size() + attribute.value_text.size());
+    char* at = out.room(constant_parts + most_utf8 * attribute.name.size() + attribute.label.size() +
+                        attribute.value_text.size());
     const auto put = [&at](std::string_view text) { at += text.copy(at, text.size()); };
     put("[");
     if (!attribute.name.empty()) {
@@ -46,8 +47,8 @@ void append_data_type(text_buffer& out, const attr_entry& attribute, std::uint64
 
 struct filter_hit {
     const char* word;
-    bool file_record::* match;
-    std::string file_record::* text;
+    bool file_record::*match;
+    std::string file_record::*text;
 };
 
 constexpr filter_hit filter_hits[] = {

@@ -14,7 +14,7 @@
 struct report_scratch {
     std::vector<result_cell> columns;
     bool columns_show_clusters = false;  // as the first call had it: later calls keep the columns
-    bool rows_planned = false;  // made at the first row:
+    bool rows_planned = false;           // made at the first row:
     date_plan date;
     time_plan clock;
     char separator[16] = {};     // its head, for a copy of a fixed size
@@ -23,7 +23,8 @@ struct report_scratch {
     result_row row;
     text_buffer line;
     text_buffer shared_back;  // text of the last cells that rows of a group have in common
-    text_buffer macb, inode, ext, other_info, path_and_name, clusters, head_bytes, type, name, links, object_ids, streams;
+    text_buffer macb, inode, ext, other_info, path_and_name, clusters, head_bytes, type, name, links, object_ids,
+        streams;
     std::u16string wide_ext;
     std::vector<text_buffer> names;  // narrow names of the present group
     timeline times;

@@ -37,9 +37,7 @@ class ofstream : public std::ostream {
 public:
     ofstream() : std::ostream(nullptr) { rdbuf(&buffer_); }
     explicit ofstream(const std::u16string& path) : ofstream() { open(path); }
-    void open(const std::u16string& path) {
-        clear(buffer_.open(path) ? goodbit : failbit);
-    }
+    void open(const std::u16string& path) { clear(buffer_.open(path) ? goodbit : failbit); }
     bool is_open() const { return buffer_.is_open(); }
     void close() { buffer_.close(); }
 

@@ -7,7 +7,7 @@
 namespace {
 
 constexpr std::uint64_t ticks_per_second = 10'000'000;
-constexpr std::uint64_t epoch_1970 = 116'444'736'000'000'000;    // as a FILETIME
+constexpr std::uint64_t epoch_1970 = 116'444'736'000'000'000;       // as a FILETIME
 constexpr std::uint64_t last_second_of_year_3000 = 32'535'215'999;  // since 1970
 constexpr std::uint64_t seconds_per_day = 86'400;
 constexpr char month_names[] = "JanFebMarAprMayJunJulAugSepOctNovDec";

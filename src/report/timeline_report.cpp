@@ -110,7 +110,8 @@ void add_times(report_scratch& scratch, const four_times& times, time_source sou
             entry.macb[source][other] = "macb"[other];
             done[other] = true;
         }
-        if (name.index != no_name) add_name(name.is_dos ? entry.dos_names : entry.long_names, name.index, scratch.names);
+        if (name.index != no_name)
+            add_name(name.is_dos ? entry.dos_names : entry.long_names, name.index, scratch.names);
     }
 }
 

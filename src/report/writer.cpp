@@ -12,9 +12,7 @@
 namespace {
 
 // Rows are written through a plain pointer: append_cells makes room for all cells of a call at once.
-char* put(char* to, std::string_view text) {
-    return to + text.copy(to, text.size());
-}
+char* put(char* to, std::string_view text) { return to + text.copy(to, text.size()); }
 
 // Blanks come in blocks of a fixed size, which the compiler writes without a call; the rest is written over.
 constexpr std::size_t blank_block = 32;
@@ -83,8 +81,12 @@ bool holds_line_end(std::string_view text) {
 class cells_writer {
 public:
     cells_writer(const result_row& row, const mft_entries_ctx& ctx, const report_scratch& scratch)
-        : cells_(row.cells.data()), columns_(scratch.columns.data()), count_(scratch.columns.size()), ctx_(ctx),
-          scratch_(scratch), tagged_(line_ends_are_tagged(ctx)) {}
+        : cells_(row.cells.data()),
+          columns_(scratch.columns.data()),
+          count_(scratch.columns.size()),
+          ctx_(ctx),
+          scratch_(scratch),
+          tagged_(line_ends_are_tagged(ctx)) {}
 
     // The most bytes that the cells can take.
     std::size_t room_for(std::size_t from, std::size_t to) const {

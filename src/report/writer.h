@@ -19,7 +19,7 @@ enum cell_kind : std::uint16_t {
     cell_u32 = 4,
     cell_u64 = 8,
     cell_text = 9,
-    cell_date_time = 10,        // two cells: the date, and the time in the next one
+    cell_date_time = 10,         // two cells: the date, and the time in the next one
     cell_paired_date_time = 11,  // both in one
     cell_time_half = 16,         // only in a column definition
 };

@@ -15,7 +15,7 @@ struct slot_table_at {
 
 struct slot_at {
     enum : std::size_t {
-        type = 4,  // 1  partition_type
+        type = 4,   // 1  partition_type
         start = 8,  // 4  sectors
         count = 12  // 4  sectors
     };
@@ -37,19 +37,19 @@ struct gpt_header_at {
         current_lba = 0x18,  // 8
         entries_lba = 0x48,  // 8
         entry_count = 0x50,  // 4
-        entry_size = 0x54,  // 4  bytes
+        entry_size = 0x54,   // 4  bytes
         size = 512,
     };
 };
 
 struct gpt_entry_at {
     enum : std::size_t {
-        type_guid = 0x00,  // 16
+        type_guid = 0x00,       // 16
         partition_guid = 0x10,  // 16
-        first_lba = 0x20,  // 8
-        last_lba = 0x28,  // 8
-        name = 0x38,  // 72  UTF-16
-        size = 128,  // what is known of an entry; a table may make room for more
+        first_lba = 0x20,       // 8
+        last_lba = 0x28,        // 8
+        name = 0x38,            // 72  UTF-16
+        size = 128,             // what is known of an entry; a table may make room for more
     };
 };
 
@@ -61,16 +61,16 @@ struct boot_at {
 struct ntfs_boot_at {
     enum : std::size_t {
         total_sectors = 40,  // 8
-        serial = 72,  // 4  its low half
+        serial = 72,         // 4  its low half
     };
 };
 
 struct exfat_boot_at {
     enum : std::size_t {
-        partition_start = 64,  // 8  sectors
-        total_sectors = 72,  // 8
-        serial = 100,  // 4
-        sector_size_shift = 108,  // 1
+        partition_start = 64,             // 8  sectors
+        total_sectors = 72,               // 8
+        serial = 100,                     // 4
+        sector_size_shift = 108,          // 1
         sectors_per_cluster_shift = 109,  // 1
     };
 };
@@ -78,9 +78,9 @@ struct exfat_boot_at {
 struct fat_boot_at {
     enum : std::size_t {
         total_sectors = 32,  // 4
-        serial_of_16 = 39,  // 4
-        mark_of_16 = 57,  // 2  "16" of "FAT16"
-        serial_of_32 = 67,  // 4
-        mark_of_32 = 85,  // 2  "32" of "FAT32"
+        serial_of_16 = 39,   // 4
+        mark_of_16 = 57,     // 2  "16" of "FAT16"
+        serial_of_32 = 67,   // 4
+        mark_of_32 = 85,     // 2  "32" of "FAT32"
     };
 };

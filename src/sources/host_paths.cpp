@@ -28,9 +28,7 @@ bool is_made(std::u16string_view component) {
 }
 
 // What a system without drive letters takes for relative it resolves by itself.
-bool is_made_absolute(const std::u16string& path) {
-    return has_drive_letters() && path.size() > 2 && path[1] != u':';
-}
+bool is_made_absolute(const std::u16string& path) { return has_drive_letters() && path.size() > 2 && path[1] != u':'; }
 
 }  // namespace
 

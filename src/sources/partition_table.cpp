@@ -57,9 +57,7 @@ bool begins_like(byte_view sector, std::string_view text) {
 }
 bool is_exfat_like(byte_view sector) { return begins_like(sector, "EXFA"); }
 bool is_fat_or_ntfs_like(byte_view sector) { return begins_like(sector, "MSDO") || begins_like(sector, "NTFS"); }
-bool is_table(byte_view sector) {
-    return has_mark(sector) && !is_exfat_like(sector) && !is_fat_or_ntfs_like(sector);
-}
+bool is_table(byte_view sector) { return has_mark(sector) && !is_exfat_like(sector) && !is_fat_or_ntfs_like(sector); }
 
 void add_entry(table_walk& walk, const table_slot& slot, std::uint64_t start) {
     partition_entry entry;

@@ -134,8 +134,10 @@ source_reader::source_reader(const std::u16string& path) : source_reader(path, k
 source_reader::source_reader(const std::u16string& path, reader_kind as) {
     if (path.empty() || as < kind_file || as > kind_physical_drive) return;
     kind = as;
-    if (kind == kind_file) open_image(*this, path);
-    else open_device_path(*this, path);
+    if (kind == kind_file)
+        open_image(*this, path);
+    else
+        open_device_path(*this, path);
     is_open = true;
 }
 

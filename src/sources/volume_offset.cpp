@@ -106,5 +106,6 @@ bool check_image(offset_check& check, const std::u16string& path) {
 
 bool check_drive(offset_check& check, std::int64_t number) {
     source_reader reader(static_cast<std::uint64_t>(number));
-    return check_open_reader(check, reader, "problems accessing physical disk #" + std::to_string(number) + ", aborting\n");
+    return check_open_reader(check, reader,
+                             "problems accessing physical disk #" + std::to_string(number) + ", aborting\n");
 }

@@ -78,7 +78,8 @@ bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode
     const std::size_t first = fill_header_fields(record, inode, bytes);
 
     const pre_selection selection = pre_select(record, ctx);
-    if (selection == pre_selection::refused && (ctx.and_logic || (ctx.rules.empty() && !has_or_filters(ctx)))) return false;
+    if (selection == pre_selection::refused && (ctx.and_logic || (ctx.rules.empty() && !has_or_filters(ctx))))
+        return false;
 
     if (first + 72 > bytes.size || 2 * first > bytes.size) return false;
     bool cut_by_budget = false;

@@ -247,8 +247,9 @@ bool fetch_stream_head(attr_entry& attribute, mft_entries_ctx& ctx, std::uint64_
 }  // namespace
 
 bool has_or_filters(const mft_entries_ctx& ctx) {
-    return !ctx.extensions.empty() || !ctx.name_entries.empty() || !ctx.filter_dirs.empty() || !ctx.dir_inodes.empty() ||
-           !ctx.selected_inodes.empty() || !ctx.wildcards.empty() || ctx.max_size > 0 || ctx.min_size > 0;
+    return !ctx.extensions.empty() || !ctx.name_entries.empty() || !ctx.filter_dirs.empty() ||
+           !ctx.dir_inodes.empty() || !ctx.selected_inodes.empty() || !ctx.wildcards.empty() || ctx.max_size > 0 ||
+           ctx.min_size > 0;
 }
 
 bool evaluate_or_filters(file_record& record, mft_entries_ctx& ctx) {

@@ -39,11 +39,11 @@ enum rule_kind : std::int32_t {
 
 struct filter_entry {
     std::uint64_t inode = ~std::uint64_t{0};
-    bool whole = false;       // the whole record is selected
-    bool by_stream = false;   // only the named streams are
-    bool has_stream = false;  // a stream was named
-    bool partial = false;     // name entries: substring match
-    std::u16string text;      // path, name or stream, as typed
+    bool whole = false;                   // the whole record is selected
+    bool by_stream = false;               // only the named streams are
+    bool has_stream = false;              // a stream was named
+    bool partial = false;                 // name entries: substring match
+    std::u16string text;                  // path, name or stream, as typed
     std::vector<std::u16string> streams;  // lower case, sorted, distinct
     std::uint32_t kind = 4660;
     std::string dir_text, file_text, description;  // for lists of the rules

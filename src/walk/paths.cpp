@@ -23,7 +23,8 @@ std::size_t slot_of(const path_cache& cache, std::uint64_t number) {
 
 template <class test>
 std::uint32_t find_node(const path_cache& cache, std::uint64_t number, test wanted) {
-    for (std::size_t slot = slot_of(cache, number); cache.slots[slot] != 0; slot = (slot + 1) & (cache.slots.size() - 1)) {
+    for (std::size_t slot = slot_of(cache, number); cache.slots[slot] != 0;
+         slot = (slot + 1) & (cache.slots.size() - 1)) {
         const std::uint32_t index = cache.slots[slot] - 1;
         if (number_of(cache.nodes[index].reference) == number && wanted(cache.nodes[index])) return index;
     }
@@ -63,7 +64,8 @@ std::uint32_t add_node(path_cache& cache, std::uint64_t reference, std::uint64_t
 }
 
 std::u16string_view first_name(const file_record& record) {
-    return record.file_names.empty() ? std::u16string_view() : std::u16string_view(record.file_names.begin()->value.name);
+    return record.file_names.empty() ? std::u16string_view()
+                                     : std::u16string_view(record.file_names.begin()->value.name);
 }
 
 std::uint64_t reference_of(const file_record& record) {

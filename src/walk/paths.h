@@ -43,10 +43,10 @@ struct known_path {
 // Every directory met in one walk, found by record number in constant time; nothing is evicted.
 struct path_cache {
     std::vector<path_node> nodes;
-    std::string names;                 // the names of all nodes, end to end
-    std::vector<std::uint32_t> slots;  // open addressing by record number; index + 1 of a node, 0: free
+    std::string names;                   // the names of all nodes, end to end
+    std::vector<std::uint32_t> slots;    // open addressing by record number; index + 1 of a node, 0: free
     std::array<known_path, 1024> known;  // by record number
-    std::vector<std::uint32_t> parts;  // nodes of the present climb
+    std::vector<std::uint32_t> parts;    // nodes of the present climb
     std::uint32_t climbs = 0;
     bool numbers_are_live = true;  // a walked record is the one that its number names: false for records of free space
     std::unique_ptr<file_record> lookup;  // reused to read directories ahead of the walk

@@ -21,9 +21,9 @@ bool is_16bit_mz(byte_view bytes) {
 }
 
 constexpr std::size_t pe_offset_field = 60;
-constexpr std::size_t coff_header = 24;        // the "PE" mark included
+constexpr std::size_t coff_header = 24;  // the "PE" mark included
 constexpr std::size_t optional_header = 224;
-constexpr std::uint32_t pe_mark = 17744;       // "PE", two zero bytes
+constexpr std::uint32_t pe_mark = 17744;  // "PE", two zero bytes
 constexpr std::uint16_t pe32_magic = 267, pe32_plus_magic = 523;
 
 bool is_pe(byte_view bytes) {

@@ -9,7 +9,8 @@ constexpr std::uint64_t one_day = 864'000'000'000;  // 100-nanosecond ticks
 // The first name in the same directory that is not the 8.3 one.
 const name_entry* long_twin(const file_record& record, const name_entry& dos_name) {
     for (const auto& item : record.file_names) {
-        if (!item.value.is_dos && (item.value.parent & inode_mask) == (dos_name.parent & inode_mask)) return &item.value;
+        if (!item.value.is_dos && (item.value.parent & inode_mask) == (dos_name.parent & inode_mask))
+            return &item.value;
     }
     return nullptr;
 }

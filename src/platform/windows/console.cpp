@@ -84,7 +84,8 @@ std::vector<std::string> native_arguments(int, char**) {
     std::vector<std::string> out;
     int count = 0;
     wchar_t** values = CommandLineToArgvW(GetCommandLineW(), &count);
-    for (int index = 0; values != nullptr && index < count; ++index) out.push_back(utf8_from_utf16(units_of(values[index])));
+    for (int index = 0; values != nullptr && index < count; ++index)
+        out.push_back(utf8_from_utf16(units_of(values[index])));
     LocalFree(values);
     return out;
 }

@@ -69,9 +69,9 @@ bool query_geometry(const native_file& device, device_geometry& geometry) {
     if (!ask(device, IOCTL_DISK_GET_DRIVE_GEOMETRY, &plain, sizeof plain, sizeof plain)) return false;
     take_geometry(plain, geometry);
     // Unsigned: the product of four foreign numbers may wrap.
-    geometry.total_size = static_cast<std::int64_t>(static_cast<std::uint64_t>(geometry.cylinders) *
-                                                    geometry.tracks_per_cylinder * geometry.sectors_per_track *
-                                                    geometry.bytes_per_sector);
+    geometry.total_size =
+        static_cast<std::int64_t>(static_cast<std::uint64_t>(geometry.cylinders) * geometry.tracks_per_cylinder *
+                                  geometry.sectors_per_track * geometry.bytes_per_sector);
     return true;
 }
 
@@ -83,7 +83,8 @@ bool query_partition(const native_file& device, partition_facts& facts) {
         return true;
     }
     PARTITION_INFORMATION_EX extended{};
-    if (!ask(device, IOCTL_DISK_GET_PARTITION_INFO_EX, &extended, sizeof extended, offsetof(PARTITION_INFORMATION_EX, Mbr)))
+    if (!ask(device, IOCTL_DISK_GET_PARTITION_INFO_EX, &extended, sizeof extended,
+             offsetof(PARTITION_INFORMATION_EX, Mbr)))
         return false;
     facts = {static_cast<std::uint64_t>(extended.StartingOffset.QuadPart), extended.PartitionLength.QuadPart,
              static_cast<std::int32_t>(extended.PartitionNumber)};

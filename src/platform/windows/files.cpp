@@ -33,13 +33,15 @@ std::uint32_t last_system_error() { return last_error; }
 
 std::string system_error_text(std::uint32_t error) {
     wchar_t text[256];
-    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text,
-                                        static_cast<DWORD>(std::size(text)), nullptr);
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
+                                        text, static_cast<DWORD>(std::size(text)), nullptr);
     const std::u16string words = units_of({text, length});
     return words.empty() ? "error " + std::to_string(error) : utf8_from_utf16(trimmed(words));
 }
 
-bool is_long_path_error(std::uint32_t error) { return error == ERROR_FILENAME_EXCED_RANGE || error == ERROR_PATH_NOT_FOUND; }
+bool is_long_path_error(std::uint32_t error) {
+    return error == ERROR_FILENAME_EXCED_RANGE || error == ERROR_PATH_NOT_FOUND;
+}
 
 bool open_for_reading(native_file& file, const std::u16string& path) {
     return open_with(file, path, GENERIC_READ, OPEN_EXISTING);
@@ -82,7 +84,8 @@ bool write_next(const native_file& file, const void* bytes, std::size_t count) {
     const char* at = static_cast<const char*>(bytes);
     while (count > 0) {
         DWORD put = 0;
-        if (WriteFile(handle_of(file), at, static_cast<DWORD>(std::min(count, one_read)), &put, nullptr) == 0) return note(false);
+        if (WriteFile(handle_of(file), at, static_cast<DWORD>(std::min(count, one_read)), &put, nullptr) == 0)
+            return note(false);
         at += put;
         count -= put;
     }

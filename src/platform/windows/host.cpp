@@ -24,8 +24,8 @@ std::string library_version(const wchar_t* name) {
         VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&facts), &length) == 0) {
         return {};
     }
-    return std::to_string(HIWORD(facts->dwFileVersionMS)) + "." + std::to_string(LOWORD(facts->dwFileVersionMS)) + " build " +
-           std::to_string(HIWORD(facts->dwFileVersionLS));
+    return std::to_string(HIWORD(facts->dwFileVersionMS)) + "." + std::to_string(LOWORD(facts->dwFileVersionMS)) +
+           " build " + std::to_string(HIWORD(facts->dwFileVersionLS));
 }
 
 std::string reported_version() {
@@ -60,7 +60,8 @@ bool linked_token_is_admin(HANDLE token) {
 clock_reading read_clock() {
     FILETIME now{};
     GetSystemTimeAsFileTime(&now);
-    const std::uint64_t ticks = ((static_cast<std::uint64_t>(now.dwHighDateTime) << 32) | now.dwLowDateTime) - epoch_1970;
+    const std::uint64_t ticks =
+        ((static_cast<std::uint64_t>(now.dwHighDateTime) << 32) | now.dwLowDateTime) - epoch_1970;
     return {static_cast<std::int64_t>(ticks / 10'000'000), static_cast<std::uint32_t>(ticks / 10'000 % 1000)};
 }
 
