@@ -31,6 +31,8 @@ constexpr bool (*not_offered[])(const ctx_t& ctx) = {
     [](const ctx_t& ctx) { return ctx.copy_files; },
     [](const ctx_t& ctx) { return ctx.unalloc_phase || ctx.all_clusters || ctx.deleted_all; },
     needs_path_lookup,
+    // One cell a line, and tagged text: tables cannot be written so. The bare list is no table.
+    [](const ctx_t& ctx) { return (ctx.format_multiline || ctx.format_xml) && !ctx.filepath_only; },
 };
 
 }  // namespace

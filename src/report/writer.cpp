@@ -107,9 +107,8 @@ public:
             case cell_text: return put_text(to, cell.text, width);
             case cell_paired_date_time: return put_paired_time(to, cell.value, width);
             case cell_date_time:
-                if (index + 1 >= count_) return to;
                 ++index;
-                return put_split_time(to, cell.value, width, pad_width(columns_[index]));
+                return put_split_time(to, cell.value, width, index < count_ ? &columns_[index] : nullptr);
             default: return to;
         }
     }
@@ -150,12 +149,13 @@ private:
         return time.valid ? to + put_time(to, time, scratch_.clock) : put_absent(to);
     }
 
-    // Both halves, with the separator between them.
-    char* put_split_time(char* to, std::uint64_t filetime, std::size_t date_width, std::size_t time_width) const {
+    // Both halves, with the separator between them; without a column for the time, the first half and the separator.
+    char* put_split_time(char* to, std::uint64_t filetime, std::size_t date_width, const result_cell* time_column) const {
         const time_point time = time_point_of(filetime);
-        to = pad_right(to, put_date_text(to, time), date_width);
-        to = put_blank_before_time(put_separator(to));
-        return pad_right(to, put_time_text(to, time), time_width);
+        to = put_separator(pad_right(to, put_date_text(to, time), date_width));
+        if (time_column == nullptr) return to;
+        to = put_blank_before_time(to);
+        return pad_right(to, put_time_text(to, time), pad_width(*time_column));
     }
 
     char* put_paired_time(char* to, std::uint64_t filetime, std::size_t width) const {
@@ -205,7 +205,7 @@ int cell_set_text(result_row& row, int index, std::string_view text, std::uint32
 int cell_set_value(result_row& row, int index, std::uint64_t value, cell_kind kind, std::uint32_t flags) {
     if (row.row_kind != 1 || index < 0 || index >= row.cell_count || kind >= 24) return 1;
     row.cells[static_cast<std::size_t>(index)] = {kind, flags, 0, {}, value};
-    if (kind != cell_date_time) return 1;
+    if (kind != cell_date_time && kind != cell_other_date_time) return 1;
     if (index + 1 < row.cell_count) row.cells[static_cast<std::size_t>(index) + 1] = {};
     return 2;
 }

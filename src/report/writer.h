@@ -21,6 +21,7 @@ enum cell_kind : std::uint16_t {
     cell_text = 9,
     cell_date_time = 10,         // two cells: the date, and the time in the next one
     cell_paired_date_time = 11,  // both in one
+    cell_other_date_time = 13,   // two cells as well; no report has it, and nothing is printed for it
     cell_time_half = 16,         // only in a column definition
 };
 

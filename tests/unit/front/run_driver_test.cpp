@@ -104,6 +104,15 @@ TEST(run, failures_have_words_and_an_exit_code_and_come_behind_the_header) {
     const struct { arguments given; int exit_code; std::string words; } cases[] = {
         {{}, 0, ""},  // a source that cannot be opened
         {{"-sqlite", "x"}, -1, std::string(refused) + "invalid cmd options, aborting\n"},
+        {{"-multiline"}, -1, refused},
+        {{"-xml", "-filepath_only"}, 0, ""},
+        {{"-filter_file", "x"}, 0, ""},  // counts for nothing without a volume
+        {{"-image", "missing"}, -1, "couldn't find any partitions on disk\n\n"},
+        {{"-drivenum", "9999"}, -1, "problems accessing physical disk #9999, aborting\n\n"},
+        {{"-filter_sig", "word"}, 0, "Error: -filter_sig option specified invalid option, aborting\n"},
+        {{"-filter_start_time", "never"}, 0, "Error: invalid filter start time, defaulting to 0\n"},
+        {{"-aliaspath", "one"}, -1, "imbalanced alias to true pathfiles, aborting\ninvalid cmd options, aborting\n"},
+        {{"-out", "."}, -1, "prob opening file . for output, aborting\ninvalid cmd options, aborting\n"},
         {{"-cpu", "2"}, -1, "Need to specify an output file to put the merged results in [-out <file>]\n"},
         {{"-cpu", "2", "-out", results, "-filter_all_clusters"}, -1, "The -cpu option only supports MFT analysis\n"},
         {{"-cpu", "1"}, 0, ""},
