@@ -191,7 +191,9 @@ echo "load average before $load_before, after $(cut -d' ' -f1 /proc/loadavg); th
 echo
 printf '%-58s %16s %16s\n' "" measured target
 line "CPU, times the floor's (1,000,000 records)" "$(round_to 2 "$(ratio million)")" 1.60
-line "user time per record, us" "$(round_to 2 "$(each million "$(value million user)")")" 1.20
+# 1.2 us on a machine where the floor takes 2.4.
+line "user time, times the floor's CPU" "$(round_to 3 "$(calc "$(value million user) / $(cpu million.floor)")")" 0.500
+line "  user time per record, us" "$(round_to 2 "$(each million "$(value million user)")")"
 line "  CPU per record, us" "$(round_to 2 "$(each million "$(cpu million)")")"
 line "  CPU per record of the floor, us" "$(round_to 2 "$(each million "$(cpu million.floor)")")"
 line "  rows per record" "$(round_to 2 "$(calc "$(value million.floor writes) / $(fact million records)")")"
