@@ -163,7 +163,7 @@ std::vector<std::string> pattern_items(const std::string& text) {
 
 int pattern(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list) {
     std::vector<std::uint8_t> bytes;
-    for (const std::string& item : pattern_items(low_bytes(value))) {
+    for (const std::string& item : pattern_items(lowered_ascii(low_bytes(value)))) {
         const std::size_t x = item.find('x');
         std::uint64_t byte = 0;
         parse_u64("x" + (x == std::string::npos ? item : item.substr(x + 1)), byte);

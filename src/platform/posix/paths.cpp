@@ -40,11 +40,11 @@ std::u16string current_directory() {
 }
 
 std::u16string make_absolute(std::u16string_view path) {
-    std::u16string clean(path);
-    for (char16_t& unit : clean) {
-        if (unit == u'"' || unit == u'\'') unit = u' ';
-    }
-    const std::u16string_view text = trimmed(clean);
+    std::u16string_view text = trimmed(path);
+    // Quotes around a path are not part of it; inside a name they are characters like any other here.
+    const bool quoted =
+        text.size() > 1 && text.front() == text.back() && (text.front() == u'"' || text.front() == u'\'');
+    if (quoted) text = trimmed(text.substr(1, text.size() - 2));
     if (text.empty()) return {};
     if (text.front() == u'/') return without_dots(text);
     const std::u16string here = current_directory();

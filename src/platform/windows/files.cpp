@@ -86,6 +86,7 @@ bool write_next(const native_file& file, const void* bytes, std::size_t count) {
         DWORD put = 0;
         if (WriteFile(handle_of(file), at, static_cast<DWORD>(std::min(count, one_read)), &put, nullptr) == 0)
             return note(false);
+        if (put == 0) return false;
         at += put;
         count -= put;
     }

@@ -26,6 +26,7 @@ const std::vector<path_case> posix_paths = {
     {u"/a/./b/../c", u"/a/c"},
     {u"/../../x", u"/x"},
     {u"\"/a b/c\"\r\n", u"/a b/c"},
+    {u"/O'Brien/\"x", u"/O'Brien/\"x"},
     {u"x", here + u"/x"},
     {u".", here},
     {u"./.hidden/x", here + u"/.hidden/x"},
