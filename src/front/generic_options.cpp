@@ -7,7 +7,7 @@
 #include "front/run_context.h"
 #include "front/scanners.h"
 #include "platform/console.h"
-#include "platform/files.h"
+#include "report/result_stream.h"
 #include "report/time_text.h"
 #include "sources/host_paths.h"
 
@@ -128,12 +128,11 @@ bool refuse_database(cmd_params&, const std::string&) {
 bool set_results_file(cmd_params& params, const std::string& value) {
     params.results_path = expand_variables(value);
     params.results_path_given = true;
-    native_file file;
-    if (!open_for_writing(file, utf16_from_utf8(params.results_path))) {
+    const uni::ofstream test_open(utf16_from_utf8(params.results_path));
+    if (!test_open) {
         write_standard_error("prob opening file " + params.results_path + " for output, aborting\n");
         return false;
     }
-    close_file(file);
     return true;
 }
 
