@@ -1,11 +1,11 @@
 #include "report/default_report.h"
 
-#include "front/run_context.h"
-#include "report/report_scratch.h"
+#include "run/run_context.h"
+#include "report/report_output.h"
 
 namespace {
 
-using shape_writer = void (*)(const report_call& call, std::ostream& out, mft_entries_ctx& ctx);
+using shape_writer = void (*)(const report_call& call, report_output& out, const mft_entries_ctx& ctx);
 
 // A copy run with -filepath_only has both settings on: then the bare list is written.
 shape_writer shape_of(const mft_entries_ctx& ctx) {
@@ -21,9 +21,9 @@ void reset_stream_state(report_scratch& scratch) {
 
 }  // namespace
 
-void write_default_report(const file_record& record, std::ostream& out, mft_entries_ctx& ctx) {
+void write_default_report(const file_record& record, report_output& out, const mft_entries_ctx& ctx) {
     const shape_writer write = shape_of(ctx);
-    report_scratch& scratch = scratch_of(ctx);
+    report_scratch& scratch = out.scratch;
     reset_stream_state(scratch);
     if (record.parents.empty()) {
         write({record, nullptr, nullptr, false}, out, ctx);

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "ntfs/attributes.h"
 
 namespace {

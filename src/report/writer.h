@@ -4,13 +4,14 @@
 #pragma once
 
 #include <cstdint>
-#include <iosfwd>
 #include <string_view>
 #include <vector>
 
 #include "report/text_buffer.h"
 
 struct mft_entries_ctx;
+struct report_output;
+struct report_scratch;
 
 enum cell_kind : std::uint16_t {
     cell_empty = 0,
@@ -50,14 +51,16 @@ int cell_set_text(result_row& row, int index, std::string_view text, std::uint32
 int cell_set_value(result_row& row, int index, std::uint64_t value, cell_kind kind, std::uint32_t flags = 0);
 
 // Widths become 0 where the run wants no white space.
-void column_add(mft_entries_ctx& ctx, std::string_view label, std::size_t width, cell_kind kind = cell_empty);
+void column_add(report_scratch& scratch, const mft_entries_ctx& ctx, std::string_view label, std::size_t width,
+                cell_kind kind = cell_empty);
 
 // Writes the labels and clears header_pending.
-void write_header(std::ostream& out, mft_entries_ctx& ctx);
+void write_header(report_output& out, const mft_entries_ctx& ctx);
 // One line for the row, after the header line if that is still pending.
-void write_row(std::ostream& out, const result_row& row, mft_entries_ctx& ctx);
+void write_row(report_output& out, const result_row& row, const mft_entries_ctx& ctx);
 
 // For rows that share cells: the text of cells `from` up to `to`, separators behind each but a row's last.
-void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, mft_entries_ctx& ctx);
-// Writes and flushes in one go. A failure is noted in the context and ends the walk.
-void write_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx);
+void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, report_scratch& scratch,
+                  const mft_entries_ctx& ctx);
+// Writes and flushes in one go. A failure is noted and ends the walk.
+void write_line(report_output& out, std::string_view line);

@@ -1,19 +1,22 @@
-// What the reports keep between calls: the columns of the run's header line, and buffers reused for every row.
-// Owned by the run context; touched by report/ alone.
+// Where a run's reports write to, and what they keep between records: the columns of the header line, and buffers
+// reused for every row. Made by the run driver, handed through the walkers to the report handlers.
 // Holds no setting: those are the context's.
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <vector>
 
-#include "front/run_context.h"
 #include "report/time_text.h"
 #include "report/timeline_entry.h"
 #include "report/writer.h"
 
+struct row_in_hand;
+
 struct report_scratch {
+    // As the first call chose them: later calls keep them.
     std::vector<result_cell> columns;
-    bool columns_show_clusters = false;  // as the first call had it: later calls keep the columns
+    std::vector<void (*)(row_in_hand& row)> fills;
     bool rows_planned = false;           // made at the first row:
     date_plan date;
     time_plan clock;
@@ -28,13 +31,16 @@ struct report_scratch {
     std::u16string wide_ext;
     std::vector<text_buffer> names;  // narrow names of the present group
     timeline times;
+    row_places places;
 
     // Of the stream in hand: where it was copied to, and its digests.
     std::string extracted_path, md5_text, sha1_text;
 };
 
-// The context's, made at first use.
-inline report_scratch& scratch_of(mft_entries_ctx& ctx) {
-    if (ctx.report_state == nullptr) ctx.report_state = std::make_unique<report_scratch>();
-    return *ctx.report_state;
-}
+// One for all walks of a run, so that a second walk goes on below the header line of the first.
+struct report_output {
+    std::ostream& stream;
+    bool header_pending = true;
+    bool failed = false;  // a row could not be written: the walk stops
+    report_scratch scratch{};
+};
