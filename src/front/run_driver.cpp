@@ -11,6 +11,7 @@
 #include "front/option_reader.h"
 #include "run/run_context.h"
 #include "front/run_header.h"
+#include "front/split_run.h"
 #include "front/usage.h"
 #include "platform/console.h"
 #include "platform/host.h"
@@ -27,6 +28,7 @@ constexpr int failed = -1;
 // What the driver holds for the length of a run.
 struct run_state {
     std::vector<std::string> args;
+    std::vector<std::string> child_args;  // before any pass took anything: what instances are started with
     std::string run_header;
     uni::ofstream results_file;
     std::ostream* out = nullptr;
@@ -90,24 +92,17 @@ int results_verdict(const run_state& state, const report_output& results) {
     return failed;
 }
 
-// Splitting over instances has tests of its own ahead of it.
-bool instances_can_run(const mft_entries_ctx& ctx) {
-    if (ctx.results_path.empty()) {
-        write_standard_error("Need to specify an output file to put the merged results in [-out <file>]\n");
-        return false;
-    }
-    if (!ctx.deleted_all && !ctx.unalloc_phase && !ctx.all_clusters) return true;
-    write_standard_error("The -cpu option only supports MFT analysis\n");
-    return false;
-}
-
 int run_with_options(run_state& state) {
     mft_entries_ctx& ctx = *state.ctx;
     if (ctx.profile_wanted) ctx.profile_start = profile_clock();
     ctx.separator_wide = utf16_from_utf8(ctx.separator);
     if (!make_results_directories(ctx)) return failed;
-    if (ctx.cpu_count > 1 && !instances_can_run(ctx)) return failed;
-    if (refuse_what_is_not_offered(ctx) || !open_results(state)) return failed;
+    if (refuse_what_is_not_offered(ctx)) return failed;
+    if (ctx.cpu_count > 1) {
+        ctx.run_header_text = state.run_header;
+        return run_split(ctx, state.args, std::move(state.child_args)) ? 0 : failed;
+    }
+    if (!open_results(state)) return failed;
     open_and_prepare(ctx);
     report_output results{*state.out, ctx.header_pending};
     run_walks(results, ctx);
@@ -138,7 +133,8 @@ int run(std::vector<std::string> args) {
         return 0;
     }
     run_state state;
-    state.args = std::move(args);
+    state.args = args;
+    state.child_args = std::move(args);
     state.run_header = build_run_header(state.args);
     state.out = &standard_output();
     write_header_block(*state.out, state.run_header);

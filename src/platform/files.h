@@ -23,6 +23,8 @@ bool is_long_path_error(std::uint32_t error);
 bool open_for_reading(native_file& file, const std::u16string& path);
 // Creates or truncates, for reading and writing, shared.
 bool open_for_writing(native_file& file, const std::u16string& path);
+// For writing behind what an existing file holds.
+bool open_for_appending(native_file& file, const std::u16string& path);
 void close_file(native_file& file);
 // Size in bytes; -1 when the system refuses.
 std::int64_t file_size(const native_file& file);

@@ -84,10 +84,14 @@ bool create_directory_tree(const std::u16string& path) {
 }
 
 std::u16string directory_part(const std::u16string& path) {
-    std::size_t end = path.size();
-    while (end > 0 && !is_host_separator(path[end - 1])) --end;
+    const std::size_t end = path.size() - file_part(path).size();
     if (end == 0) return u".";
     return path.substr(0, end == 1 ? 1 : end - 1);
+}
+
+std::u16string file_part(const std::u16string& path) {
+    const auto last = std::find_if(path.rbegin(), path.rend(), is_host_separator);
+    return {last.base(), path.end()};
 }
 
 void remove_file(const std::u16string& path) { remove_one_file(is_made_absolute(path) ? make_absolute(path) : path); }

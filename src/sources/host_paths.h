@@ -19,6 +19,8 @@ bool create_directory(const std::u16string& path);
 bool create_directory_tree(const std::u16string& path);
 // What stands ahead of the last separator ("." if there is none), without that separator.
 std::u16string directory_part(const std::u16string& path);
+// What stands behind the last separator.
+std::u16string file_part(const std::u16string& path);
 void remove_file(const std::u16string& path);
 
 // `path` made absolute if it is relative, behind "\\?\". Only for hosts with long-path errors.

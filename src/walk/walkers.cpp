@@ -21,17 +21,6 @@ struct number_walk : record_walk {
     using record_walk::record_walk;
 };
 
-// Bytes of $MFT that its own record 0 declares: the first $DATA in map order, named or not. 0: none.
-std::uint64_t declared_mft_size(const file_record& record) {
-    for (const auto& item : record.attributes) {
-        const attr_entry& attribute = item.value;
-        if (attribute.raw.empty() || attribute.type != type_data) continue;
-        if (!attribute.non_resident()) return attribute.value_length();
-        return byte_view(attribute.raw).u64(attribute_at::allocated_size);
-    }
-    return 0;
-}
-
 // Opens the source and counts its records. False: there is nothing to walk.
 bool begin_number_walk(number_walk& walk) {
     mft_entries_ctx& ctx = walk.ctx;
@@ -73,6 +62,16 @@ std::uint64_t next_number(const mft_entries_ctx& ctx, std::uint64_t number, std:
 }
 
 }  // namespace
+
+std::uint64_t declared_mft_size(const file_record& record) {
+    for (const auto& item : record.attributes) {
+        const attr_entry& attribute = item.value;
+        if (attribute.raw.empty() || attribute.type != type_data) continue;
+        if (!attribute.non_resident()) return attribute.value_length();
+        return byte_view(attribute.raw).u64(attribute_at::allocated_size);
+    }
+    return 0;
+}
 
 void walk_mft_sequence(report_output& out, mft_entries_ctx& ctx) {
     number_walk walk(out, ctx);

@@ -3,8 +3,14 @@
 // They decide nothing about a record's content, and a bad record never ends a walk.
 #pragma once
 
+#include <cstdint>
+
+struct file_record;
 struct mft_entries_ctx;
 struct report_output;
+
+// Bytes of $MFT that its own record 0 declares: the first $DATA in map order, named or not. 0: none.
+std::uint64_t declared_mft_size(const file_record& record);
 
 // Record numbers in rising order, from mft_start on.
 void walk_mft_sequence(report_output& out, mft_entries_ctx& ctx);

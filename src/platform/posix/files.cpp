@@ -44,6 +44,10 @@ bool open_for_writing(native_file& file, const std::u16string& path) {
     return open_with_flags(file, path, O_RDWR | O_CREAT | O_TRUNC);
 }
 
+bool open_for_appending(native_file& file, const std::u16string& path) {
+    return open_with_flags(file, path, O_WRONLY | O_APPEND);
+}
+
 void close_file(native_file& file) {
     if (file.is_open()) close(static_cast<int>(file.handle));
     file.handle = -1;

@@ -51,6 +51,10 @@ bool open_for_writing(native_file& file, const std::u16string& path) {
     return open_with(file, path, GENERIC_READ | GENERIC_WRITE, CREATE_ALWAYS);
 }
 
+bool open_for_appending(native_file& file, const std::u16string& path) {
+    return open_with(file, path, FILE_APPEND_DATA, OPEN_EXISTING);
+}
+
 void close_file(native_file& file) {
     if (file.is_open()) CloseHandle(handle_of(file));
     file.handle = -1;

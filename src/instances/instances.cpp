@@ -1,0 +1,195 @@
+#include "instances/instances.h"
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <random>
+#include <thread>
+
+#include "base/numbers.h"
+#include "base/text.h"
+#include "instances/merge.h"
+#include "instances/portable_thread.h"
+#include "ntfs/record_read.h"
+#include "platform/console.h"
+#include "platform/process.h"
+#include "report/result_stream.h"
+#include "run/run_context.h"
+#include "sources/host_paths.h"
+#include "sources/plain_file.h"
+#include "walk/open_source.h"
+#include "walk/walkers.h"
+
+namespace {
+
+// One child process and what it was given.
+struct instance {
+    std::uint64_t start = 0, range = 0;  // record numbers; a range of 0 starts no process
+    std::string output;                  // path of its results, UTF-8
+    std::vector<std::string> arguments;
+    std::unique_ptr<portable_thread> thread;
+    bool could_start = true;
+};
+
+void say(const char* format, unsigned number) {
+    char text[64];
+    std::snprintf(text, sizeof text, format, number);
+    write_standard_error(text);
+}
+
+bool nothing_to_split() {
+    write_standard_error("prob handling your options, aborting\n");
+    return false;
+}
+
+// The range that was asked for, or all of $MFT. False: no records.
+bool measure_job(mft_entries_ctx& ctx) {
+    if (ctx.mft_count != 0) return true;
+    file_record record;
+    if (!open_and_prepare(ctx) || !source_usable(ctx) || !read_and_decode_record(record, ctx, 0, false)) return false;
+    ctx.mft_count = declared_mft_size(record) / ctx.effective_record_size();
+    return ctx.mft_count != 0;
+}
+
+bool results_fail(const mft_entries_ctx& ctx) {
+    write_standard_error("prob writing to output file: " + ctx.results_path + "\n");
+    log_diag(ctx.log, "prob writing to output file: %s", ctx.results_path.c_str());
+    return false;
+}
+
+// The merged file with the run's header; with separate files none: the options' test open has made one.
+bool prepare_results(const mft_entries_ctx& ctx) {
+    if (ctx.separate_files) {
+        remove_file(ctx.results_path_wide);
+        return true;
+    }
+    uni::ofstream results(ctx.results_path_wide);
+    if (!results) return results_fail(ctx);
+    if (ctx.run_header_text.empty()) {
+        log_diag(ctx.log, "banner not present");
+        return true;
+    }
+    results << ctx.run_header_text + "\n";
+    return results.good() || results_fail(ctx);
+}
+
+std::string random_text(std::size_t size) {
+    constexpr std::string_view letters = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    static std::mt19937 generator(static_cast<std::mt19937::result_type>(present_time()));
+    std::uniform_int_distribution<std::size_t> any(0, letters.size() - 1);
+    std::string text;
+    while (text.size() < size) text += letters[any(generator)];
+    return text;
+}
+
+std::string output_path(const mft_entries_ctx& ctx, const std::string& temp_dir, std::uint32_t index) {
+    std::string number;
+    if (!ctx.separate_files) {
+        append_decimal(number, index);
+        return temp_dir + number + "_" + random_text(10) + "_temp.bin";
+    }
+    append_decimal(number, std::uint64_t{index} + 1);
+    const std::string padding(number.size() < 5 ? 5 - number.size() : 0, '0');
+    return temp_dir + utf8_from_utf16(file_part(ctx.results_path_wide)) + "." + padding + number;
+}
+
+void add_number(std::vector<std::string>& arguments, const char* option, std::uint64_t value) {
+    std::string text = "0x";
+    append_hex(text, value);
+    arguments.insert(arguments.end(), {option, text});
+}
+
+// The results option stands last, whatever the child's arguments held before.
+std::vector<std::string> arguments_of(const instance& each, std::uint32_t index, std::vector<std::string> arguments) {
+    add_number(arguments, "-mftstart", each.start);
+    add_number(arguments, "-mftrange", each.range);
+    arguments.insert(arguments.end(), {"-quiet", "-cpuinst"});
+    append_decimal(arguments.emplace_back(), index);
+    arguments.insert(arguments.end(), {"-out", each.output});
+    return arguments;
+}
+
+void run_child(void* argument) {
+    auto& each = *static_cast<instance*>(argument);
+    each.could_start = run_instance(each.arguments);
+}
+
+// The ranges are equal, but for the last one. Kept: that one ends by the count of records alone, so behind a start
+// above 0 it comes out smaller by the start.
+instance plan_instance(const mft_entries_ctx& ctx, std::uint32_t index, std::uint32_t count) {
+    const std::uint64_t chunk = ctx.mft_count / count;
+    instance each;
+    each.start = ctx.mft_start + index * chunk;
+    each.range = chunk;
+    if (index + 1 == count) each.range = ctx.mft_count > each.start ? ctx.mft_count - each.start : 0;
+    return each;
+}
+
+void start(instance& each, std::uint32_t index, const mft_entries_ctx& ctx, const std::vector<std::string>& child_args,
+           const std::string& temp_dir) {
+    each.output = output_path(ctx, temp_dir, index);
+    each.arguments = arguments_of(each, index, child_args);
+    each.thread = std::make_unique<portable_thread>(run_child, &each);
+}
+
+void wait_for(instance& each) {
+    constexpr auto pause = std::chrono::milliseconds(50);
+    while (each.thread != nullptr && each.thread->is_running()) std::this_thread::sleep_for(pause);
+    each.thread.reset();
+}
+
+// Only some shapes begin with a line of labels.
+bool has_column_line(const mft_entries_ctx& ctx) { return !ctx.filepath_only && !ctx.find_mft; }
+
+const char* words_of(merge_result result) {
+    switch (result) {
+        case merge_result::no_rows: return "no rows";
+        case merge_result::unreadable: return "its results cannot be read to their end";
+        case merge_result::not_written: return "the merged file takes no more";
+        case merge_result::merged: break;
+    }
+    return nullptr;
+}
+
+// Moves an instance's rows to the merged file. `labelled`: the labels stand there already. False: the file is full.
+bool merge(const instance& each, std::uint32_t index, const mft_entries_ctx& ctx, bool& labelled) {
+    const std::u16string path = utf16_from_utf8(each.output);
+    plain_file part;
+    merge_result result = merge_result::unreadable;
+    if (each.could_start && part.open_read(path)) {
+        result = append_results(ctx.results_path_wide, part, labelled && has_column_line(ctx));
+        labelled = labelled || result == merge_result::merged;
+    } else {
+        log_diag(ctx.log, "prob accessing %s - for merge", each.output.c_str());
+    }
+    if (const char* words = words_of(result)) log_diag(ctx.log, "info: instance %u: %s", index, words);
+    part.close();
+    remove_file(path);
+    return result != merge_result::not_written;
+}
+
+}  // namespace
+
+bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<std::string>& child_args,
+                   const std::string& temp_dir) {
+    if (!measure_job(ctx)) return nothing_to_split();
+    if (ctx.results_path.empty()) return false;
+    if (!prepare_results(ctx)) return false;
+
+    std::vector<instance> instances(count);
+    for (std::uint32_t index = 0; index < count; ++index) {
+        instances[index] = plan_instance(ctx, index, count);
+        if (instances[index].range != 0) start(instances[index], index, ctx, child_args, temp_dir);
+    }
+    say("%2d instances spawned\n", count);
+
+    bool labelled = false, room = true;
+    for (std::uint32_t index = 0; index < count; ++index) {
+        instance& each = instances[index];
+        wait_for(each);
+        say("instance %2d done\n", index);
+        if (each.range == 0 || ctx.separate_files) continue;
+        room = merge(each, index, ctx, labelled) && room;
+    }
+    return room || results_fail(ctx);
+}

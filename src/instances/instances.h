@@ -1,0 +1,15 @@
+// One run split over several processes: each walks a range of record numbers, and their results become one file.
+// Called by the run driver when -cpu asks for more than one instance.
+// Instances share nothing but the source. What a child says of itself is not looked at, only what it wrote.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct mft_entries_ctx;
+
+// `child_args` is the program's argument vector without what an instance gets anew; `temp_dir` ends in a separator.
+// False: there is nothing to split, or no file for the results; standard error says so.
+bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<std::string>& child_args,
+                   const std::string& temp_dir);

@@ -1,0 +1,59 @@
+#include "instances/merge.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "base/text.h"
+#include "platform/files.h"
+#include "sources/plain_file.h"
+
+namespace {
+
+constexpr std::uint64_t head_limit = 16384;     // bytes in which a run's header must end
+constexpr std::uint64_t block_size = 1u << 20;  // bytes copied at once
+
+bool is_blank(std::string_view line) { return line.find_first_not_of(" \t\r\n") == std::string_view::npos; }
+
+bool is_line_end(char c) { return c == '\r' || c == '\n'; }
+
+// Copies from `offset` to the part's end.
+merge_result append_from(const native_file& to, plain_file& part, std::uint64_t offset) {
+    const auto size = static_cast<std::uint64_t>(part.file_size());
+    std::vector<std::uint8_t> block;
+    while (offset < size) {
+        if (!part.read_into(block, block_size, offset) || block.empty()) return merge_result::unreadable;
+        if (!write_next(to, block.data(), block.size())) return merge_result::not_written;
+        offset += block.size();
+    }
+    return merge_result::merged;
+}
+
+}  // namespace
+
+bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset) {
+    bool blank_seen = false;
+    // Kept: a zero byte ends the search, too.
+    const std::string_view lines = head.substr(0, std::min(head.find('\0'), head.size()));
+    for (std::size_t start = 0, end = 0; (end = lines.find('\n', start)) != std::string_view::npos; start = end + 1) {
+        const bool blank = is_blank(lines.substr(start, end - start));
+        blank_seen = blank_seen || blank;
+        if (!blank_seen || blank == drop_header) continue;
+        while (end < head.size() && is_line_end(head[end])) ++end;
+        offset = end;
+        return true;
+    }
+    return false;
+}
+
+merge_result append_results(const std::u16string& path, plain_file& part, bool drop_header) {
+    std::vector<std::uint8_t> head;
+    std::uint64_t offset = 0;
+    if (!part.read_into(head, head_limit, 0)) return merge_result::unreadable;
+    const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
+    if (!find_body(text, drop_header, offset)) return merge_result::no_rows;
+    native_file to;
+    if (!open_for_appending(to, path)) return merge_result::not_written;
+    const merge_result result = append_from(to, part, offset);
+    close_file(to);
+    return result;
+}

@@ -1,0 +1,18 @@
+// Joining the results of instances: where the rows of one file begin, and their way to the end of another.
+// Called by run_instances for each instance that has ended.
+// Knows no report: an empty line ends a run's header, and the line behind it names the columns.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+struct plain_file;
+
+// Offset of what is to be kept of results that begin with `head`: what stands behind the run's header, without the
+// column line if that is to be dropped. False: the header does not end within these bytes.
+bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset);
+
+enum class merge_result { merged, no_rows, unreadable, not_written };
+// Adds an instance's results to the file at `path`, whose header is there already.
+merge_result append_results(const std::u16string& path, plain_file& part, bool drop_header);

@@ -1,0 +1,25 @@
+#include "instances/portable_thread.h"
+
+#include <chrono>
+#include <system_error>
+
+portable_thread::portable_thread(thread_function function, void* argument) : argument_(argument), function_(function) {
+    running_ = true;
+    try {
+        handle_ = std::thread(&portable_thread::enter, this);
+        started_ = true;
+    } catch (const std::system_error&) {
+        running_ = false;
+    }
+}
+
+portable_thread::~portable_thread() {
+    if (handle_.joinable()) handle_.join();
+}
+
+void portable_thread::enter() {
+    // The maker has done its part by then.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    function_(argument_);
+    running_ = false;
+}
