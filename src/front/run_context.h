@@ -1,6 +1,6 @@
 // The run context: every setting, every rule table and all open source state of one run.
 // Made by the run driver, filled by the option passes, passed by reference to every stage; included from every folder.
-// Plain data: it decides nothing, and including it pulls in nothing but base/.
+// Plain data: it decides nothing, and including it pulls in plain data alone.
 #pragma once
 
 #include <array>
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/flat_map.h"
+#include "sources/source_choice.h"
 
 struct filter_entry;
 struct filter_rule;
@@ -90,16 +91,8 @@ struct cmd_params {
     void reset();
 };
 
-// How the run's source was named.
-enum source_kinds : std::int32_t {
-    source_kind_letter = 32,
-    source_kind_device = 35,
-    source_kind_mft_file = 36,
-    source_kind_none = 255,
-};
-
 // What is particular to walking $MFT: settings that a reset sets back to the defaults written here.
-struct mft_settings {
+struct mft_settings : named_sources {
     // Format flags and results.
     bool hash_output = false;
     bool csv_per_path = false;
@@ -113,18 +106,10 @@ struct mft_settings {
     std::u16string progress_title;
     bool record_offset_wanted = false;
 
-    // Source.
+    // What is read of the source; how it was named is in named_sources.
     std::uint64_t volume_record_count = 0;
     std::uint64_t mft_start = 0;
     std::uint64_t mft_count = 0;  // 0: the walker fills it in
-    std::u16string mft_file_path;
-    std::int32_t source_kind = source_kind_none;
-    std::uint64_t volume_offset = 0;
-    std::u16string image_path_disk;
-    std::u16string image_path_volume;
-    std::u16string live_volume_text;
-    std::int32_t drive_number = -1;
-    std::vector<std::u16string> vmdk_paths;
     std::u16string source_text;
     bool close_source_after_walk = false;
     std::string indx_file_path;

@@ -80,9 +80,8 @@ TEST(volume, geometry_follows_the_boot_sector) {
 TEST(volume, a_path_that_names_nothing_gives_no_volume) {
     std::unique_ptr<ntfs_volume> volume;
     const mft_entries_ctx log;
-    EXPECT_FALSE(open_volume_from_path(u"", 0, volume, log));
-    EXPECT_FALSE(open_volume_from_path(u"no such image", 0, volume, log));
-    EXPECT_FALSE(open_volume_from_drive(25, 0, volume, log));
+    for (const source_choice& choice : {source_choice{}, image_choice(u"", 0), image_choice(u"no such image", 0), drive_choice(25, 0)})
+        EXPECT_FALSE(open_volume(choice, volume, log));
     EXPECT_EQ(volume, nullptr);
 }
 
