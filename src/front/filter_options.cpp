@@ -9,8 +9,8 @@
 #include "front/scanners.h"
 #include "front/walk_options.h"
 #include "platform/console.h"
+#include "platform/host_paths.h"
 #include "platform/paths.h"
-#include "sources/host_paths.h"
 #include "walk/filters.h"
 
 namespace {

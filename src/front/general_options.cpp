@@ -6,8 +6,8 @@
 #include "front/scanners.h"
 #include "front/walk_options.h"
 #include "platform/console.h"
+#include "platform/host_paths.h"
 #include "platform/paths.h"
-#include "sources/host_paths.h"
 
 namespace {
 
@@ -59,13 +59,13 @@ void take_first_source(mft_entries_ctx& ctx, wide_list& list) {
     std::u16string value;
     if (take_value_wide("-partition", value, list)) {
         ctx.live_volume_text = value;
-        ctx.source_kind = value.starts_with(u"\\\\") ? source_kind_device : source_kind_letter;
+        ctx.source_kind = kind_of_live_volume(value);
     } else if (take_value_wide("-mftfile", value, list)) {
         ctx.mft_file_path = value;
-        ctx.source_kind = source_kind_mft_file;
+        ctx.source_kind = kind_mft_file;
     } else if (take_value_wide("-vss", value, list)) {
         ctx.live_volume_text = shadow_device(value);
-        ctx.source_kind = source_kind_device;
+        ctx.source_kind = kind_device_path;
     }
 }
 

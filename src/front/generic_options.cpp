@@ -6,9 +6,9 @@
 #include "run/run_context.h"
 #include "front/scanners.h"
 #include "platform/console.h"
+#include "platform/host_paths.h"
 #include "report/result_stream.h"
 #include "report/time_text.h"
-#include "sources/host_paths.h"
 
 namespace {
 

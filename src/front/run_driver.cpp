@@ -15,9 +15,9 @@
 #include "front/usage.h"
 #include "platform/console.h"
 #include "platform/host.h"
+#include "platform/host_paths.h"
 #include "report/report_output.h"
 #include "report/result_stream.h"
-#include "sources/host_paths.h"
 #include "walk/open_source.h"
 #include "walk/phases.h"
 

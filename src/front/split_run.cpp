@@ -6,7 +6,7 @@
 #include "platform/console.h"
 #include "platform/paths.h"
 #include "run/run_context.h"
-#include "sources/host_paths.h"
+#include "platform/host_paths.h"
 
 namespace {
 

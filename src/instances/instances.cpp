@@ -15,7 +15,7 @@
 #include "platform/process.h"
 #include "report/result_stream.h"
 #include "run/run_context.h"
-#include "sources/host_paths.h"
+#include "platform/host_paths.h"
 #include "sources/plain_file.h"
 #include "walk/open_source.h"
 #include "walk/walkers.h"

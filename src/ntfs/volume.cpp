@@ -7,10 +7,9 @@
 
 #include "base/bytes.h"
 #include "base/diagnostic_log.h"
-#include "ntfs/record_source.h"
 #include "ntfs/fixups.h"
 #include "ntfs/layout.h"
-#include "platform/devices.h"
+#include "platform/files.h"
 
 namespace {
 
@@ -181,55 +180,29 @@ bool lies_inside(const ntfs_volume& volume, std::uint64_t lcn) {
     return offset < size && lcn <= (size - offset - 1) / volume.cluster_bytes();
 }
 
-// Which reader an open kind takes; the open succeeds once it validates.
-bool finish_open(std::unique_ptr<source_reader> reader, volume_open_kind kind, std::int64_t offset,
-                 std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log) {
-    out.reset();
-    if (!reader->is_open) return refuse(log, "the source cannot be opened");
-    auto volume = std::make_unique<ntfs_volume>();
-    volume->reader = std::move(reader);
-    volume->open_kind = kind;
-    volume->geometry.volume_offset = offset;
-    if (!validate(*volume, log)) return false;
-    out = std::move(volume);
-    return true;
-}
-
-volume_open_kind kind_of_path(const std::u16string& path) {
-    if (path.starts_with(u"\\\\")) return open_by_device_path;
-    const bool letter = path.size() == 2 && path[1] == u':';
-    const bool letter_root = path.size() == 3 && path[1] == u':' && path[2] == u'\\';
-    return letter || letter_root ? open_by_letter : open_by_image;
-}
-
-reader_kind reader_of(volume_open_kind kind) {
-    if (kind == open_by_letter) return kind_volume;
-    return kind == open_by_device_path ? kind_device_path : kind_file;
-}
-
 }  // namespace
 
 std::uint32_t ntfs_volume::sector_size() const {
     return byte_view(boot_sector.data(), boot_sector.size()).u16(boot_at::bytes_per_sector);
 }
 
-bool open_volume_from_path(const std::u16string& path, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                           const diagnostic_log* log) {
-    const volume_open_kind kind = kind_of_path(path);
-    return finish_open(std::make_unique<source_reader>(path, reader_of(kind)), kind, offset, out, log);
+bool open_volume(const source_choice& choice, std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log) {
+    auto reader = std::make_unique<source_reader>();
+    open_source(*reader, choice);
+    return open_volume_in(std::move(reader), static_cast<std::int64_t>(choice.volume_offset), out, log);
 }
 
-bool open_volume_from_letter(const std::u16string& path, std::unique_ptr<ntfs_volume>& out, volume_open_kind kind,
-                             const diagnostic_log* log) {
-    const bool host_has_letters = letter_device_path(u"c:") != u"c:";
-    std::u16string taken = path;
-    if (kind == open_by_letter && host_has_letters && !path.empty()) taken = path.substr(0, 1) + u":";
-    return finish_open(std::make_unique<source_reader>(taken, reader_of(kind)), kind, 0, out, log);
-}
-
-bool open_volume_from_drive(std::uint32_t number, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                            const diagnostic_log* log) {
-    return finish_open(std::make_unique<source_reader>(std::uint64_t{number}), open_by_drive, offset, out, log);
+bool open_volume_in(std::unique_ptr<source_reader> reader, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
+                    const diagnostic_log* log) {
+    out.reset();
+    if (!reader->is_open()) return refuse(log, "the source cannot be opened");
+    auto volume = std::make_unique<ntfs_volume>();
+    volume->open_kind = reader->kind;
+    volume->reader = std::move(reader);
+    volume->geometry.volume_offset = offset;
+    if (!validate(*volume, log)) return false;
+    out = std::move(volume);
+    return true;
 }
 
 bool validate(ntfs_volume& volume, const diagnostic_log* log) {
@@ -248,7 +221,7 @@ bool validate(ntfs_volume& volume, const diagnostic_log* log) {
 }
 
 std::string read_error_text(const ntfs_volume& volume) {
-    const std::uint32_t error = volume.reader->system_error;
+    const std::uint32_t error = volume.reader->system_error();
     return error != 0 ? system_error_text(error) : "not inside the source";
 }
 
@@ -286,7 +259,6 @@ std::uint64_t next_record_inside(const ntfs_volume& volume, std::uint64_t inode)
 bool read_at_volume(ntfs_volume& volume, std::uint64_t position, void* buffer, std::uint32_t& size) {
     const std::int64_t offset = volume.geometry.volume_offset;
     if (offset < 0 || position > static_cast<std::uint64_t>(position_limit - offset)) return false;
-    volume.reader->system_error = 0;
     return volume.reader->read_at(buffer, size, static_cast<std::int64_t>(position) + offset) && size > 0;
 }
 

@@ -14,14 +14,6 @@
 
 struct diagnostic_log;
 
-enum volume_open_kind : std::uint32_t {
-    open_by_letter = 0x20,
-    open_by_image = 0x21,
-    open_by_drive = 0x22,
-    open_by_device_path = 0x23,
-    open_invalid = 0xFF,
-};
-
 struct volume_geometry {
     std::int32_t cluster_size = 0;  // bytes
     std::uint64_t total_clusters = 0;
@@ -45,7 +37,7 @@ struct mft_extent {
 
 struct ntfs_volume {
     std::unique_ptr<source_reader> reader;
-    volume_open_kind open_kind = open_invalid;
+    reader_kind open_kind = kind_none;
     std::array<std::uint8_t, 512> boot_sector{};
     std::vector<std::uint8_t> mft_record;  // record 0, fixed up
     mft_runs mft_info;
@@ -60,15 +52,11 @@ struct ntfs_volume {
     std::uint32_t record_bytes() const { return geometry.record_size == 0 ? 1024 : geometry.record_size; }
 };
 
-// Each makes the volume and hands it out only if it validates; `out` is null otherwise. `log` learns why.
-// An image or other file, a drive letter ("x:", "x:\") or a device path, told by the path's shape.
-bool open_volume_from_path(const std::u16string& path, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                           const diagnostic_log* log);
-// `kind` is open_by_letter, of which only the letter counts where the host has letters, or open_by_device_path.
-bool open_volume_from_letter(const std::u16string& path, std::unique_ptr<ntfs_volume>& out, volume_open_kind kind,
-                             const diagnostic_log* log);
-bool open_volume_from_drive(std::uint32_t number, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                            const diagnostic_log* log);
+// Both make the volume and hand it out only if it validates; `out` is null otherwise. `log` learns why.
+bool open_volume(const source_choice& choice, std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log);
+// Over a source that is open; `offset` is where the volume begins in it.
+bool open_volume_in(std::unique_ptr<source_reader> reader, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
+                    const diagnostic_log* log);
 
 // Boot sector, geometry and record 0. False: no NTFS volume that this program can read.
 bool validate(ntfs_volume& volume, const diagnostic_log* log);

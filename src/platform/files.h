@@ -1,6 +1,6 @@
 // Files of the host: open, positioned read, size, and the few operations on names that the program needs.
 // Called by sources/ (plain_file, path helpers), front/ (script, log, results) and extract/.
-// Prints nothing and throws nothing; does not retry: the rules for long paths are in sources/host_paths.h.
+// Prints nothing and throws nothing; does not retry: the rules for long paths are in platform/host_paths.h.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,5 @@
 // Paths of the host: how they are written, made absolute, and what stands in the environment.
-// Called by sources/host_paths.h and front/. Each system has its own rules; nothing here touches a file.
+// Called by platform/host_paths.h and front/. Each system has its own rules; nothing here touches a file.
 // Does not know paths inside a volume: those always use a back slash and are text to the host.
 #pragma once
 

@@ -1,6 +1,6 @@
 #include "report/result_stream.h"
 
-#include "sources/host_paths.h"
+#include "platform/host_paths.h"
 
 namespace uni {
 

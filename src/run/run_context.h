@@ -14,6 +14,7 @@
 #include "base/flat_map.h"
 #include "ntfs/record_source.h"
 #include "run/filter_tables.h"
+#include "sources/source_choice.h"
 
 // One term of -filter: name and value around the first ":", with what stood in place of a "*".
 struct filter_term {
@@ -81,16 +82,8 @@ struct cmd_params {
     void reset();
 };
 
-// How the run's source was named.
-enum source_kinds : std::int32_t {
-    source_kind_letter = 32,
-    source_kind_device = 35,
-    source_kind_mft_file = 36,
-    source_kind_none = 255,
-};
-
 // What is particular to walking $MFT: settings that a reset sets back to the defaults written here.
-struct mft_settings {
+struct mft_settings : named_sources {
     // Format flags and results.
     bool hash_output = false;
     bool csv_per_path = false;
@@ -104,18 +97,10 @@ struct mft_settings {
     std::u16string progress_title;
     bool record_offset_wanted = false;
 
-    // Source.
+    // What is read of the source; how it was named is in named_sources.
     std::uint64_t volume_record_count = 0;
     std::uint64_t mft_start = 0;
     std::uint64_t mft_count = 0;  // 0: the walker fills it in
-    std::u16string mft_file_path;
-    std::int32_t source_kind = source_kind_none;
-    std::uint64_t volume_offset = 0;
-    std::u16string image_path_disk;
-    std::u16string image_path_volume;
-    std::u16string live_volume_text;
-    std::int32_t drive_number = -1;
-    std::vector<std::u16string> vmdk_paths;
     bool close_source_after_walk = false;
     std::string indx_file_path;
 

@@ -1,3 +1,4 @@
+#include "sources/byte_source.h"
 #include "sources/disk_layout.h"
 #include "sources/partitions.h"
 
@@ -30,10 +31,10 @@ bool find_sector_size(byte_view first_bytes, std::uint32_t& sector_size) {
     return true;
 }
 
-bool read_header(disk_bytes disk, gpt_place& place) {
+bool read_header(byte_source& disk, gpt_place& place) {
     std::vector<std::uint8_t> bytes;
-    if (!disk.read(bytes, 0, read_size) || !find_sector_size(bytes, place.sector_size)) return false;
-    if (!disk.read(bytes, place.sector_size, read_size)) return false;
+    if (!read_bytes(disk, bytes, 0, read_size) || !find_sector_size(bytes, place.sector_size)) return false;
+    if (!read_bytes(disk, bytes, place.sector_size, read_size)) return false;
     const byte_view header = byte_view(bytes).part(0, gpt_header_at::size);
     // Kept: the only test. A header with a wrong signature is read like any other.
     if (header.u64(gpt_header_at::current_lba) != 1) return false;
@@ -65,12 +66,12 @@ void add_entry(partition_list& list, byte_view bytes, std::uint32_t sector_size)
     list.push_back(std::move(entry));
 }
 
-bool read_entries(disk_bytes disk, const gpt_place& place, partition_list& list) {
+bool read_entries(byte_source& disk, const gpt_place& place, partition_list& list) {
     const auto wanted = std::min<std::uint32_t>(place.entry_size, gpt_entry_at::size);
     std::vector<std::uint8_t> bytes;
     for (std::uint32_t index = 0; index < place.entry_count; ++index) {
         const std::uint64_t position = place.entries + std::uint64_t{index} * place.entry_size;
-        if (!disk.read(bytes, position, wanted)) return false;
+        if (!read_bytes(disk, bytes, position, wanted)) return false;
         add_entry(list, bytes, place.sector_size);
     }
     return true;
@@ -86,10 +87,10 @@ void name_type_by_boot_sector(partition_entry& entry, byte_view sector) {
     entry.sectors_per_cluster = power_of_two(sector.u8(exfat_boot_at::sectors_per_cluster_shift));
 }
 
-bool read_boot_sectors(disk_bytes disk, partition_list& list) {
+bool read_boot_sectors(byte_source& disk, partition_list& list) {
     std::vector<std::uint8_t> sector;
     for (partition_entry& entry : list) {
-        if (!disk.read(sector, entry.start_sector * entry.sector_size, entry.sector_size)) return false;
+        if (!read_bytes(disk, sector, entry.start_sector * entry.sector_size, entry.sector_size)) return false;
         name_type_by_boot_sector(entry, sector);
     }
     return true;
@@ -119,7 +120,7 @@ void fill_gaps(partition_list& list, std::uint64_t disk_size, std::uint32_t sect
 
 }  // namespace
 
-bool read_gpt(disk_bytes disk, partition_list& list) {
+bool read_gpt(byte_source& disk, partition_list& list) {
     list.clear();
     gpt_place place;
     if (!read_header(disk, place)) return false;

@@ -4,7 +4,9 @@
 #include <set>
 #include <string_view>
 
+#include "sources/byte_source.h"
 #include "sources/disk_layout.h"
+#include "sources/memory_source.h"
 #include "sources/partitions.h"
 
 namespace {
@@ -24,7 +26,7 @@ constexpr std::uint8_t accepted_types[] = {
 };
 
 struct table_walk {
-    disk_bytes disk;
+    byte_source& disk;
     partition_list& list;
     std::uint32_t sector_size;
     bool follows_gpt;
@@ -109,14 +111,14 @@ std::optional<std::uint64_t> read_chain_sector(table_walk& walk, byte_view secto
 // False: the first boot record of the chain cannot be read.
 bool follow_extended_chain(table_walk& walk, std::uint64_t base) {
     std::vector<std::uint8_t> sector;
-    if (!walk.disk.read(sector, walk.sector_size * base, table_sector)) return false;
+    if (!read_bytes(walk.disk, sector, walk.sector_size * base, table_sector)) return false;
     std::uint8_t last_type = type_empty;
     std::optional<std::uint64_t> next = read_chain_base(walk, sector, base, last_type);
     if (is_ntfs_at(walk.disk, first_track * walk.sector_size)) add_guess(walk, base, last_type);
     // Guard: a chain that comes back to one of its sectors would never end.
     std::set<std::uint64_t> met;
     while (next.has_value() && met.insert(*next).second) {
-        if (!walk.disk.read(sector, walk.sector_size * *next, table_sector) || !is_table(sector)) break;
+        if (!read_bytes(walk.disk, sector, walk.sector_size * *next, table_sector) || !is_table(sector)) break;
         next = read_chain_sector(walk, sector, base, *next);
     }
     return true;
@@ -126,7 +128,7 @@ bool follow_extended_chain(table_walk& walk, std::uint64_t base) {
 bool finish(table_walk& walk) {
     std::vector<std::uint8_t> sector;
     for (partition_entry& entry : walk.list) {
-        if (!walk.disk.read(sector, entry.start_sector * entry.sector_size, entry.sector_size)) continue;
+        if (!read_bytes(walk.disk, sector, entry.start_sector * entry.sector_size, entry.sector_size)) continue;
         fill_from_boot_sector(entry, sector);
     }
     return !walk.list.empty();
@@ -165,13 +167,13 @@ std::optional<std::uint64_t> table_in_block(byte_view block, std::uint64_t posit
 
 // Every sector from the second on. Read ahead in blocks; where a block cannot be read its sectors are asked for one by
 // one, so that a bad spot ends the search where it lies and not a block earlier.
-std::optional<std::uint64_t> search_table(disk_bytes disk) {
+std::optional<std::uint64_t> search_table(byte_source& disk) {
     const std::uint64_t size = disk.size();
     std::vector<std::uint8_t> bytes;
     std::uint32_t step = search_block;
     for (std::uint64_t position = table_sector; position < size;) {
         const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(step, size - position));
-        if (!disk.read(bytes, position, wanted)) {
+        if (!read_bytes(disk, bytes, position, wanted)) {
             if (step == table_sector) return std::nullopt;
             step = table_sector;
             continue;
@@ -193,7 +195,7 @@ bool read_without_mark(table_walk& walk, bool deep) {
 bool read_table(table_walk& walk, bool deep) {
     walk.list.clear();
     std::vector<std::uint8_t> bytes;
-    if (!walk.disk.is_open() || !walk.disk.read(bytes, 0, first_read)) return false;
+    if (!read_bytes(walk.disk, bytes, 0, first_read)) return false;
     bytes.resize(first_read);
     const byte_view sector = byte_view(bytes).part(0, table_sector);
     if (is_exfat_like(sector) || is_fat_or_ntfs_like(sector)) return add_bare_volume(walk.list, sector);
@@ -208,12 +210,13 @@ bool read_table(table_walk& walk, bool deep) {
 
 }  // namespace
 
-bool read_partition_table(disk_bytes disk, partition_list& list, bool deep) {
+bool read_partition_table(byte_source& disk, partition_list& list, bool deep) {
     table_walk walk{disk, list, table_sector, true};
     return read_table(walk, deep);
 }
 
 bool read_partition_table_from_memory(byte_view bytes, partition_list& list, bool deep) {
-    table_walk walk{bytes, list, table_sector, false};
+    memory_source memory(bytes);
+    table_walk walk{memory, list, table_sector, false};
     return read_table(walk, deep);
 }

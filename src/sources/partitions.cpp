@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "sources/byte_source.h"
 #include "sources/disk_layout.h"
-#include "sources/source_reader.h"
 
 namespace {
 
@@ -102,29 +102,12 @@ bool has_text(byte_view bytes, std::size_t offset, std::string_view text) {
 
 }  // namespace
 
-bool disk_bytes::is_open() const { return reader == nullptr || reader->is_open; }
-
-std::uint64_t disk_bytes::size() const { return reader == nullptr ? memory.size : reader->size(); }
-
-bool disk_bytes::read(std::vector<std::uint8_t>& bytes, std::uint64_t offset, std::uint32_t count) const {
-    if (offset > INT64_MAX) return false;
-    bytes.resize(count);
-    if (reader != nullptr) {
-        if (!reader->read_at(bytes.data(), count, static_cast<std::int64_t>(offset))) return false;
-        bytes.resize(count);
-        return true;
-    }
-    const byte_view there = memory.part(static_cast<std::size_t>(offset), count);
-    bytes.assign(there.data, there.data + there.size);
-    return there.size > 0;
-}
-
 bool is_ntfs_boot(byte_view sector) { return has_text(sector, boot_at::oem_name, "NTFS    "); }
 
-bool is_ntfs_at(disk_bytes disk, std::uint64_t offset) {
+bool is_ntfs_at(byte_source& disk, std::uint64_t offset) {
     constexpr std::uint32_t enough = 36;
     std::vector<std::uint8_t> bytes;
-    return disk.read(bytes, offset, enough) && is_ntfs_boot(bytes);
+    return read_bytes(disk, bytes, offset, enough) && is_ntfs_boot(bytes);
 }
 
 bool fill_from_boot_sector(partition_entry& entry, byte_view sector) {

@@ -11,7 +11,7 @@
 
 #include "base/bytes.h"
 
-struct source_reader;
+struct byte_source;
 
 constexpr std::uint16_t guessed_type = 0x8000;  // bit of partition_entry::type: found outside of any table
 constexpr std::uint16_t type_of_exfat = 0xFF07;
@@ -32,33 +32,19 @@ struct partition_entry {
 // In the order of the tables: primary entries, then those of the extended chain; a guess stands in front.
 using partition_list = std::deque<partition_entry>;
 
-// What the tables are read from: an open source, or bytes that stand for the beginning of one.
-struct disk_bytes {
-    source_reader* reader = nullptr;
-    byte_view memory;
-
-    disk_bytes(source_reader& source) : reader(&source) {}  // NOLINT: implicit
-    disk_bytes(byte_view bytes) : memory(bytes) {}          // NOLINT: implicit
-
-    bool is_open() const;
-    std::uint64_t size() const;
-    // At most `count` bytes at `offset`: fewer at the end. False: none.
-    bool read(std::vector<std::uint8_t>& bytes, std::uint64_t offset, std::uint32_t count) const;
-};
-
 // Fills `list`; true when it is not empty. `deep`: where the first sectors carry no mark, every following one is looked
 // at until one begins an extended chain.
-bool read_partition_table(disk_bytes disk, partition_list& list, bool deep);
+bool read_partition_table(byte_source& disk, partition_list& list, bool deep);
 // The same over a piece of memory, which never leads to a GPT.
 bool read_partition_table_from_memory(byte_view bytes, partition_list& list, bool deep);
 // Partitions of a GPT, in table order, and the gaps between them as entries of type 0. The signature and the sums of
 // the header are not looked at. False: unreadable, or no more than an empty list.
-bool read_gpt(disk_bytes disk, partition_list& list);
+bool read_gpt(byte_source& disk, partition_list& list);
 
 // What the boot sector of an NTFS, exFAT or FAT volume says goes into `entry`. False leaves it alone.
 bool fill_from_boot_sector(partition_entry& entry, byte_view sector);
 bool is_ntfs_boot(byte_view sector);
-bool is_ntfs_at(disk_bytes disk, std::uint64_t offset);
+bool is_ntfs_at(byte_source& disk, std::uint64_t offset);
 // For shifts that boot sectors hold: beyond the width nothing is left.
 std::uint32_t power_of_two(std::uint8_t shift);
 // "ntfs", "fat32", ...; "unkn" for a type without a name.

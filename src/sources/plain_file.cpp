@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/host_paths.h"
 #include "platform/paths.h"
-#include "sources/host_paths.h"
 
 namespace {
 

@@ -1,175 +1,56 @@
 #include "sources/source_reader.h"
 
-#include <algorithm>
-#include <cstring>
-#include <new>
-#include <vector>
+#include <utility>
 
-#include "base/text.h"
-#include "platform/devices.h"
+#include "sources/image_source.h"
 
 namespace {
 
-constexpr std::uint32_t assumed_sector_size = 512;
 constexpr std::uint64_t drive_number_limit = 25;
 constexpr std::size_t longest_letter_path = 3;
 
 void open_image(source_reader& reader, const std::u16string& path) {
-    reader.image_path = path;
-    reader.image_name = utf8_from_utf16(path);
-    if (!open_for_reading(reader.fd, path)) {
-        reader.system_error = last_system_error();
-        return;
+    reader.bytes = std::make_unique<image_source>(path);
+    reader.bytes_per_sector = 512;
+}
+
+// A device without its geometry is of no use when it was named by a letter or by a device path.
+void open_volume_device(source_reader& reader, const std::u16string& path) {
+    auto device = std::make_unique<device_source>();
+    if (reader.kind == kind_device_path) {
+        device->open(path, {});
+    } else if (path.size() > longest_letter_path) {
+        device->open(path, {.random_access = true, .needs_geometry = false});
+    } else {
+        device->open(letter_device_path(path), {});
     }
-    reader.total_size = std::max<std::int64_t>(file_size(reader.fd), 0);
-    reader.bytes_per_sector = assumed_sector_size;
+    static_cast<device_facts&>(reader) = device->facts;
+    reader.bytes = std::move(device);
 }
 
-bool learn_geometry(source_reader& reader) {
-    device_geometry geometry;
-    if (!query_geometry(reader.handle, geometry)) {
-        reader.system_error = last_device_error();
-        return false;
-    }
-    reader.total_size = geometry.total_size;
-    reader.cylinders = geometry.cylinders;
-    reader.media_type = geometry.media_type;
-    reader.tracks_per_cylinder = geometry.tracks_per_cylinder;
-    reader.sectors_per_track = geometry.sectors_per_track;
-    reader.bytes_per_sector = geometry.bytes_per_sector;
-    reader.partition_offset = 0;
-    return true;
-}
-
-void learn_partition(source_reader& reader) {
-    partition_facts facts;
-    if (query_partition(reader.handle, facts)) {
-        reader.partition_offset = facts.start;
-        reader.total_size = facts.length;
-        reader.partition_number = facts.number;
-    }
-    query_device_number(reader.handle, reader.device_number);
-}
-
-bool open_device_of(source_reader& reader, bool random_access) {
-    if (open_device(reader.handle, reader.device_path, random_access)) return true;
-    reader.system_error = last_device_error();
-    return false;
-}
-
-// A device without its geometry is of no use when it was named by a letter, by a device path or by its number.
-bool open_with_geometry(source_reader& reader, bool random_access) {
-    if (!open_device_of(reader, random_access)) return false;
-    if (learn_geometry(reader)) return true;
-    close_file(reader.handle);
-    return false;
-}
-
-void open_device_path(source_reader& reader, const std::u16string& path) {
-    if (path[0] == 0) return;
-    reader.device_path = path;
-    if (path.size() > longest_letter_path && reader.kind != kind_device_path) {
-        if (!open_device_of(reader, true)) return;
-        if (!learn_geometry(reader)) reader.bytes_per_sector = assumed_sector_size;
-        if (reader.kind == kind_volume) learn_partition(reader);
-        return;
-    }
-    if (reader.kind != kind_device_path) reader.device_path = letter_device_path(path);
-    if (open_with_geometry(reader, false)) learn_partition(reader);
-}
-
-bool read_image(source_reader& reader, std::uint8_t* buffer, std::uint32_t& size, std::int64_t offset) {
-    const std::uint32_t wanted = size;
-    const std::int64_t remaining = reader.total_size - offset;
-    if (remaining < wanted) size = static_cast<std::uint32_t>(remaining);
-    const std::int64_t came = read_at(reader.fd, static_cast<std::uint64_t>(offset), buffer, size);
-    if (came < 0) {
-        reader.system_error = last_system_error();
-        return false;
-    }
-    if (came < wanted) std::memset(buffer + came, 0, wanted - static_cast<std::size_t>(came));
-    return true;
-}
-
-// Kept: a read that the system cuts short counts as a whole one.
-bool read_sectors(source_reader& reader, std::uint8_t* buffer, std::uint32_t size, std::uint64_t position) {
-    const std::int64_t came = read_device(reader.handle, position, buffer, size);
-    if (came < 0) {
-        reader.system_error = last_device_error();
-        return false;
-    }
-    if (came < size) std::memset(buffer + came, 0, size - static_cast<std::size_t>(came));
-    return true;
-}
-
-bool read_device_bytes(source_reader& reader, std::uint8_t* buffer, std::uint32_t size, std::int64_t offset) {
-    sector_span span;
-    if (!widen_to_sectors(offset, size, reader.bytes_per_sector, span)) return false;
-    const auto bytes = static_cast<std::uint32_t>(span.bytes);
-    if (span.head == 0 && bytes == size) return read_sectors(reader, buffer, size, span.position);
-    try {
-        std::vector<std::uint8_t> whole(bytes);
-        if (!read_sectors(reader, whole.data(), bytes, span.position)) return false;
-        std::memcpy(buffer, whole.data() + span.head, size);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+bool open_drive(source_reader& reader, std::uint64_t number) {
+    if (number >= drive_number_limit) return false;
+    auto device = std::make_unique<device_source>();
+    device->facts.device_number = static_cast<std::uint32_t>(number);
+    const std::u16string path = drive_device_path(device->facts.device_number);
+    if (!device->open(path, {.random_access = true, .is_partition = false})) return false;
+    static_cast<device_facts&>(reader) = device->facts;
+    reader.bytes = std::move(device);
     return true;
 }
 
 }  // namespace
 
-bool widen_to_sectors(std::int64_t offset, std::uint32_t size, std::uint32_t bytes_per_sector, sector_span& span) {
-    if (bytes_per_sector == 0) return false;
-    // Kept: the remainder is taken of the low 32 bits, which matters for sector sizes that are no power of two only.
-    span.head = static_cast<std::uint32_t>(offset) % bytes_per_sector;
-    span.position = static_cast<std::uint64_t>(offset) - span.head;
-    const std::uint64_t sectors = (std::uint64_t{size} + span.head + bytes_per_sector - 1) / bytes_per_sector;
-    span.bytes = sectors * bytes_per_sector;
-    return span.bytes <= UINT32_MAX;
-}
-
-source_reader::source_reader(const std::u16string& path) : source_reader(path, kind_file) {}
-
-source_reader::source_reader(const std::u16string& path, reader_kind as) {
-    if (path.empty() || as < kind_file || as > kind_physical_drive) return;
-    kind = as;
-    if (kind == kind_file)
-        open_image(*this, path);
-    else
-        open_device_path(*this, path);
-    is_open = true;
-}
-
-source_reader::source_reader(std::uint64_t drive_number) {
-    if (drive_number >= drive_number_limit) return;
-    kind = kind_physical_drive;
-    device_number = static_cast<std::uint32_t>(drive_number);
-    device_path = drive_device_path(device_number);
-    is_open = open_with_geometry(*this, true);
-}
-
-bool source_reader::read_at(void* buffer, std::uint32_t& size, std::int64_t offset) {
-    if (!is_open || size == 0 || offset < 0 || offset >= total_size) return false;
-    auto* const bytes = static_cast<std::uint8_t*>(buffer);
-    if (kind == kind_file) return fd.is_open() && read_image(*this, bytes, size, offset);
-    const bool is_device = kind == kind_volume || kind == kind_device_path || kind == kind_physical_drive;
-    return is_device && handle.is_open() && read_device_bytes(*this, bytes, size, offset);
-}
-
-std::uint64_t source_reader::size() const {
-    if (!is_open) return 0;
-    if (total_size != 0) return static_cast<std::uint64_t>(total_size);
-    if (!handle.is_open()) return 0;
-    return std::uint64_t{bytes_per_sector} * sectors_per_track * tracks_per_cylinder *
-           static_cast<std::uint64_t>(cylinders);
-}
-
-void source_reader::close() {
-    if (handle.is_open()) close_file(handle);
-    if (fd.is_open()) close_file(fd);
-    is_open = false;
-    device_path.clear();
-    image_name.clear();
-    image_path.clear();
+bool open_source(source_reader& reader, const source_choice& choice) {
+    reader = {};
+    reader.kind = choice.kind;
+    if (choice.kind == kind_physical_drive) return open_drive(reader, choice.drive_number);
+    if (choice.paths.empty() || choice.paths.front().empty()) return false;
+    switch (choice.kind) {
+        case kind_file: open_image(reader, choice.paths.front()); break;
+        case kind_volume:
+        case kind_device_path: open_volume_device(reader, choice.paths.front()); break;
+        default: break;
+    }
+    return reader.is_open();
 }

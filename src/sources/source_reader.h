@@ -1,67 +1,33 @@
 // The one way by which bytes of a volume are read: an image file, an open volume or a physical drive.
-// Made by the volume object and, for one call, by partition discovery; each read goes to the system, nothing is cached.
-// Does not write, does not retry and words nothing: a caller says what a false means, `system_error` says why.
+// Opened by the volume object and, for one call, by the check of the volume's offset; holds whatever the bytes lie in.
+// Each read goes to the system, nothing is cached, nothing is written; a caller says what a false means.
 #pragma once
 
-#include <cstdint>
-#include <string>
+#include <memory>
 
-#include "platform/files.h"
+#include "sources/byte_source.h"
+#include "sources/device_source.h"
+#include "sources/source_choice.h"
 
-enum reader_kind : std::int32_t {
-    kind_file = 0,
-    kind_volume = 1,
-    kind_device_path = 2,
-    kind_physical_drive = 3,
-    kind_vmdk = 4,
-    kind_none = 6,
-};
-
-struct source_reader {
-    std::u16string device_path;  // as handed to the system
-    std::uint32_t device_number = 0;
+struct source_reader : device_facts {
     reader_kind kind = kind_none;
-    std::int32_t partition_number = -1;  // -1: a whole drive, or not known
-    bool is_open = false;                // see the constructors
-    native_file handle;                  // of a device
-    native_file fd;                      // of an image
-    std::string image_name;              // UTF-8 of image_path
-    std::u16string image_path;
-    std::int64_t total_size = 0;  // bytes
-    std::int64_t cylinders = 0;
-    std::uint32_t media_type = 0;
-    std::uint32_t tracks_per_cylinder = 0;
-    std::uint32_t sectors_per_track = 0;
-    std::uint32_t bytes_per_sector = 0;  // what device reads are aligned to
-    std::uint64_t partition_offset = 0;  // bytes: where a volume starts on its disk, as far as the system says
-    std::uint32_t system_error = 0;      // of the last open or read that the system refused; 0: none
+    std::unique_ptr<byte_source> bytes;  // null: closed
 
     source_reader() = default;
-    // An image. Like the next one it claims to be open for every path that is not empty: kept, so that a missing image
-    // shows itself at the first read, in the words of whoever reads.
-    explicit source_reader(const std::u16string& path);
-    // `as`: kind_file, kind_volume, kind_device_path or kind_physical_drive; any other stays closed.
-    source_reader(const std::u16string& path, reader_kind as);
-    // A whole drive by its number. 25 and above are not tried; is_open tells whether it could be opened.
-    explicit source_reader(std::uint64_t drive_number);
-    source_reader(const source_reader&) = delete;
-    source_reader& operator=(const source_reader&) = delete;
-    ~source_reader() { close(); }
+    // Over a source that is open already.
+    explicit source_reader(std::unique_ptr<byte_source> source) : bytes(std::move(source)) {}
 
-    // `size` bytes at `offset` from the start of the source. An image shortens `size` to what lies before its end.
-    // Bytes that the system did not deliver are zeros in `buffer`, up to the size asked for.
-    // False: closed, no bytes asked for, offset not inside the source, or refused by the system.
-    bool read_at(void* buffer, std::uint32_t& size, std::int64_t offset);
-    // Bytes; 0 when closed or unknown.
-    std::uint64_t size() const;
-    void close();
+    bool is_open() const { return bytes != nullptr; }
+    // As byte_source; false and 0 when closed.
+    bool read_at(void* buffer, std::uint32_t& size, std::int64_t offset) {
+        return bytes != nullptr && bytes->read_at(buffer, size, offset);
+    }
+    std::uint64_t size() const { return bytes == nullptr ? 0 : bytes->size(); }
+    std::uint32_t system_error() const { return bytes == nullptr ? 0 : bytes->system_error; }
+    void close() { bytes.reset(); }
 };
 
-// How a device read is widened to whole sectors.
-struct sector_span {
-    std::uint64_t position = 0;  // bytes, where the read begins
-    std::uint64_t bytes = 0;     // what is read
-    std::uint32_t head = 0;      // bytes ahead of those asked for
-};
-// False for a sector size of 0 and for a span of 4 GiB and more.
-bool widen_to_sectors(std::int64_t offset, std::uint32_t size, std::uint32_t bytes_per_sector, sector_span& span);
+// Every kind but kind_mft_file. A source with a path claims to be open for every path that is not empty: kept, so that
+// a missing image shows itself at the first read, in the words of whoever reads. A drive tells whether it could be
+// opened; numbers of 25 and above are not tried. False: closed.
+bool open_source(source_reader& reader, const source_choice& choice);

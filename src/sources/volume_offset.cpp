@@ -15,14 +15,14 @@ void say_offset(offset_check& check, const char* ahead, std::uint64_t offset, co
 }
 
 // The table, or the reason in words why there is nothing to compare the offset with. `settled`: no table is needed.
-bool find_partitions(offset_check& check, source_reader& reader, partition_list& list, bool& settled) {
-    if (read_partition_table(reader, list, false)) return true;
-    if (is_ntfs_at(reader, 0)) {
+bool find_partitions(offset_check& check, byte_source& disk, partition_list& list, bool& settled) {
+    if (read_partition_table(disk, list, false)) return true;
+    if (is_ntfs_at(disk, 0)) {
         check.found = settled = true;
         check.offset = 0;
         return true;
     }
-    if (!read_partition_table(reader, list, true)) {
+    if (!read_partition_table(disk, list, true)) {
         check.text += "couldn't find any partitions on disk\n";
         return false;
     }
@@ -59,19 +59,19 @@ void propose(offset_check& check, const partition_list& list, std::uint64_t prop
     say_offset(check, "use option [-offset 0x", proposal, "]\n");
 }
 
-bool check_open_reader(offset_check& check, source_reader& reader, const std::string& words) {
-    if (!reader.is_open) {
-        check.text += words;
-        return false;
-    }
-    return check_volume_offset(check, reader);
+// The source is open for this call alone; `words` if it cannot be opened.
+bool check_source(offset_check& check, const source_choice& choice, const std::string& words) {
+    source_reader reader;
+    if (open_source(reader, choice)) return check_volume_offset(check, reader);
+    check.text += words;
+    return false;
 }
 
 }  // namespace
 
 bool check_volume_offset(offset_check& check, source_reader& reader) {
     check.found = false;
-    if (!reader.is_open) return false;
+    if (!reader.is_open()) return false;
     const std::uint64_t size = reader.size();
     if (size < check.offset) {
         say_offset(check, "volume offset 0x", check.offset, " is not within image bounds\n");
@@ -79,7 +79,7 @@ bool check_volume_offset(offset_check& check, source_reader& reader) {
     }
     partition_list list;
     bool settled = false;
-    if (!find_partitions(check, reader, list, settled)) return false;
+    if (!find_partitions(check, *reader.bytes, list, settled)) return false;
     if (settled) return true;
     std::uint64_t proposal = 0;
     for (const partition_entry& entry : list) {
@@ -100,12 +100,10 @@ bool check_volume_offset(offset_check& check, source_reader& reader) {
 }
 
 bool check_image(offset_check& check, const std::u16string& path) {
-    source_reader reader(path);
-    return check_open_reader(check, reader, "invalid image: " + utf8_from_utf16(path) + "\n");
+    return check_source(check, {.kind = kind_file, .paths = {path}}, "invalid image: " + utf8_from_utf16(path) + "\n");
 }
 
 bool check_drive(offset_check& check, std::int64_t number) {
-    source_reader reader(static_cast<std::uint64_t>(number));
-    return check_open_reader(check, reader,
-                             "problems accessing physical disk #" + std::to_string(number) + ", aborting\n");
+    return check_source(check, drive_choice(static_cast<std::uint64_t>(number), 0),
+                        "problems accessing physical disk #" + std::to_string(number) + ", aborting\n");
 }

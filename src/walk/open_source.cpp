@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "base/numbers.h"
 #include "base/text.h"
 #include "run/run_context.h"
 #include "ntfs/volume.h"
@@ -28,35 +27,14 @@ bool open_extracted_mft(mft_entries_ctx& ctx) {
     return true;
 }
 
-std::u16string drive_text(std::int32_t number) {
-    std::string text = "specified by physical drive number";
-    append_decimal(text, static_cast<std::uint32_t>(number));
-    return utf16_from_utf8(text);
+bool make_volume(mft_entries_ctx& ctx, const source_choice& choice) {
+    ctx.source_text = choice.text;
+    return ::open_volume(choice, ctx.volume, ctx.log);
 }
 
-// The first source that an option named, in this order of precedence.
-bool make_volume(mft_entries_ctx& ctx) {
-    const auto offset = static_cast<std::int64_t>(ctx.volume_offset);
-    if (ctx.drive_number != -1) {
-        ctx.source_text = drive_text(ctx.drive_number);
-        return open_volume_from_drive(static_cast<std::uint32_t>(ctx.drive_number), offset, ctx.volume, ctx.log);
-    }
-    const std::u16string& image = ctx.image_path_volume.empty() ? ctx.image_path_disk : ctx.image_path_volume;
-    if (!image.empty()) {
-        ctx.source_text = image;
-        return open_volume_from_path(image, offset, ctx.volume, ctx.log);
-    }
-    if (ctx.live_volume_text.empty()) return false;
-    const bool is_device = ctx.live_volume_text.starts_with(u"\\\\");
-    ctx.source_kind = is_device ? source_kind_device : source_kind_letter;
-    const volume_open_kind kind = is_device ? open_by_device_path : open_by_letter;
-    if (!open_volume_from_letter(ctx.live_volume_text, ctx.volume, kind, ctx.log)) return false;
-    ctx.source_text = u"partition: " + ctx.live_volume_text;
-    return true;
-}
-
-bool open_volume(mft_entries_ctx& ctx) {
-    if (ctx.volume == nullptr && !make_volume(ctx)) return false;
+// A volume that stands there already is taken as it is.
+bool prepare_volume(mft_entries_ctx& ctx, const std::vector<source_choice>& choices) {
+    if (ctx.volume == nullptr && (choices.empty() || !make_volume(ctx, choices.front()))) return false;
     ctx.close_source_after_walk = true;
     ctx.volume_record_count = static_cast<std::uint64_t>(std::max<std::int64_t>(ctx.volume->record_count, 0));
     ctx.record_size = ctx.volume->record_bytes();
@@ -68,7 +46,9 @@ bool open_volume(mft_entries_ctx& ctx) {
 
 bool open_and_prepare(mft_entries_ctx& ctx) {
     if (ctx.close_source_after_walk) return true;
-    return ctx.mft_file_path.empty() ? open_volume(ctx) : open_extracted_mft(ctx);
+    const std::vector<source_choice> choices = choices_of(ctx);
+    const bool is_mft_file = !choices.empty() && choices.front().kind == kind_mft_file;
+    return is_mft_file ? open_extracted_mft(ctx) : prepare_volume(ctx, choices);
 }
 
 void close_source(mft_entries_ctx& ctx) {

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "sources/memory_source.h"
 #include "sources/partitions.h"
 
 namespace {
@@ -31,11 +32,12 @@ void check_gpt(bool worked, const partition_list& list) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const byte_view disk(data, size);
+    const byte_view bytes(data, size);
+    memory_source disk(bytes);
     partition_list list;
     bool worked = read_partition_table(disk, list, true);
     if (list.empty() || !list.front().from_gpt) check_list(worked, list, size);
-    worked = read_partition_table_from_memory(disk.part(0, 512), list, false);
+    worked = read_partition_table_from_memory(bytes.part(0, 512), list, false);
     check_list(worked, list, 512);
     worked = read_gpt(disk, list);
     check_gpt(worked, list);

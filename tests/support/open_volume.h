@@ -1,6 +1,6 @@
 // A built volume, opened as the run's source.
 // Used by unit tests and fuzz targets of everything that reads through a volume.
-// Holds the image in a temporary file for as long as the object lives.
+// The image is held in memory.
 #pragma once
 
 #include <memory>
@@ -9,18 +9,20 @@
 #include "ntfs/file_record.h"
 #include "ntfs/record_read.h"
 #include "ntfs/volume.h"
-#include "support/disk_builder.h"
+#include "support/faulty_source.h"
 #include "support/volume_builder.h"
 #include "walk/open_source.h"
 
 struct opened_volume {
-    build::disk_file file;
     mft_entries_ctx ctx;
+    faulty_source* disk;  // what a valid volume is read from, until a walk closes it
 
-    explicit opened_volume(const build::bytes& image, std::uint64_t offset = 0) : file(image) {
-        ctx.image_path_volume = file.path();
-        ctx.volume_offset = offset;
+    explicit opened_volume(build::bytes image, std::uint64_t offset = 0) {
+        auto source = std::make_unique<faulty_source>(std::move(image));
+        disk = source.get();
         ctx.show_progress = false;
+        open_volume_in(std::make_unique<source_reader>(std::move(source)), static_cast<std::int64_t>(offset),
+                       ctx.volume, ctx.log);
         open_and_prepare(ctx);
     }
     bool valid() const { return ctx.volume != nullptr; }

@@ -3,7 +3,6 @@
 // One line "size sector partition-number partition-start", then the bytes. Ends with 1 if they cannot be read.
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -12,22 +11,23 @@
 
 namespace {
 
-std::unique_ptr<source_reader> open_source(std::string_view kind, const char* name) {
-    if (kind == "drive") return std::make_unique<source_reader>(std::uint64_t{std::strtoull(name, nullptr, 10)});
+source_choice choice_of(std::string_view kind, const char* name) {
+    if (kind == "drive") return drive_choice(std::strtoull(name, nullptr, 10), 0);
     const reader_kind as = kind == "file" ? kind_file : kind == "volume" ? kind_volume : kind_device_path;
-    return std::make_unique<source_reader>(utf16_from_utf8(name), as);
+    return {.kind = as, .paths = {utf16_from_utf8(name)}};
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
     if (count != 5) return 2;
-    const std::unique_ptr<source_reader> reader = open_source(arguments[1], arguments[2]);
-    std::printf("%llu %u %d %llu\n", static_cast<unsigned long long>(reader->size()), reader->bytes_per_sector,
-                reader->partition_number, static_cast<unsigned long long>(reader->partition_offset));
+    source_reader reader;
+    open_source(reader, choice_of(arguments[1], arguments[2]));
+    std::printf("%llu %u %d %llu\n", static_cast<unsigned long long>(reader.size()), reader.bytes_per_sector,
+                reader.partition_number, static_cast<unsigned long long>(reader.partition_offset));
     auto size = static_cast<std::uint32_t>(std::strtoul(arguments[4], nullptr, 10));
     std::vector<std::uint8_t> bytes(size);
-    if (!reader->read_at(bytes.data(), size, std::strtoll(arguments[3], nullptr, 10))) return 1;
+    if (!reader.read_at(bytes.data(), size, std::strtoll(arguments[3], nullptr, 10))) return 1;
     std::fwrite(bytes.data(), 1, size, stdout);
     return 0;
 }

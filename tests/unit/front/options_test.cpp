@@ -218,12 +218,12 @@ TEST(options, the_order_of_the_calls_decides_between_two_that_write_the_same_set
 TEST(options, sources_exclude_each_other_in_their_order) {
     const std::string device = "\\\\?\\GLOBALROOT\\Device\\HarddiskVolumeShadowCopy";
     const struct { arguments given; std::string effect; } sources[] = {
-        {{"-mftfile", "a", "-vss", "3"}, "mft_file_path='a' source_kind=36"},
-        {{"-vss", "3"}, "source_kind=35 live_volume_text='" + device + "3'"},
-        {{"-vss", device + "12\\x\\y"}, "source_kind=35 live_volume_text='" + device + "12'"},
-        {{"-mftfile", "a", "-partition", "no_drive"}, "source_kind=32 live_volume_text='no_drive'"},
-        {{"-partition", "\\\\.\\no_drive"}, "source_kind=35 live_volume_text='\\\\.\\no_drive'"},
-        {{"-mftfile", "a", "-partition"}, "mft_file_path='a' source_kind=36"},
+        {{"-mftfile", "a", "-vss", "3"}, "mft_file_path='a' source_kind=5"},
+        {{"-vss", "3"}, "source_kind=2 live_volume_text='" + device + "3'"},
+        {{"-vss", device + "12\\x\\y"}, "source_kind=2 live_volume_text='" + device + "12'"},
+        {{"-mftfile", "a", "-partition", "no_drive"}, "source_kind=1 live_volume_text='no_drive'"},
+        {{"-partition", "\\\\.\\no_drive"}, "source_kind=2 live_volume_text='\\\\.\\no_drive'"},
+        {{"-mftfile", "a", "-partition"}, "mft_file_path='a' source_kind=5"},
         {{"-indxfile", "i"}, "indx_file_path='i'"},
     };
     for (const auto& c : sources) EXPECT_EQ(effect_of(c.given, {"-no_source"}), c.effect) << c.given.front();

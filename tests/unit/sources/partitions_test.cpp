@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "sources/source_reader.h"
+#include "sources/image_source.h"
+#include "sources/memory_source.h"
 #include "support/disk_builder.h"
+#include "support/faulty_source.h"
 
 namespace {
 
@@ -22,10 +24,11 @@ std::string listing(bool worked, const partition_list& list) {
 // From memory and from a file alike: a disk's end is treated the same in both.
 std::string listing(const build::bytes& bytes, bool deep = false) {
     partition_list list, from_file;
-    const std::string text = listing(read_partition_table(byte_view(bytes), list, deep), list);
+    memory_source memory(bytes);
+    const std::string text = listing(read_partition_table(memory, list, deep), list);
     const build::disk_file file(bytes);
-    source_reader reader(file.path());
-    EXPECT_EQ(listing(read_partition_table(reader, from_file, deep), from_file), text);
+    image_source image(file.path());
+    EXPECT_EQ(listing(read_partition_table(image, from_file, deep), from_file), text);
     return text;
 }
 
@@ -118,7 +121,9 @@ TEST(partitions, a_bare_volume_is_its_own_list) {
         {"only the first four characters fit", disk(32).ntfs(0, 30).byte(7, 'x'), "0+0 empty"},
     });
     partition_list list;
-    ASSERT_TRUE(read_partition_table(byte_view(disk(32, 4096).ntfs(0, 30, 2).all()), list, false));
+    const disk made = disk(32, 4096).ntfs(0, 30, 2);
+    memory_source memory(made.all());
+    ASSERT_TRUE(read_partition_table(memory, list, false));
     EXPECT_EQ(list[0].sector_size, 4096u);
     EXPECT_EQ(list[0].sectors_per_cluster, 2u);
     EXPECT_EQ(list[0].serial, 0x1234ABCDu);
@@ -151,11 +156,23 @@ TEST(partitions, a_gpt_lists_its_partitions_and_gaps_or_nothing) {
 TEST(partitions, an_entry_of_a_gpt_carries_its_ids_and_its_name_and_a_table_in_memory_leads_to_none) {
     partition_list list;
     const build::bytes both = disk(99).gpt({{0, 98, u"Daten \u00E4"}}).table(0, {{0xEE, 1, 30}, {7, 40, 20}}).all();
-    ASSERT_TRUE(read_gpt(byte_view(both), list));
+    memory_source memory(both);
+    ASSERT_TRUE(read_gpt(memory, list));
     EXPECT_EQ(list[0].type_guid[0], 0xA2);
     EXPECT_EQ(list[0].partition_guid[0], 0x17);
     EXPECT_EQ(list[0].name, "Daten \xC3\xA4");
     EXPECT_EQ(listing(read_partition_table_from_memory(byte_view(both).part(0, 512), list, false), list), "40+20 ntfs");
+}
+
+TEST(partitions, a_bad_spot_ends_the_search_where_it_lies_and_not_a_block_earlier) {
+    const build::bytes made = disk(4096).table(1000, {{7, 2, 10}}).all();
+    const struct { std::uint64_t bad_sector; bool found; } cases[] = {{999, false}, {1001, true}, {3000, true}};
+    for (const auto& c : cases) {
+        faulty_source source(made);
+        source.bad = {{c.bad_sector * 512, c.bad_sector * 512 + 1}};
+        partition_list list;
+        EXPECT_EQ(read_partition_table(source, list, true), c.found) << c.bad_sector;
+    }
 }
 
 TEST(partitions, types_are_named_by_their_low_byte) {

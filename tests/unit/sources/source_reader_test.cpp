@@ -5,6 +5,7 @@
 #include "platform/devices.h"
 #include "platform/drive_names.h"
 #include "platform/paths.h"
+#include "sources/image_source.h"
 #include "support/disk_builder.h"
 
 namespace {
@@ -24,7 +25,8 @@ struct read_case {
     std::uint32_t came = 0, there = 0;
 };
 
-void expect_reads(source_reader& reader, const std::vector<read_case>& cases) {
+template <class source>
+void expect_reads(source& reader, const std::vector<read_case>& cases) {
     for (const read_case& c : cases) {
         build::bytes bytes(c.size, 0xEE);
         std::uint32_t size = c.size;
@@ -37,7 +39,8 @@ void expect_reads(source_reader& reader, const std::vector<read_case>& cases) {
 
 TEST(source_reader, an_image_shortens_a_read_at_its_end_and_zeroes_what_is_missing) {
     const build::disk_file file(pattern(0, 1000, 1000));
-    source_reader reader(file.path());
+    source_reader reader;
+    ASSERT_TRUE(open_source(reader, image_choice(file.path(), 0)));
     expect_reads(reader, {{0, 1000, true, 1000, 1000}, {990, 512, true, 10, 10}, {1, 4096, true, 999, 999}, {999, 1, true, 1, 1},
                           {1000, 1, false}, {0, 0, false}, {-1, 1, false}, {INT64_MAX, 1, false}});
     std::filesystem::resize_file(file.path(), 100);
@@ -52,7 +55,7 @@ TEST(source_reader, an_image_is_read_beyond_four_gibibytes_and_two_tebibytes) {
     for (const std::uint64_t offset : {std::uint64_t{0x1'0000'0200}, std::uint64_t{0x300'0000'0000}}) {
         std::fstream(std::filesystem::path(file.path()), std::ios::binary | std::ios::in | std::ios::out)
             .seekp(static_cast<std::streamoff>(offset)) << "here";
-        source_reader reader(file.path());
+        image_source reader(file.path());
         EXPECT_EQ(reader.size(), offset + 4);
         build::bytes bytes(8);
         std::uint32_t size = 8;
@@ -63,26 +66,30 @@ TEST(source_reader, an_image_is_read_beyond_four_gibibytes_and_two_tebibytes) {
 
 TEST(source_reader, a_path_claims_to_be_open_and_a_number_tells_the_truth) {
     const build::disk_file file(pattern(0, 4096, 4096));
-    struct { const char* what; source_reader reader; bool claims; } cases[] = {
-        {"missing image", source_reader(file.path() + u"-missing"), true},
-        {"empty path", source_reader(std::u16string{}), false},
-        {"kind that has no path", source_reader(file.path(), kind_vmdk), false},
-        {"file as a device", source_reader(file.path(), kind_device_path), true},
-        {"file as a volume", source_reader(file.path(), kind_volume), true},
-        {"drive 25", source_reader(std::uint64_t{25}), false},
-        {"drive beyond 32 bits", source_reader(std::uint64_t{1} << 32), false},
+    const std::vector<std::u16string> path = {file.path()};
+    const struct { const char* what; source_choice choice; bool claims; } cases[] = {
+        {"missing image", {.kind = kind_file, .paths = {file.path() + u"-missing"}}, true},
+        {"empty path", {.kind = kind_file, .paths = {u""}}, false},
+        {"no source", {}, false},
+        {"no volume", {.kind = kind_mft_file, .paths = path}, false},
+        {"file as a device", {.kind = kind_device_path, .paths = path}, true},
+        {"file as a volume", {.kind = kind_volume, .paths = path}, true},
+        {"drive 25", drive_choice(25, 0), false},
+        {"drive beyond 32 bits", drive_choice(std::uint64_t{1} << 32, 0), false},
     };
-    for (auto& c : cases) {
-        EXPECT_EQ(c.reader.is_open, c.claims) << c.what;
-        EXPECT_EQ(c.reader.size(), 0u) << c.what;
-        expect_reads(c.reader, {{0, 512, false}});
+    for (const auto& c : cases) {
+        source_reader reader;
+        EXPECT_EQ(open_source(reader, c.choice), c.claims) << c.what;
+        EXPECT_EQ(reader.is_open(), c.claims) << c.what;
+        EXPECT_EQ(reader.size(), 0u) << c.what;
+        expect_reads(reader, {{0, 512, false}});
+        EXPECT_EQ(reader.system_error() != 0, c.claims) << c.what;
     }
-    EXPECT_NE(cases[0].reader.system_error, 0u);
 }
 
 TEST(source_reader, device_reads_are_widened_to_whole_sectors) {
-    const std::int64_t beyond = std::int64_t{1} << 32;
-    const struct { std::int64_t offset; std::uint32_t size, sector; bool worked; sector_span span; } cases[] = {
+    const std::uint64_t beyond = std::uint64_t{1} << 32;
+    const struct { std::uint64_t offset; std::uint32_t size, sector; bool worked; sector_span span; } cases[] = {
         {100, 512, 512, true, {0, 1024, 100}},
         {512, 512, 512, true, {512, 512, 0}},
         {0, 1024, 4096, true, {0, 4096, 0}},
@@ -105,15 +112,13 @@ TEST(source_reader, device_reads_are_widened_to_whole_sectors) {
 // A plain file stands in for the drive: it delivers a read that crosses its end short, as drives do.
 TEST(source_reader, a_device_read_copies_what_was_asked_for_and_a_short_one_counts_as_whole) {
     const build::disk_file file(pattern(0, 8292, 8292));
-    source_reader reader;
+    device_source reader;
     ASSERT_TRUE(open_for_reading(reader.handle, file.path()));
-    reader.kind = kind_physical_drive;
-    reader.is_open = true;
     reader.total_size = 16384;
-    reader.bytes_per_sector = 4096;
+    reader.facts.bytes_per_sector = 4096;
     expect_reads(reader, {{0, 4096, true, 4096, 4096}, {100, 512, true, 512, 512}, {4095, 4098, true, 4098, 4098},
                           {8192, 4096, true, 4096, 100}, {8200, 512, true, 512, 92}, {16384, 512, false}});
-    reader.bytes_per_sector = 0;
+    reader.facts.bytes_per_sector = 0;
     expect_reads(reader, {{0, 512, false}});
 }
 

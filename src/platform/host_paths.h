@@ -1,5 +1,5 @@
 // Helpers on host paths that source options and output options share.
-// Called by the option passes, the run driver, plain_file and the copy-out.
+// Called by the option passes, the run driver, plain_file and the copy-out; knows files, and no source.
 // They word nothing: a caller says what a false or an empty text means.
 #pragma once
 

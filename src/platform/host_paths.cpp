@@ -1,4 +1,4 @@
-#include "sources/host_paths.h"
+#include "platform/host_paths.h"
 
 #include <algorithm>
 
