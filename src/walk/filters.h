@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/bytes.h"
 #include "base/flat_map.h"
 #include "run/filter_tables.h"
 
@@ -15,11 +16,13 @@ struct file_record;
 struct mft_entries_ctx;
 struct walk_state;
 
-// A signature word of -filter_sig: its rule kind and how many head bytes its test wants.
+// A signature word of -filter_sig: its rule kind, how many head bytes its test wants, the test, and what results say.
 struct signature_word {
     const char* word;
     rule_kind kind;
     std::uint32_t head_length;
+    bool (*matches)(byte_view head);
+    const char* text;
 };
 // Null for an unknown word.
 const signature_word* find_signature_word(const std::u16string& word);

@@ -36,6 +36,9 @@ bool is_pe_with_magic(byte_view bytes, std::uint16_t magic) {
     return is_pe(bytes) && bytes.u16(std::size_t{bytes.u32(pe_offset_field)} + coff_header) == magic;
 }
 
+bool is_pe_of_32_bits(byte_view bytes) { return is_pe_with_magic(bytes, pe32_magic); }
+bool is_pe_of_64_bits(byte_view bytes) { return is_pe_with_magic(bytes, pe32_plus_magic); }
+
 bool is_hive(byte_view bytes) { return bytes.size >= 16 && starts_with(bytes, "regf", 4); }
 
 bool is_event_log(byte_view bytes) {
@@ -50,33 +53,30 @@ bool is_shell_link(byte_view bytes) {
     return starts_with(bytes, head, sizeof head);
 }
 
+// One line for each word of -filter_sig: its kind, the head bytes that its test wants, the test, the word in results.
 constexpr signature_word signature_words[] = {
-    {"mz", rule_mz, 64},
-    {"16bit_mz", rule_mz_16bit, 64},
-    {"32bit_pe", rule_pe_32bit, 512},
-    {"64bit_pe", rule_pe_64bit, 512},
-    {"pe", rule_pe, 512},
-    {"hive", rule_hive, 16},
-    {"evt", rule_evt, 16},
-    {"sqlite", rule_sqlite, 16},
-    {"lnk", rule_lnk, 16},
+    {"mz", rule_mz, 64, is_mz, "MZ"},
+    {"16bit_mz", rule_mz_16bit, 64, is_16bit_mz, "MZ"},
+    {"32bit_pe", rule_pe_32bit, 512, is_pe_of_32_bits, "MZ"},
+    {"64bit_pe", rule_pe_64bit, 512, is_pe_of_64_bits, "MZ"},
+    {"pe", rule_pe, 512, is_pe, "MZ"},
+    {"hive", rule_hive, 16, is_hive, "RegistryHive"},
+    {"evt", rule_evt, 16, is_event_log, "EventLog"},
+    {"sqlite", rule_sqlite, 16, is_sqlite, "SQLite"},
+    {"lnk", rule_lnk, 16, is_shell_link, "lnk"},
 };
+
+const signature_word* word_of_kind(std::int32_t kind) {
+    const auto found = std::find_if(std::begin(signature_words), std::end(signature_words),
+                                    [kind](const signature_word& each) { return each.kind == kind; });
+    return found == std::end(signature_words) ? nullptr : found;
+}
 
 // A pattern rule is stored and never compared: it matches nothing.
 bool match_signature(const filter_rule& rule, byte_view bytes) {
     if (bytes.data == nullptr || bytes.size == 0) return false;
-    switch (rule.kind) {
-        case rule_mz: return is_mz(bytes);
-        case rule_mz_16bit: return is_16bit_mz(bytes);
-        case rule_pe_32bit: return is_pe_with_magic(bytes, pe32_magic);
-        case rule_pe_64bit: return is_pe_with_magic(bytes, pe32_plus_magic);
-        case rule_pe: return is_pe(bytes);
-        case rule_hive: return is_hive(bytes);
-        case rule_evt: return is_event_log(bytes);
-        case rule_sqlite: return is_sqlite(bytes);
-        case rule_lnk: return is_shell_link(bytes);
-        default: return false;
-    }
+    const signature_word* word = word_of_kind(rule.kind);
+    return word != nullptr && word->matches(bytes);
 }
 
 }  // namespace
@@ -100,16 +100,6 @@ void prepare_rules(mft_entries_ctx& ctx) {
 }
 
 const char* signature_text(std::int32_t kind) {
-    switch (kind) {
-        case rule_mz:
-        case rule_mz_16bit:
-        case rule_pe_32bit:
-        case rule_pe_64bit:
-        case rule_pe: return "MZ";
-        case rule_hive: return "RegistryHive";
-        case rule_evt: return "EventLog";
-        case rule_sqlite: return "SQLite";
-        case rule_lnk: return "lnk";
-        default: return "";
-    }
+    const signature_word* word = word_of_kind(kind);
+    return word == nullptr ? "" : word->text;
 }
