@@ -2,6 +2,7 @@
 
 #include "front/run_context.h"
 #include "report/report_scratch.h"
+#include "report/stream_digests.h"
 
 namespace {
 
@@ -19,6 +20,18 @@ void reset_stream_state(report_scratch& scratch) {
     scratch.sha1_text.clear();
 }
 
+bool digests_wanted(const mft_entries_ctx& ctx) { return ctx.want_md5 || ctx.want_sha1; }
+
+// A stream that is digested has one call for all paths of its record, and is digested for it; any other has one a path.
+bool stream_has_call(const file_record& record, const flat_map_item<attr_key, attr_entry>& stream,
+                     mft_entries_ctx& ctx) {
+    if (!digests_wanted(ctx) || record.std_infos.empty()) return !ctx.omit_cluster_info;
+    if (!is_unnamed_data(stream.value)) return true;
+    if (!first_sight(stream.key, ctx)) return false;
+    take_digests(record, stream.value, ctx);
+    return true;
+}
+
 }  // namespace
 
 void write_default_report(const file_record& record, std::ostream& out, mft_entries_ctx& ctx) {
@@ -29,7 +42,8 @@ void write_default_report(const file_record& record, std::ostream& out, mft_entr
         write({record, nullptr, nullptr, false}, out, ctx);
         return;
     }
-    const bool whole_record = record.attributes.empty() || ctx.omit_cluster_info;
+    forget_digested(ctx);
+    const bool whole_record = record.attributes.empty() || (ctx.omit_cluster_info && !digests_wanted(ctx));
     for (const path_entry& path : record.parents) {
         if (whole_record) {
             write({record, &path, nullptr, ctx.omit_cluster_info}, out, ctx);
@@ -37,6 +51,7 @@ void write_default_report(const file_record& record, std::ostream& out, mft_entr
         }
         for (const auto& item : record.attributes) {
             reset_stream_state(scratch);
+            if (!stream_has_call(record, item, ctx)) continue;
             write({record, &path, &item.value, ctx.omit_cluster_info}, out, ctx);
         }
     }

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "front/run_context.h"
+#include "report/macb_groups.h"
+#include "report/time_groups.h"
 #include "report/time_text.h"
 #include "report/timeline_entry.h"
 #include "report/writer.h"
@@ -28,9 +30,13 @@ struct report_scratch {
     std::u16string wide_ext;
     std::vector<text_buffer> names;  // narrow names of the present group
     timeline times;
+    std::vector<time_group> groups;  // of the timeline formats
+    macb_input group_times;
+    macb_rows group_rows;
 
     // Of the stream in hand: where it was copied to, and its digests.
     std::string extracted_path, md5_text, sha1_text;
+    std::vector<attr_key> digested;  // of the record in hand
 };
 
 // The context's, made at first use.

@@ -150,7 +150,8 @@ private:
     }
 
     // Both halves, with the separator between them; without a column for the time, the first half and the separator.
-    char* put_split_time(char* to, std::uint64_t filetime, std::size_t date_width, const result_cell* time_column) const {
+    char* put_split_time(char* to, std::uint64_t filetime, std::size_t date_width,
+                         const result_cell* time_column) const {
         const time_point time = time_point_of(filetime);
         to = put_separator(pad_right(to, put_date_text(to, time), date_width));
         if (time_column == nullptr) return to;
@@ -228,6 +229,11 @@ void write_header(std::ostream& out, mft_entries_ctx& ctx) {
         if (index + 1 < scratch.columns.size()) line += ctx.separator;
     }
     line += '\n';
+    write_header_line(out, line, ctx);
+}
+
+void write_header_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx) {
+    if (!ctx.header_pending) return;
     write_line(out, line, ctx);
     ctx.header_pending = false;
 }
@@ -253,6 +259,15 @@ void write_row(std::ostream& out, const result_row& row, mft_entries_ctx& ctx) {
     append_cells(line, row, 0, row.cells.size(), ctx);
     line += '\n';
     write_line(out, line.view(), ctx);
+}
+
+void append_date_and_time(text_buffer& line, const time_point& time, std::string_view between, mft_entries_ctx& ctx) {
+    report_scratch& scratch = scratch_of(ctx);
+    plan_rows(scratch, ctx);
+    char* at = line.room(date_room + between.size() + time_room);
+    at += put_date(at, time, scratch.date);
+    at = put(at, between);
+    line.set_end(at + put_time(at, time, scratch.clock));
 }
 
 void write_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx) {

@@ -11,6 +11,7 @@
 #include "report/text_buffer.h"
 
 struct mft_entries_ctx;
+struct time_point;
 
 enum cell_kind : std::uint16_t {
     cell_empty = 0,
@@ -54,10 +55,14 @@ void column_add(mft_entries_ctx& ctx, std::string_view label, std::size_t width,
 
 // Writes the labels and clears header_pending.
 void write_header(std::ostream& out, mft_entries_ctx& ctx);
+// The same for a report without columns: the line as it is, if the header is still pending.
+void write_header_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx);
 // One line for the row, after the header line if that is still pending.
 void write_row(std::ostream& out, const result_row& row, mft_entries_ctx& ctx);
 
 // For rows that share cells: the text of cells `from` up to `to`, separators behind each but a row's last.
 void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, mft_entries_ctx& ctx);
+// Date and time of a valid point in the run's formats.
+void append_date_and_time(text_buffer& line, const time_point& time, std::string_view between, mft_entries_ctx& ctx);
 // Writes and flushes in one go. A failure is noted in the context and ends the walk.
 void write_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx);

@@ -11,6 +11,7 @@
 #include "ntfs/volume.h"
 #include "platform/console.h"
 #include "report/default_report.h"
+#include "report/exchange_formats.h"
 #include "sources/plain_file.h"
 #include "walk/acceptance.h"
 #include "walk/filters.h"
@@ -74,12 +75,34 @@ void show_progress(const record_walk& walk, std::uint64_t number) {
     write_progress(text);
 }
 
+using report_handler = void (*)(const file_record& record, std::ostream& out, mft_entries_ctx& ctx);
+
+struct report_choice {
+    bool (*applies)(const mft_entries_ctx& ctx);
+    report_handler handler;
+};
+
+// The first that applies. -csv stands ahead of the formats that another option may have left on.
+constexpr report_choice report_choices[] = {
+    {[](const mft_entries_ctx& ctx) { return ctx.format_csv; }, write_default_report},
+    {[](const mft_entries_ctx& ctx) { return ctx.format_bodyfile; }, write_body_file},
+    {[](const mft_entries_ctx& ctx) { return ctx.format_l2t; }, write_l2t_rows},
+    {[](const mft_entries_ctx& ctx) { return ctx.hash_output; }, write_hash_list},
+    {[](const mft_entries_ctx&) { return true; }, write_default_report},
+};
+
+report_handler report_of(const mft_entries_ctx& ctx) {
+    const report_choice* choice = report_choices;
+    while (!choice->applies(ctx)) ++choice;
+    return choice->handler;
+}
+
 void visit_record(record_walk& walk, std::uint64_t number) {
     bool bad = false;  // not looked at: a "BAAD" record goes to the decoder like any other
     if (!read_file_record(walk.buffer, bad, walk.ctx, number) || walk.buffer.empty()) return;
     if (!parse_file_record(walk.record, walk.buffer, number, walk.ctx)) return;
     walk.record.record_offset = walk.ctx.record_offset_wanted ? number * walk.ctx.effective_record_size() : 0;
-    write_default_report(walk.record, walk.out, walk.ctx);
+    report_of(walk.ctx)(walk.record, walk.out, walk.ctx);
 }
 
 // False: results cannot be written any more, so the walk ends.
