@@ -120,6 +120,7 @@ void write_path(const file_record& record, const path_entry& path, std::ostream&
 }  // namespace
 
 void write_body_file(const file_record& record, std::ostream& out, mft_entries_ctx& ctx) {
+    const held_rows rows(out, ctx);
     for (const path_entry& path : record.parents) write_path(record, path, out, ctx);
     if (!record.parents.empty()) return;
     std::vector<time_group>& groups = scratch_of(ctx).groups;

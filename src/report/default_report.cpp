@@ -35,6 +35,7 @@ bool stream_has_call(const file_record& record, const flat_map_item<attr_key, at
 }  // namespace
 
 void write_default_report(const file_record& record, std::ostream& out, mft_entries_ctx& ctx) {
+    const held_rows rows(out, ctx);
     const shape_writer write = shape_of(ctx);
     report_scratch& scratch = scratch_of(ctx);
     reset_stream_state(scratch);

@@ -111,6 +111,7 @@ void write_file(const file_record& record, const path_entry& path, const attr_en
 }  // namespace
 
 void write_hash_list(const file_record& record, std::ostream& out, mft_entries_ctx& ctx) {
+    const held_rows rows(out, ctx);
     // Kept: with SHA-1 alone nothing is written.
     if (!ctx.want_md5 || record.std_infos.empty()) return;
     forget_digested(ctx);

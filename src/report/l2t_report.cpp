@@ -137,6 +137,7 @@ void write_group(const time_group& group, const timeline_fields& fields, std::os
 }  // namespace
 
 void write_l2t_rows(const file_record& record, std::ostream& out, mft_entries_ctx& ctx) {
+    const held_rows rows(out, ctx);
     std::vector<time_group>& groups = scratch_of(ctx).groups;
     groups.clear();
     if (record.parents.empty()) add_pathless_group(groups, record);

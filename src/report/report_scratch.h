@@ -24,6 +24,8 @@ struct report_scratch {
 
     result_row row;
     text_buffer line;
+    text_buffer held;         // rows of the record in hand that have not left yet
+    bool holds_rows = false;  // a held_rows lives
     text_buffer shared_back;  // text of the last cells that rows of a group have in common
     text_buffer macb, inode, ext, other_info, path_and_name, clusters, head_bytes, type, name, links, object_ids,
         streams;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <ostream>
 #include <string>
 
@@ -189,6 +190,25 @@ void plan_rows(report_scratch& scratch, const mft_entries_ctx& ctx) {
     scratch.rows_planned = true;
 }
 
+// A record of a hundred thousand rows must not lie in memory whole: at this size, in bytes, they leave early.
+constexpr std::size_t most_held = 64 * 1024;
+
+void write_block(std::ostream& out, std::string_view lines, mft_entries_ctx& ctx) {
+    if (ctx.results_failed) return;
+    // Straight to the buffer: a formatted write and a flush look at the stream's state four times a row.
+    std::streambuf* buffer = out.rdbuf();
+    const auto size = static_cast<std::streamsize>(lines.size());
+    if (buffer != nullptr && buffer->sputn(lines.data(), size) == size && buffer->pubsync() == 0) return;
+    out.setstate(std::ios::badbit);
+    ctx.results_failed = true;
+}
+
+void write_held(std::ostream& out, report_scratch& scratch, mft_entries_ctx& ctx) {
+    if (scratch.held.empty()) return;
+    write_block(out, scratch.held.view(), ctx);
+    scratch.held.clear();
+}
+
 }  // namespace
 
 void row_reset(result_row& row, std::size_t count) {
@@ -271,10 +291,25 @@ void append_date_and_time(text_buffer& line, const time_point& time, std::string
 }
 
 void write_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx) {
-    // Straight to the buffer: a formatted write and a flush look at the stream's state four times a row.
-    std::streambuf* buffer = out.rdbuf();
-    const auto size = static_cast<std::streamsize>(line.size());
-    if (buffer != nullptr && buffer->sputn(line.data(), size) == size && buffer->pubsync() == 0) return;
-    out.setstate(std::ios::badbit);
-    ctx.results_failed = true;
+    report_scratch& scratch = scratch_of(ctx);
+    if (!scratch.holds_rows) {
+        write_block(out, line, ctx);
+        return;
+    }
+    scratch.held += line;
+    if (scratch.held.size() >= most_held) write_held(out, scratch, ctx);
+}
+
+held_rows::held_rows(std::ostream& out, mft_entries_ctx& ctx) : out_(out), ctx_(ctx) {
+    scratch_of(ctx).holds_rows = true;
+}
+
+held_rows::~held_rows() {
+    report_scratch& scratch = *ctx_.report_state;
+    scratch.holds_rows = false;
+    try {
+        write_held(out_, scratch, ctx_);
+    } catch (const std::bad_alloc&) {
+        ctx_.results_failed = true;  // the host's line ends found no room
+    }
 }

@@ -64,5 +64,20 @@ void write_row(std::ostream& out, const result_row& row, mft_entries_ctx& ctx);
 void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, mft_entries_ctx& ctx);
 // Date and time of a valid point in the run's formats.
 void append_date_and_time(text_buffer& line, const time_point& time, std::string_view between, mft_entries_ctx& ctx);
-// Writes and flushes in one go. A failure is noted in the context and ends the walk.
+// Writes and flushes in one go, or holds the line back where held_rows says so. A failure is noted in the context and
+// ends the walk; nothing is written behind it.
 void write_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx);
+
+// While it lives, lines are held back; when it goes, they leave in one write. A report makes one for each record, so
+// that a record costs one call of the system however many rows it has, and all of them are out before the next is read.
+class held_rows {
+public:
+    held_rows(std::ostream& out, mft_entries_ctx& ctx);
+    ~held_rows();
+    held_rows(const held_rows&) = delete;
+    held_rows& operator=(const held_rows&) = delete;
+
+private:
+    std::ostream& out_;
+    mft_entries_ctx& ctx_;
+};

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "base/text.h"
+#include "platform/refused_block.h"
 
 namespace {
 
@@ -75,12 +76,16 @@ std::int64_t read_at(const native_file& file, std::uint64_t position, void* byte
 
 bool write_next(const native_file& file, const void* bytes, std::size_t count) {
     const char* at = static_cast<const char*>(bytes);
-    while (count > 0) {
-        const ssize_t put = write(static_cast<int>(file.handle), at, count);
+    for (std::size_t piece = count; count > 0;) {
+        const ssize_t put = write(static_cast<int>(file.handle), at, piece);
         if (put < 0 && errno == EINTR) continue;
-        if (put < 0) return note(false);
+        if (put < 0) {
+            piece = first_line_of(at, piece);
+            if (piece == 0) return note(false);
+            continue;
+        }
         at += put;
-        count -= static_cast<std::size_t>(put);
+        piece = count -= static_cast<std::size_t>(put);
     }
     return true;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "platform/refused_block.h"
 #include "platform/windows/wide.h"
 
 namespace {
@@ -82,13 +83,17 @@ std::int64_t read_at(const native_file& file, std::uint64_t position, void* byte
 
 bool write_next(const native_file& file, const void* bytes, std::size_t count) {
     const char* at = static_cast<const char*>(bytes);
-    while (count > 0) {
+    for (std::size_t piece = count; count > 0;) {
         DWORD put = 0;
-        if (WriteFile(handle_of(file), at, static_cast<DWORD>(std::min(count, one_read)), &put, nullptr) == 0)
-            return note(false);
+        if (WriteFile(handle_of(file), at, static_cast<DWORD>(std::min(piece, one_read)), &put, nullptr) == 0) {
+            note(false);
+            piece = first_line_of(at, piece);
+            if (piece == 0) return false;
+            continue;
+        }
         if (put == 0) return false;
         at += put;
-        count -= put;
+        piece = count -= put;
     }
     return true;
 }
