@@ -2,9 +2,8 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "front/diagnostic_log.h"
 #include "front/filter_terms.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "front/scanners.h"
 #include "platform/console.h"
 #include "report/result_stream.h"
@@ -82,16 +81,11 @@ bool format_multiline(cmd_params& params, const std::string&) {
 }
 
 bool open_diagnostics(cmd_params& params, const std::string& value) {
+    auto stream = std::make_unique<uni::ofstream>(utf16_from_utf8(value));
+    if (!*stream) return true;
     params.diags_path = value;
-    params.diags_log = std::make_unique<diagnostic_log>();
-    params.diags_log->stream.open(utf16_from_utf8(value));
-    if (!params.diags_log->stream) {
-        params.diags_path.clear();
-        params.diags_log.reset();
-        return true;
-    }
-    params.diags_active = true;
-    log_diag_text(params, params.command_line);
+    params.diags_log.stream = std::move(stream);
+    log_diag_text(&params.diags_log, params.command_line);
     return true;
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "platform/console.h"
 
 namespace {

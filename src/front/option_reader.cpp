@@ -1,7 +1,7 @@
 #include "front/option_reader.h"
 
 #include "front/generic_options.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "front/scanners.h"
 #include "front/script_file.h"
 #include "front/walk_options.h"

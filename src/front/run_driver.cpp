@@ -9,16 +9,16 @@
 #include "base/text.h"
 #include "front/not_offered.h"
 #include "front/option_reader.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "front/run_header.h"
 #include "front/usage.h"
 #include "platform/console.h"
 #include "platform/host.h"
+#include "report/report_output.h"
 #include "report/result_stream.h"
 #include "sources/host_paths.h"
-#include "walk/filters.h"
 #include "walk/open_source.h"
-#include "walk/walkers.h"
+#include "walk/phases.h"
 
 namespace {
 
@@ -81,22 +81,9 @@ bool open_results(run_state& state) {
     return true;
 }
 
-bool only_inodes_are_selected(const mft_entries_ctx& ctx) {
-    return ctx.dir_inodes.empty() && ctx.name_entries.empty() && ctx.extensions.empty() && ctx.wildcards.empty() &&
-           !ctx.deleted_only && !ctx.deleted_all && ctx.rules.empty() && !ctx.selected_inodes.empty();
-}
-
-void run_walkers(run_state& state) {
-    if (only_inodes_are_selected(*state.ctx)) {
-        walk_mft_inodes(*state.out, *state.ctx);
-    } else {
-        walk_mft_sequence(*state.out, *state.ctx);
-    }
-}
-
 // What went wrong with the results stream, if anything did.
-int results_verdict(const run_state& state) {
-    if (!state.ctx->results_failed && *state.out) return 0;
+int results_verdict(const run_state& state, const report_output& results) {
+    if (!results.failed && results.stream) return 0;
     const std::u16string& path = state.ctx->results_path_wide;
     write_standard_error("prob writing to output file: " + (path.empty() ? "standard output" : utf8_from_utf16(path)) +
                          "\n");
@@ -122,8 +109,9 @@ int run_with_options(run_state& state) {
     if (ctx.cpu_count > 1 && !instances_can_run(ctx)) return failed;
     if (refuse_what_is_not_offered(ctx) || !open_results(state)) return failed;
     open_and_prepare(ctx);
-    run_walkers(state);
-    return results_verdict(state);
+    report_output results{*state.out, ctx.header_pending};
+    run_walks(results, ctx);
+    return results_verdict(state, results);
 }
 
 int read_options_and_run(run_state& state) {

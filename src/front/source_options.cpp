@@ -2,7 +2,7 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "front/scanners.h"
 #include "front/walk_options.h"
 #include "platform/console.h"

@@ -5,7 +5,8 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "front/run_context.h"
+#include "base/diagnostic_log.h"
+#include "ntfs/record_source.h"
 
 namespace {
 
@@ -14,7 +15,7 @@ constexpr std::uint64_t key_of_other_types = inode_mask;  // the low 48 bits all
 // One attribute on its way into the record's maps.
 struct attribute_context {
     file_record& record;
-    const mft_entries_ctx& ctx;
+    const record_source& records;
     byte_view record_bytes;
     byte_view from_attribute;  // to the record's end
     attribute_source source;
@@ -163,12 +164,12 @@ void take_file_name(const attribute_context& attribute) {
     bool made = false;
     name_entry& stored = attribute.record.file_names.insert(key, made);
     if (made) {
-        fill_name_entry(stored, value, attribute.ctx.future_limit);
+        fill_name_entry(stored, value, attribute.records.future_limit);
         if (is_path_name) note_parent(attribute.record, stored);
     } else if (is_path_name) {
         // The map keeps the first under a key; the parents still learn of the second.
         name_entry second;
-        fill_name_entry(second, value, attribute.ctx.future_limit);
+        fill_name_entry(second, value, attribute.records.future_limit);
         note_parent(attribute.record, second);
     }
 }
@@ -369,7 +370,7 @@ void settle_fragments(file_record& record) {
     parked.clear();
 }
 
-bool decode_attribute(file_record& record, const mft_entries_ctx& ctx, byte_view record_bytes, std::size_t at,
+bool decode_attribute(file_record& record, const record_source& records, byte_view record_bytes, std::size_t at,
                       attribute_source source, bool& is_list) {
     is_list = false;
     if (at >= record_bytes.size) return false;
@@ -378,7 +379,7 @@ bool decode_attribute(file_record& record, const mft_entries_ctx& ctx, byte_view
     if (length == 0 || length > from_attribute.size) return false;
 
     const attribute_context attribute{record,
-                                      ctx,
+                                      records,
                                       record_bytes,
                                       from_attribute,
                                       source,

@@ -8,7 +8,7 @@
 #include "base/bytes.h"
 #include "ntfs/file_record.h"
 
-struct mft_entries_ctx;
+struct record_source;
 
 // How an attribute was come by, and what the caller wants of it.
 struct attribute_source {
@@ -18,7 +18,7 @@ struct attribute_source {
 
 // `at` is the attribute's offset in `record_bytes`. False only for a frame that is no attribute: length 0, or one that
 // leaves the record. True also when the attribute is ignored. `is_list` tells whether it was an $ATTRIBUTE_LIST.
-bool decode_attribute(file_record& record, const mft_entries_ctx& ctx, byte_view record_bytes, std::size_t at,
+bool decode_attribute(file_record& record, const record_source& records, byte_view record_bytes, std::size_t at,
                       attribute_source source, bool& is_list);
 
 // Behind a record's last attribute: continuations that came ahead of their first part join it, or stand for themselves.

@@ -35,6 +35,7 @@ struct record_at {
         next_attribute_id = 40,  // 2
         record_number = 44,      // 4  only where the update sequence array begins at 48
         header_size = 42,
+        header_with_number = 48,  // of the form that carries it
     };
 };
 

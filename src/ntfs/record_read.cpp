@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "front/run_context.h"
+#include "base/diagnostic_log.h"
+#include "ntfs/record_source.h"
 #include "ntfs/volume.h"
 #include "sources/plain_file.h"
 
@@ -18,49 +19,49 @@ bool has_signature(byte_view bytes, const char* signature) {
 }
 
 // An extracted $MFT says how large its records are by the update sequence of its first one. Once a run.
-bool learn_record_size(mft_entries_ctx& ctx) {
-    if (ctx.record_size_learned) return true;
+bool learn_record_size(record_source& records) {
+    if (records.record_size_learned) return true;
     std::vector<std::uint8_t> first;
-    if (!ctx.mft_reader->read_into(first, ctx.effective_record_size(), 0) || first.empty()) return false;
+    if (!records.mft_reader->read_into(first, records.effective_record_size(), 0) || first.empty()) return false;
     const std::uint16_t count = byte_view(first).u16(record_at::fixup_count);
     if (count == 0) return false;
-    ctx.record_size = (count - 1u) * ctx.sector_size;
-    ctx.record_size_learned = true;
+    records.record_size = (count - 1u) * records.sector_size;
+    records.record_size_learned = true;
     return true;
 }
 
-bool read_mft_file(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, std::uint64_t inode) {
-    if (!learn_record_size(ctx)) {
-        log_diag(ctx, "err: first record unreadable, or without update sequence");
+bool read_mft_file(std::vector<std::uint8_t>& buffer, record_source& records, std::uint64_t inode) {
+    if (!learn_record_size(records)) {
+        log_diag(records.log, "err: first record unreadable, or without update sequence");
         return false;
     }
-    const std::uint64_t size = ctx.effective_record_size();
+    const std::uint64_t size = records.effective_record_size();
     // Guard: a number that no file can hold would wrap around.
     if (inode > static_cast<std::uint64_t>(INT64_MAX) / size) return false;
-    if (ctx.mft_reader->read_into(buffer, size, size * inode)) return true;
-    const bool inside = size * inode <= static_cast<std::uint64_t>(ctx.mft_reader->file_size());
-    log_diag(ctx, "err: record %llx unreadable at %llx: %s", static_cast<unsigned long long>(inode),
+    if (records.mft_reader->read_into(buffer, size, size * inode)) return true;
+    const bool inside = size * inode <= static_cast<std::uint64_t>(records.mft_reader->file_size());
+    log_diag(records.log, "err: record %llx unreadable at %llx: %s", static_cast<unsigned long long>(inode),
              static_cast<unsigned long long>(size * inode),
              inside ? system_error_text(last_system_error()).c_str() : "not inside the source");
     return false;
 }
 
-bool read_from_volume(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, std::uint64_t inode) {
-    ntfs_volume& volume = *ctx.volume;
+bool read_from_volume(std::vector<std::uint8_t>& buffer, record_source& records, std::uint64_t inode) {
+    ntfs_volume& volume = *records.volume;
     const std::uint64_t position = record_position(volume, inode);
     if (position == 0) {  // the boot sector lies there: no record
-        log_diag(ctx, "err: record %llx lies behind the runs of $MFT", static_cast<unsigned long long>(inode));
+        log_diag(records.log, "err: record %llx lies behind the runs of $MFT", static_cast<unsigned long long>(inode));
         return false;
     }
-    if (read_bytes_at(volume, position, ctx.effective_record_size(), buffer)) return true;
-    log_diag(ctx, "err: record %llx unreadable at %llx: %s", static_cast<unsigned long long>(inode),
+    if (read_bytes_at(volume, position, records.effective_record_size(), buffer)) return true;
+    log_diag(records.log, "err: record %llx unreadable at %llx: %s", static_cast<unsigned long long>(inode),
              static_cast<unsigned long long>(position + static_cast<std::uint64_t>(volume.geometry.volume_offset)),
              read_error_text(volume).c_str());
     return false;
 }
 
-bool read_record_bytes(std::vector<std::uint8_t>& buffer, mft_entries_ctx& ctx, std::uint64_t inode) {
-    return ctx.mft_reader != nullptr ? read_mft_file(buffer, ctx, inode) : read_from_volume(buffer, ctx, inode);
+bool read_record_bytes(std::vector<std::uint8_t>& buffer, record_source& records, std::uint64_t inode) {
+    return records.mft_reader != nullptr ? read_mft_file(buffer, records, inode) : read_from_volume(buffer, records, inode);
 }
 
 // The bytes of a non-resident attribute list, cluster by cluster as the walk of its entries comes to need them.
@@ -110,8 +111,8 @@ private:
 // Walks the entries of an attribute list and decodes what each names in another record.
 class list_walk {
 public:
-    list_walk(file_record& record, mft_entries_ctx& ctx, std::uint64_t inode, bool want_resident_copy)
-        : record_(record), ctx_(ctx), inode_(inode), source_{true, want_resident_copy} {}
+    list_walk(file_record& record, record_source& records, std::uint64_t inode, bool want_resident_copy)
+        : record_(record), records_(records), inode_(inode), source_{true, want_resident_copy} {}
 
     void run(byte_view list) {
         for (std::size_t at = 0; at < list.size;) {
@@ -154,7 +155,7 @@ private:
         std::size_t at = 0;
         if (!find_by_id(bytes, entry.u16(list_entry_at::attribute_id), at)) return;
         bool is_list = false;
-        decode_attribute(record_, ctx_, bytes, at, source_, is_list);
+        decode_attribute(record_, records_, bytes, at, source_, is_list);
     }
 
     // Neighbouring entries mostly name the same record: it is read once.
@@ -163,7 +164,7 @@ private:
         if (++loads_ > most_loads) return false;
         loaded_inode_ = inode;
         bool bad = false;
-        usable_ = read_file_record(record_.extension_bytes, bad, ctx_, inode) && !bad &&
+        usable_ = read_file_record(record_.extension_bytes, bad, records_, inode) && !bad &&
                   has_signature(record_.extension_bytes, "FILE");
         return usable_;
     }
@@ -182,7 +183,7 @@ private:
     }
 
     file_record& record_;
-    mft_entries_ctx& ctx_;
+    record_source& records_;
     std::uint64_t inode_;
     attribute_source source_;
     std::uint32_t loads_ = 0;
@@ -192,24 +193,24 @@ private:
 
 }  // namespace
 
-bool source_usable(const mft_entries_ctx& ctx) {
-    if (ctx.mft_reader != nullptr && ctx.mft_reader->is_open) return true;
-    return ctx.volume != nullptr && ctx.volume->valid;
+bool source_usable(const record_source& records) {
+    if (records.mft_reader != nullptr && records.mft_reader->is_open) return true;
+    return records.volume != nullptr && records.volume->valid;
 }
 
-bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, mft_entries_ctx& ctx, std::uint64_t inode) {
+bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, record_source& records, std::uint64_t inode) {
     bad = false;
-    if (!source_usable(ctx) || !read_record_bytes(buffer, ctx, inode)) return false;
+    if (!source_usable(records) || !read_record_bytes(buffer, records, inode)) return false;
     if (buffer.empty()) return true;
     const byte_view bytes(buffer);
     const bool is_record = has_signature(bytes, "FILE") && bytes.u16(record_at::fixup_offset) <= fixup_offset_limit &&
                            bytes.u16(record_at::fixup_count) <= fixup_count_limit;
     if (is_record || has_signature(bytes, "INDX")) {
-        apply_fixups(buffer, ctx.sector_size);
+        apply_fixups(buffer, records.sector_size);
         return true;
     }
     if (!has_signature(bytes, "BAAD")) return false;
-    log_diag(ctx, "err: fixup_mft type: BAAD");
+    log_diag(records.log, "err: fixup_mft type: BAAD");
     bad = true;
     return true;
 }
@@ -226,44 +227,44 @@ std::uint16_t fill_header_fields(file_record& record, std::uint64_t inode, byte_
     return bytes.u16(record_at::first_attribute);
 }
 
-bool read_and_decode_record(file_record& record, mft_entries_ctx& ctx, std::uint64_t inode, bool want_resident_copy) {
+bool read_and_decode_record(file_record& record, record_source& records, std::uint64_t inode, bool want_resident_copy) {
     record.clear();
-    if (!source_usable(ctx)) return false;
+    if (!source_usable(records)) return false;
     bool bad = false;
-    if (!read_file_record(record.raw, bad, ctx, inode) || record.raw.empty()) {
-        log_diag(ctx, "err: mftfixup %llx", static_cast<unsigned long long>(inode));
+    if (!read_file_record(record.raw, bad, records, inode) || record.raw.empty()) {
+        log_diag(records.log, "err: mftfixup %llx", static_cast<unsigned long long>(inode));
         return false;
     }
     if (bad) {
-        log_diag(ctx, "err: recd bad %llx", static_cast<unsigned long long>(inode));
+        log_diag(records.log, "err: recd bad %llx", static_cast<unsigned long long>(inode));
         return false;
     }
     const byte_view bytes(record.raw);
-    record.source_text = ctx.source_text;
+    record.source_text = records.source_text;
     std::size_t at = fill_header_fields(record, inode, bytes);
     if (at == 0) return true;
     while (bytes.u32(at + attribute_at::type) != type_end) {
         const std::uint32_t length = bytes.u32(at + attribute_at::length);
-        if (length == 0 || length > ctx.effective_record_size()) break;
+        if (length == 0 || length > records.effective_record_size()) break;
         bool is_list = false;
-        if (!decode_attribute(record, ctx, bytes, at, {false, want_resident_copy}, is_list)) break;
-        if (is_list) process_attribute_list(record, ctx, inode, bytes, at, want_resident_copy);
+        if (!decode_attribute(record, records, bytes, at, {false, want_resident_copy}, is_list)) break;
+        if (is_list) process_attribute_list(record, records, inode, bytes, at, want_resident_copy);
         at += length;
     }
     settle_fragments(record);
     return true;
 }
 
-void process_attribute_list(file_record& record, mft_entries_ctx& ctx, std::uint64_t inode, byte_view record_bytes,
+void process_attribute_list(file_record& record, record_source& records, std::uint64_t inode, byte_view record_bytes,
                             std::size_t at, bool want_resident_copy) {
     const byte_view attribute = record_bytes.part(at, record_bytes.size);
     record.has_attribute_list = true;
-    list_walk walk(record, ctx, inode, want_resident_copy);
+    list_walk walk(record, records, inode, want_resident_copy);
     if (attribute.u8(attribute_at::non_resident) != 0) {
         record.attribute_list_nonresident = true;
         // Its clusters lie on a volume that an extracted $MFT does not have.
-        if (ctx.volume == nullptr) return;
-        list_clusters clusters(*ctx.volume, attribute);
+        if (records.volume == nullptr) return;
+        list_clusters clusters(*records.volume, attribute);
         walk.run(clusters);
         return;
     }

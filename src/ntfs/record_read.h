@@ -10,22 +10,22 @@
 #include "ntfs/file_record.h"
 #include "ntfs/fixups.h"
 
-struct mft_entries_ctx;
+struct record_source;
 
 // True if records can be read: an open extracted $MFT, or a valid volume.
-bool source_usable(const mft_entries_ctx& ctx);
+bool source_usable(const record_source& records);
 
 // One record, fixed up. `bad` is set for "BAAD", which is delivered as it lies. True with an empty buffer means that
 // the source ends there. False: unreadable, or neither "FILE" (within its limits), "INDX" nor "BAAD".
 // The first call on an extracted $MFT learns record_size.
-bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, mft_entries_ctx& ctx, std::uint64_t inode);
+bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, record_source& records, std::uint64_t inode);
 
 // Number, header, sequence, base reference; returns the first attribute's offset.
 std::uint16_t fill_header_fields(file_record& record, std::uint64_t inode, byte_view bytes);
 
 // Bytes and decode of a record, no selection, no paths. False: the record could not be read.
-bool read_and_decode_record(file_record& record, mft_entries_ctx& ctx, std::uint64_t inode, bool want_resident_copy);
+bool read_and_decode_record(file_record& record, record_source& records, std::uint64_t inode, bool want_resident_copy);
 
 // Decodes what the attribute list at `at` in `record_bytes` names in other records, into `record`.
-void process_attribute_list(file_record& record, mft_entries_ctx& ctx, std::uint64_t inode, byte_view record_bytes,
+void process_attribute_list(file_record& record, record_source& records, std::uint64_t inode, byte_view record_bytes,
                             std::size_t at, bool want_resident_copy);

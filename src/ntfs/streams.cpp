@@ -4,7 +4,8 @@
 #include <cstring>
 #include <limits>
 
-#include "front/run_context.h"
+#include "base/diagnostic_log.h"
+#include "ntfs/record_source.h"
 #include "ntfs/file_record.h"
 #include "ntfs/fixups.h"
 #include "ntfs/lznt1.h"
@@ -238,7 +239,7 @@ void fix_index_blocks(std::uint8_t* bytes, std::size_t size, std::uint32_t secto
 }
 
 bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const stream_sink& sink,
-                         const cmd_params& log) {
+                         const diagnostic_log* log) {
     const bool resident = !attribute.non_resident();
     if (resident ? resident_bytes(attribute).size == 0 : attribute.runs.empty()) {
         log_diag(log, "err: no data");

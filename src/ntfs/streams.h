@@ -10,7 +10,7 @@
 #include "ntfs/runs.h"
 
 struct attr_entry;
-struct cmd_params;
+struct diagnostic_log;
 struct ntfs_volume;
 struct plain_file;
 
@@ -68,4 +68,4 @@ bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream
 void fix_index_blocks(std::uint8_t* bytes, std::size_t size, std::uint32_t sector_size);
 // The whole attribute. True if all of it was delivered; nothing is without a volume.
 bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const stream_sink& sink,
-                         const cmd_params& log);
+                         const diagnostic_log* log);

@@ -6,7 +6,8 @@
 #include <new>
 
 #include "base/bytes.h"
-#include "front/run_context.h"
+#include "base/diagnostic_log.h"
+#include "ntfs/record_source.h"
 #include "ntfs/fixups.h"
 #include "ntfs/layout.h"
 #include "platform/devices.h"
@@ -40,7 +41,7 @@ record_kind kind_of(byte_view bytes) {
 
 // `what` names the thing that is read.
 bool read_logged(ntfs_volume& volume, std::uint64_t position, std::uint32_t size, std::vector<std::uint8_t>& bytes,
-                 const cmd_params& log, const char* what) {
+                 const diagnostic_log* log, const char* what) {
     if (read_bytes_at(volume, position, size, bytes)) return true;
     log_diag(log, "err: %s unreadable at %llx: %s", what,
              static_cast<unsigned long long>(position + static_cast<std::uint64_t>(volume.geometry.volume_offset)),
@@ -48,12 +49,12 @@ bool read_logged(ntfs_volume& volume, std::uint64_t position, std::uint32_t size
     return false;
 }
 
-bool refuse(const cmd_params& log, const char* why) {
+bool refuse(const diagnostic_log* log, const char* why) {
     log_diag(log, "err: no NTFS volume: %s", why);
     return false;
 }
 
-bool read_boot_sector(ntfs_volume& volume, const cmd_params& log) {
+bool read_boot_sector(ntfs_volume& volume, const diagnostic_log* log) {
     std::vector<std::uint8_t> bytes;
     if (!read_logged(volume, 0, static_cast<std::uint32_t>(volume.boot_sector.size()), bytes, log, "boot sector")) {
         return false;
@@ -65,7 +66,7 @@ bool read_boot_sector(ntfs_volume& volume, const cmd_params& log) {
     return refuse(log, "the boot sector does not say NTFS");
 }
 
-bool derive_geometry(ntfs_volume& volume, const cmd_params& log) {
+bool derive_geometry(ntfs_volume& volume, const diagnostic_log* log) {
     const byte_view boot(volume.boot_sector.data(), volume.boot_sector.size());
     volume_geometry& geometry = volume.geometry;
     // Kept: a plain number; the form for more than 128 sectors per cluster is not understood.
@@ -90,7 +91,7 @@ bool derive_geometry(ntfs_volume& volume, const cmd_params& log) {
     return true;
 }
 
-bool read_mft_record(ntfs_volume& volume, const cmd_params& log) {
+bool read_mft_record(ntfs_volume& volume, const diagnostic_log* log) {
     std::vector<std::uint8_t>& record = volume.mft_record;
     const auto position = static_cast<std::uint64_t>(volume.geometry.mft_offset);
     if (!read_logged(volume, position, volume.record_bytes(), record, log, "record 0")) return false;
@@ -182,7 +183,7 @@ bool lies_inside(const ntfs_volume& volume, std::uint64_t lcn) {
 
 // Which reader an open kind takes; the open succeeds once it validates.
 bool finish_open(std::unique_ptr<source_reader> reader, volume_open_kind kind, std::int64_t offset,
-                 std::unique_ptr<ntfs_volume>& out, const cmd_params& log) {
+                 std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log) {
     out.reset();
     if (!reader->is_open) return refuse(log, "the source cannot be opened");
     auto volume = std::make_unique<ntfs_volume>();
@@ -213,13 +214,13 @@ std::uint32_t ntfs_volume::sector_size() const {
 }
 
 bool open_volume_from_path(const std::u16string& path, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                           const cmd_params& log) {
+                           const diagnostic_log* log) {
     const volume_open_kind kind = kind_of_path(path);
     return finish_open(std::make_unique<source_reader>(path, reader_of(kind)), kind, offset, out, log);
 }
 
 bool open_volume_from_letter(const std::u16string& path, std::unique_ptr<ntfs_volume>& out, volume_open_kind kind,
-                             const cmd_params& log) {
+                             const diagnostic_log* log) {
     const bool host_has_letters = letter_device_path(u"c:") != u"c:";
     std::u16string taken = path;
     if (kind == open_by_letter && host_has_letters && !path.empty()) taken = path.substr(0, 1) + u":";
@@ -227,11 +228,11 @@ bool open_volume_from_letter(const std::u16string& path, std::unique_ptr<ntfs_vo
 }
 
 bool open_volume_from_drive(std::uint32_t number, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                            const cmd_params& log) {
+                            const diagnostic_log* log) {
     return finish_open(std::make_unique<source_reader>(std::uint64_t{number}), open_by_drive, offset, out, log);
 }
 
-bool validate(ntfs_volume& volume, const cmd_params& log) {
+bool validate(ntfs_volume& volume, const diagnostic_log* log) {
     if (volume.valid) return true;
     if (volume.reader == nullptr) return false;
     try {
@@ -339,13 +340,16 @@ bool read_record_checked(ntfs_volume& volume, std::uint64_t inode, std::vector<s
     return true;
 }
 
-bool read_record_at(ntfs_volume& volume, std::uint64_t position, std::vector<std::uint8_t>& bytes, record_kind& kind) {
-    kind = record_kind::none;
-    if (!read_bytes_at(volume, position, volume.record_alloc_size, bytes)) return false;
+bool fix_record_bytes(const ntfs_volume& volume, std::vector<std::uint8_t>& bytes, record_kind& kind) {
     kind = kind_of(bytes);
     if (kind == record_kind::none) return false;
     if (kind == record_kind::bad && byte_view(bytes).u16(record_at::fixup_offset) > bad_fixup_offset_limit)
         return false;
     apply_fixups(bytes, volume.sector_size());
     return true;
+}
+
+bool read_record_at(ntfs_volume& volume, std::uint64_t position, std::vector<std::uint8_t>& bytes, record_kind& kind) {
+    kind = record_kind::none;
+    return read_bytes_at(volume, position, volume.record_alloc_size, bytes) && fix_record_bytes(volume, bytes, kind);
 }

@@ -12,7 +12,7 @@
 #include "ntfs/runs.h"
 #include "sources/source_reader.h"
 
-struct cmd_params;
+struct diagnostic_log;
 
 enum volume_open_kind : std::uint32_t {
     open_by_letter = 0x20,
@@ -63,15 +63,15 @@ struct ntfs_volume {
 // Each makes the volume and hands it out only if it validates; `out` is null otherwise. `log` learns why.
 // An image or other file, a drive letter ("x:", "x:\") or a device path, told by the path's shape.
 bool open_volume_from_path(const std::u16string& path, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                           const cmd_params& log);
+                           const diagnostic_log* log);
 // `kind` is open_by_letter, of which only the letter counts where the host has letters, or open_by_device_path.
 bool open_volume_from_letter(const std::u16string& path, std::unique_ptr<ntfs_volume>& out, volume_open_kind kind,
-                             const cmd_params& log);
+                             const diagnostic_log* log);
 bool open_volume_from_drive(std::uint32_t number, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                            const cmd_params& log);
+                            const diagnostic_log* log);
 
 // Boot sector, geometry and record 0. False: no NTFS volume that this program can read.
-bool validate(ntfs_volume& volume, const cmd_params& log);
+bool validate(ntfs_volume& volume, const diagnostic_log* log);
 
 // Why the volume's last read failed.
 std::string read_error_text(const ntfs_volume& volume);
@@ -101,3 +101,5 @@ bool read_record(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint
 bool read_record_checked(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint8_t>& bytes, record_kind& kind);
 // A record's allocated size of bytes at any position, as the one before; no demand on the size.
 bool read_record_at(ntfs_volume& volume, std::uint64_t position, std::vector<std::uint8_t>& bytes, record_kind& kind);
+// What read_record_at does with the bytes it read.
+bool fix_record_bytes(const ntfs_volume& volume, std::vector<std::uint8_t>& bytes, record_kind& kind);

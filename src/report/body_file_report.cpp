@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "front/run_context.h"
 #include "report/exchange_formats.h"
-#include "report/report_scratch.h"
+#include "report/report_output.h"
 #include "report/time_groups.h"
+#include "run/run_context.h"
 
 namespace {
 
@@ -47,8 +47,8 @@ std::string_view kind_text(const file_record& record) {
 }
 
 std::string_view name_text(const file_record& record, const time_group& group, const attr_entry* attribute,
-                           mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).path_and_name;
+                           report_scratch& scratch) {
+    text_buffer& text = scratch.path_and_name;
     text.clear();
     append_path_and_name(text, group);
     if (has_stream_name(attribute)) {
@@ -79,27 +79,27 @@ void append_line(text_buffer& line, const body_record& fields) {
     line += '\n';
 }
 
-void write_group(const file_record& record, const time_group& group, const attr_entry* attribute, std::ostream& out,
-                 mft_entries_ctx& ctx) {
+void write_group(const file_record& record, const time_group& group, const attr_entry* attribute, report_output& out,
+                 const mft_entries_ctx& ctx) {
     if (!in_time_range(group, ctx)) return;
     body_record fields;
-    fields.name = name_text(record, group, attribute, ctx);
+    fields.name = name_text(record, group, attribute, out.scratch);
     fields.inode = record.inode;
     fields.size = attribute == nullptr ? 0 : attribute->data_size();
     fields.access_time = unix_seconds(group.accessed);
     fields.modify_time = unix_seconds(group.modified);
     fields.mft_time = unix_seconds(group.mft_changed);
     fields.create_time = unix_seconds(group.created);
-    write_header_line(out, header_line, ctx);
-    text_buffer& line = scratch_of(ctx).line;
+    write_header_line(out, header_line);
+    text_buffer& line = out.scratch.line;
     line.clear();
     append_line(line, fields);
-    write_line(out, line.view(), ctx);
+    write_line(out, line.view());
 }
 
 // Every stream has a line for each name's own times; only the first has those of $STANDARD_INFORMATION.
-void write_path(const file_record& record, const path_entry& path, std::ostream& out, mft_entries_ctx& ctx) {
-    std::vector<time_group>& groups = scratch_of(ctx).groups;
+void write_path(const file_record& record, const path_entry& path, report_output& out, const mft_entries_ctx& ctx) {
+    std::vector<time_group>& groups = out.scratch.groups;
     const auto write_groups = [&](const attr_entry* attribute) {
         for (const time_group& group : groups) write_group(record, group, attribute, out, ctx);
         groups.clear();
@@ -119,11 +119,10 @@ void write_path(const file_record& record, const path_entry& path, std::ostream&
 
 }  // namespace
 
-void write_body_file(const file_record& record, std::ostream& out, mft_entries_ctx& ctx) {
-    const held_rows rows(out, ctx);
+void write_body_file(const file_record& record, report_output& out, const mft_entries_ctx& ctx) {
     for (const path_entry& path : record.parents) write_path(record, path, out, ctx);
     if (!record.parents.empty()) return;
-    std::vector<time_group>& groups = scratch_of(ctx).groups;
+    std::vector<time_group>& groups = out.scratch.groups;
     groups.clear();
     add_pathless_group(groups, record);
     write_group(record, groups.front(), nullptr, out, ctx);

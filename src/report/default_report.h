@@ -3,13 +3,12 @@
 // Decides which calls a record gets (per path, per stream); the shapes write the rows.
 #pragma once
 
-#include <iosfwd>
-
 #include "report/record_text.h"
 
 struct mft_entries_ctx;
+struct report_output;
 
-void write_default_report(const file_record& record, std::ostream& out, mft_entries_ctx& ctx);
+void write_default_report(const file_record& record, report_output& out, const mft_entries_ctx& ctx);
 
 // One call of a shape: one entry of the record's paths or null, one attribute or null.
 struct report_call {
@@ -19,6 +18,6 @@ struct report_call {
     bool hide_clusters = true;
 };
 
-void write_path_line(const report_call& call, std::ostream& out, mft_entries_ctx& ctx);
-void write_per_path_row(const report_call& call, std::ostream& out, mft_entries_ctx& ctx);
-void write_timeline_rows(const report_call& call, std::ostream& out, mft_entries_ctx& ctx);
+void write_path_line(const report_call& call, report_output& out, const mft_entries_ctx& ctx);
+void write_per_path_row(const report_call& call, report_output& out, const mft_entries_ctx& ctx);
+void write_timeline_rows(const report_call& call, report_output& out, const mft_entries_ctx& ctx);

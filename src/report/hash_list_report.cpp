@@ -1,63 +1,30 @@
 // The hash list of -hashfile: one line for each file, with the digests of its unnamed stream.
 
 #include "base/text.h"
-#include "front/run_context.h"
+#include "report/columns.h"
 #include "report/exchange_formats.h"
 #include "report/record_text.h"
-#include "report/report_scratch.h"
+#include "report/report_output.h"
 #include "report/stream_digests.h"
+#include "run/run_context.h"
 
 namespace {
 
-constexpr std::string_view no_data_text = "no data";
+using call_t = report_call;
+using ctx_t = mft_entries_ctx;
 
-struct time_labels {
-    const char *paired, *date, *time;
-};
+bool wants_md5(const call_t&, const ctx_t& ctx) { return ctx.want_md5; }
+bool wants_sha1(const call_t&, const ctx_t& ctx) { return ctx.want_sha1; }
 
-constexpr time_labels time_columns[] = {
-    {"modify date/time-utc", "mdate", "mtime-utc"},
-    {"access date/time-utc", "adate", "atime-utc"},
-    {"create date/time-utc", "cdate", "ctime-utc"},
-    {"mftdate/time-utc", "mftdate", "time-utc"},
-};
-
-void add_time_columns(mft_entries_ctx& ctx) {
-    const std::size_t date = date_width(ctx.date_format), time = time_width(ctx.time_format);
-    for (const time_labels& labels : time_columns) {
-        if (ctx.pair_datetime) {
-            column_add(ctx, labels.paired, date + time + 1, cell_paired_date_time);
-            continue;
-        }
-        column_add(ctx, labels.date, date);
-        column_add(ctx, labels.time, time, cell_time_half);
-    }
+void add_digest(row_in_hand& row, std::string_view digest) {
+    const attr_entry& attribute = *row.call.attribute;
+    // An extracted $MFT has no clusters to read: that is no failure of a read.
+    const bool no_data = attribute.data_size() == 0 || (attribute.non_resident() && row.ctx.mft_reader != nullptr);
+    row.add_text(no_data ? "no data" : digest);
 }
 
-void add_columns(mft_entries_ctx& ctx) {
-    if (ctx.want_md5) column_add(ctx, "md5 hash", 32);
-    if (ctx.want_sha1) column_add(ctx, "sha1 hash", 40);
-    column_add(ctx, "inode", 10);
-    column_add(ctx, "file size", 10);
-    add_time_columns(ctx);
-    column_add(ctx, "filename", 10);
-    column_add(ctx, "path", 20);
-    column_add(ctx, "hostname", 14);
-    column_add(ctx, "valid", 3);
-    column_add(ctx, "filter", 10);
-    column_add(ctx, "comment", 10);
-}
-
-// In the order of the columns.
-void set_times(result_row& row, int& index, const si_entry& si, const mft_entries_ctx& ctx) {
-    const cell_kind kind = ctx.pair_datetime ? cell_paired_date_time : cell_date_time;
-    for (const std::uint64_t time : {si.modified, si.accessed, si.created, si.mft_changed}) {
-        index += cell_set_value(row, index, time, kind);
-    }
-}
-
-std::string_view first_long_name(const file_record& record, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).name;
+std::string_view first_long_name(const file_record& record, report_scratch& scratch) {
+    text_buffer& text = scratch.name;
     text.clear();
     for (const auto& item : record.file_names) {
         if (item.value.is_dos) continue;
@@ -67,59 +34,69 @@ std::string_view first_long_name(const file_record& record, mft_entries_ctx& ctx
     return text.view();
 }
 
-const char* valid_text(const file_record& record, const mft_entries_ctx& ctx) {
-    if (ctx.unalloc_phase) return "unalloc-deleted";
-    return record.in_use() ? "yes" : "deleted";
+// Kept: an empty path takes no cell, so that what follows moves one column to the left.
+void add_path(row_in_hand& row) {
+    const std::string& path = row.call.path->value.path;
+    if (!path.empty()) row.add_text(path);
 }
 
-std::string_view filter_text(const file_record& record, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).other_info;
+void add_valid(row_in_hand& row) {
+    const char* const live_or_not = row.call.record.in_use() ? "yes" : "deleted";
+    row.add_text(row.ctx.unalloc_phase ? "unalloc-deleted" : live_or_not);
+}
+
+void add_filter_hit(row_in_hand& row) {
+    text_buffer& text = row.scratch.other_info;
     text.clear();
-    append_first_filter_hit(text, record);
-    return text.view();
+    append_first_filter_hit(text, row.call.record);
+    row.add_text(text.view());
 }
 
-bool can_be_digested(const attr_entry& attribute) {
+constexpr report_column columns[] = {
+    {"md5 hash", 32, wants_md5, [](row_in_hand& row) { add_digest(row, row.scratch.md5_text); }},
+    {"sha1 hash", 40, wants_sha1, [](row_in_hand& row) { add_digest(row, row.scratch.sha1_text); }},
+    {"inode", 10, nullptr, [](row_in_hand& row) { row.add_number(row.call.record.inode, cell_u64); }},
+    {"file size", 10, nullptr, [](row_in_hand& row) { row.add_number(row.call.attribute->data_size(), cell_u64); }},
+    {"modify date/time-utc", width_of_time, nullptr, [](row_in_hand& row) { row.add_time(row.si->modified); }, "mdate",
+     "mtime-utc"},
+    {"access date/time-utc", width_of_time, nullptr, [](row_in_hand& row) { row.add_time(row.si->accessed); }, "adate",
+     "atime-utc"},
+    {"create date/time-utc", width_of_time, nullptr, [](row_in_hand& row) { row.add_time(row.si->created); }, "cdate",
+     "ctime-utc"},
+    {"mftdate/time-utc", width_of_time, nullptr, [](row_in_hand& row) { row.add_time(row.si->mft_changed); }, "mftdate",
+     "time-utc"},
+    {"filename", 10, nullptr, [](row_in_hand& row) { row.add_text(first_long_name(row.call.record, row.scratch)); }},
+    {"path", 20, nullptr, add_path},
+    {"hostname", 14, nullptr, [](row_in_hand& row) { row.add_text(row.ctx.hostname); }},
+    {"valid", 3, nullptr, add_valid},
+    {"filter", 10, nullptr, add_filter_hit},
+    {"comment", 10, nullptr, [](row_in_hand& row) { row.add_text(row.call.record.time_warning_text); }},
+};
+
+bool can_be_listed(const attr_entry& attribute) {
     constexpr std::size_t header_up_to_value = 22;
     return attribute.raw.size() > header_up_to_value && attribute.type == type_data && is_unnamed_data(attribute);
 }
 
-void write_file(const file_record& record, const path_entry& path, const attr_entry& attribute, std::ostream& out,
-                mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
-    if (scratch.columns.empty()) add_columns(ctx);
-    const std::uint64_t size = attribute.data_size();
-    const bool no_data = size == 0 || (attribute.non_resident() && ctx.mft_reader != nullptr);
-    result_row& row = scratch.row;
-    row_reset(row, scratch.columns.size());
-    int index = 0;
-    if (ctx.want_md5) index += cell_set_text(row, index, no_data ? no_data_text : scratch.md5_text);
-    if (ctx.want_sha1) index += cell_set_text(row, index, no_data ? no_data_text : scratch.sha1_text);
-    index += cell_set_value(row, index, record.inode, cell_u64);
-    index += cell_set_value(row, index, size, cell_u64);
-    set_times(row, index, record.std_infos.begin()->value, ctx);
-    index += cell_set_text(row, index, first_long_name(record, ctx));
-    // Kept: an empty path takes no cell, so that what follows moves one column to the left.
-    if (!path.value.path.empty()) index += cell_set_text(row, index, path.value.path);
-    index += cell_set_text(row, index, ctx.hostname);
-    index += cell_set_text(row, index, valid_text(record, ctx));
-    index += cell_set_text(row, index, filter_text(record, ctx));
-    cell_set_text(row, index, record.time_warning_text);
-    write_row(out, row, ctx);
+void write_file(const report_call& call, report_output& out, const mft_entries_ctx& ctx) {
+    choose_columns(out.scratch, columns, call, ctx);
+    row_in_hand row{call, out.scratch, ctx};
+    row.si = &call.record.std_infos.begin()->value;
+    fill_row(row);
+    write_row(out, out.scratch.row, ctx);
 }
 
 }  // namespace
 
-void write_hash_list(const file_record& record, std::ostream& out, mft_entries_ctx& ctx) {
-    const held_rows rows(out, ctx);
+void write_hash_list(const file_record& record, report_output& out, const mft_entries_ctx& ctx) {
     // Kept: with SHA-1 alone nothing is written.
     if (!ctx.want_md5 || record.std_infos.empty()) return;
-    forget_digested(ctx);
+    forget_digested(out.scratch);
     for (const path_entry& path : record.parents) {
         for (const auto& item : record.attributes) {
-            if (!can_be_digested(item.value) || !first_sight(item.key, ctx)) continue;
-            if (!take_digests(record, item.value, ctx)) show_zero_digests(ctx);
-            write_file(record, path, item.value, out, ctx);
+            if (!can_be_listed(item.value) || !first_sight(item.key, out.scratch)) continue;
+            if (!take_digests(record, item.value, out.scratch, ctx)) show_zero_digests(out.scratch);
+            write_file({record, &path, &item.value}, out, ctx);
         }
     }
 }

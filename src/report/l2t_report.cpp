@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "front/run_context.h"
 #include "report/exchange_formats.h"
-#include "report/report_scratch.h"
+#include "report/report_output.h"
 #include "report/time_groups.h"
+#include "run/run_context.h"
 
 namespace {
 
@@ -38,8 +38,8 @@ void append_kind(text_buffer& text, const file_record& record) {
     }
 }
 
-std::string_view notes_text(const file_record& record, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).other_info;
+std::string_view notes_text(const file_record& record, report_scratch& scratch) {
+    text_buffer& text = scratch.other_info;
     text.clear();
     append_kind(text, record);
     if (record.time_warning) append_item(text, record.time_warning_text);
@@ -51,15 +51,15 @@ std::string_view notes_text(const file_record& record, mft_entries_ctx& ctx) {
     return text.view();
 }
 
-std::string_view inode_text(const file_record& record, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).inode;
+std::string_view inode_text(const file_record& record, report_scratch& scratch, const mft_entries_ctx& ctx) {
+    text_buffer& text = scratch.inode;
     text.clear();
     append_number_text(text, record.inode, 8, ctx);
     return text.view();
 }
 
-std::string_view path_text(const time_group& group, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).path_and_name;
+std::string_view path_text(const time_group& group, report_scratch& scratch) {
+    text_buffer& text = scratch.path_and_name;
     text.clear();
     append_path_and_name(text, group);
     return text.view();
@@ -99,8 +99,8 @@ bool in_time_range(std::uint64_t time, const mft_entries_ctx& ctx) {
     return ctx.time_start == 0 || (time >= ctx.time_start && time <= ctx.time_stop);
 }
 
-void append_row_fields(text_buffer& line, const macb_row& row, mft_entries_ctx& ctx) {
-    append_date_and_time(line, row.date, ctx.pair_datetime ? " " : std::string_view(ctx.separator), ctx);
+void append_row_fields(text_buffer& line, const macb_row& row, report_scratch& scratch, const mft_entries_ctx& ctx) {
+    append_date_and_time(line, row.date, ctx.pair_datetime ? " " : std::string_view(ctx.separator), scratch, ctx);
     line += ctx.separator;
     append_field(line, "UTC", ctx);
     append_field(line, row.macb_text, ctx);
@@ -120,25 +120,25 @@ void fill_rows(macb_rows& rows, macb_input& input, const time_group& group) {
     group_macb(rows, input, time_mode_filetime);
 }
 
-void write_group(const time_group& group, const timeline_fields& fields, std::ostream& out, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
+void write_group(const time_group& group, const timeline_fields& fields, report_output& out,
+                 const mft_entries_ctx& ctx) {
+    report_scratch& scratch = out.scratch;
     fill_rows(scratch.group_rows, scratch.group_times, group);
     scratch.shared_back.clear();
     append_shared_fields(scratch.shared_back, fields, ctx);
     for (const macb_row& row : scratch.group_rows) {
         if (!in_time_range(row.time, ctx)) continue;
         scratch.line.clear();
-        append_row_fields(scratch.line, row, ctx);
+        append_row_fields(scratch.line, row, scratch, ctx);
         scratch.line += scratch.shared_back.view();
-        write_line(out, scratch.line.view(), ctx);
+        write_line(out, scratch.line.view());
     }
 }
 
 }  // namespace
 
-void write_l2t_rows(const file_record& record, std::ostream& out, mft_entries_ctx& ctx) {
-    const held_rows rows(out, ctx);
-    std::vector<time_group>& groups = scratch_of(ctx).groups;
+void write_l2t_rows(const file_record& record, report_output& out, const mft_entries_ctx& ctx) {
+    std::vector<time_group>& groups = out.scratch.groups;
     groups.clear();
     if (record.parents.empty()) add_pathless_group(groups, record);
     for (const path_entry& path : record.parents) {
@@ -146,10 +146,10 @@ void write_l2t_rows(const file_record& record, std::ostream& out, mft_entries_ct
         add_name_groups(groups, record, path, ctx.hide_dos_fntimes);
     }
     if (groups.empty()) return;
-    if (ctx.header_pending) write_header_line(out, header_line(ctx), ctx);
-    timeline_fields fields{{}, inode_text(record, ctx), notes_text(record, ctx)};
+    if (out.header_pending) write_header_line(out, header_line(ctx));
+    timeline_fields fields{{}, inode_text(record, out.scratch, ctx), notes_text(record, out.scratch)};
     for (const time_group& group : groups) {
-        fields.path_text = path_text(group, ctx);
+        fields.path_text = path_text(group, out.scratch);
         write_group(group, fields, out, ctx);
     }
 }

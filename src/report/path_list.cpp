@@ -1,9 +1,9 @@
 // The bare list of -filepath_only: a path a line, no header, no cell formatting.
 
 #include "base/text.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "report/default_report.h"
-#include "report/report_scratch.h"
+#include "report/report_output.h"
 
 namespace {
 
@@ -18,13 +18,13 @@ const name_entry* name_in(const file_record& record, std::uint64_t parent) {
 
 }  // namespace
 
-void write_path_line(const report_call& call, std::ostream& out, mft_entries_ctx& ctx) {
+void write_path_line(const report_call& call, report_output& out, const mft_entries_ctx&) {
     if (call.path == nullptr || call.record.is_directory() || call.path->value.path.empty()) return;
     const name_entry* name = name_in(call.record, call.path->key);
     if (name == nullptr) return;
     const std::string& path = call.path->value.path;
     if (path.find("<path corrupted>") != std::string::npos) return;
-    text_buffer& text = scratch_of(ctx).path_and_name;
+    text_buffer& text = out.scratch.path_and_name;
     text.clear();
     text += std::string_view(path).substr(path.find(root_part) == std::string::npos ? 0 : root_part.size());
     append_utf8(text, name->name);
@@ -33,5 +33,5 @@ void write_path_line(const report_call& call, std::ostream& out, mft_entries_ctx
         append_utf8(text, call.attribute->name);
     }
     text += '\n';
-    write_line(out, text.view(), ctx);
+    write_line(out, text.view());
 }

@@ -1,62 +1,12 @@
 // One row for each path and stream, with all times of the file in columns: -csvperpath.
 
 #include "base/text.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "report/default_report.h"
-#include "report/report_scratch.h"
+#include "report/columns.h"
+#include "report/report_output.h"
 
 namespace {
-
-// Labels of one set of four times, in the order of the columns: modified, accessed, MFT changed, created.
-struct time_labels {
-    const char* paired[4];
-    const char* dates[4];
-};
-
-constexpr const char* time_half_labels[4] = {"mtime-UTC", "atime-UTC", "ctime-UTC", "btime-UTC"};
-constexpr time_labels si_labels = {{"SI modify-UTC", "SI access-UTC", "SI MFTchanged-UTC", "SI created-UTC"},
-                                   {"SI mdate", "SI adate", "SI cdate", "SI bdate"}};
-constexpr time_labels fn_labels = {{"FN modify-UTC", "FN access-UTC", "FN MFTchanged-UTC", "FN created-UTC"},
-                                   {"FN mdate", "FN adate", "FN cdate", "FN bdate"}};
-constexpr time_labels dos_labels = {
-    {"FN8.3 modify-UTC", "FN8.3 access-UTC", "FN8.3 MFTchanged-UTC", "FN8.3 created-UTC"},
-    {"8.3 mdate", "8.3 adate", "8.3 cdate", "8.3 bdate"}};
-
-void add_time_columns(mft_entries_ctx& ctx, const time_labels& labels) {
-    const std::size_t date = date_width(ctx.date_format), time = time_width(ctx.time_format);
-    for (std::size_t index = 0; index < 4; ++index) {
-        if (ctx.pair_datetime) {
-            column_add(ctx, labels.paired[index], date + time + 1, cell_paired_date_time);
-            continue;
-        }
-        column_add(ctx, labels.dates[index], date);
-        column_add(ctx, time_half_labels[index], time, cell_time_half);
-    }
-}
-
-void add_columns(const report_call& call, mft_entries_ctx& ctx) {
-    column_add(ctx, "MFT entry", 10);
-    column_add(ctx, "seqnum", 6);
-    column_add(ctx, "parent MFT", 10);
-    column_add(ctx, "seqnum", 6);
-    add_time_columns(ctx, si_labels);
-    add_time_columns(ctx, fn_labels);
-    column_add(ctx, "type", 9);
-    column_add(ctx, "ext", 7);
-    column_add(ctx, "size", 10);
-    if (ctx.record_offset_wanted) column_add(ctx, "MFT Offset", 10);
-    column_add(ctx, "name", 15);
-    column_add(ctx, "path", 15);
-    column_add(ctx, "sym link", 15);
-    column_add(ctx, "object ID", 15);
-    column_add(ctx, "ADS metadata", 15);
-    column_add(ctx, "Time warning", 15);
-    if (!ctx.hostname.empty()) column_add(ctx, "hostname", ctx.hostname.size());
-    if (!ctx.hide_dos_fntimes) add_time_columns(ctx, dos_labels);
-    if (ctx.copy_files) column_add(ctx, "extracted file path/file", 15);
-    scratch_of(ctx).columns_show_clusters = !call.hide_clusters;
-    if (!call.hide_clusters) column_add(ctx, "summary data stats", 15);
-}
 
 // The last name in the call's directory, long or 8.3 as asked.
 const name_entry* last_name(const report_call& call, bool dos) {
@@ -68,17 +18,8 @@ const name_entry* last_name(const report_call& call, bool dos) {
     return found;
 }
 
-template <class entry>
-void set_times(result_row& row, int& index, const entry* times, const mft_entries_ctx& ctx) {
-    const cell_kind kind = ctx.pair_datetime ? cell_paired_date_time : cell_date_time;
-    index += cell_set_value(row, index, times == nullptr ? 0 : times->modified, kind);
-    index += cell_set_value(row, index, times == nullptr ? 0 : times->accessed, kind);
-    index += cell_set_value(row, index, times == nullptr ? 0 : times->mft_changed, kind);
-    index += cell_set_value(row, index, times == nullptr ? 0 : times->created, kind);
-}
-
-std::string_view type_text(const report_call& call, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).type;
+std::string_view type_text(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
+    text_buffer& text = scratch.type;
     text.clear();
     text += record_type_word(call.record, ctx);
     if (call.attribute == nullptr) return text.view();
@@ -89,8 +30,8 @@ std::string_view type_text(const report_call& call, mft_entries_ctx& ctx) {
     return text.view();
 }
 
-std::string_view ext_text(const report_call& call, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).ext;
+std::string_view ext_text(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
+    text_buffer& text = scratch.ext;
     text.clear();
     if (call.path == nullptr || call.record.is_directory()) return text.view();
     const std::u16string_view ext = extension_of(call.path->value.name, false);
@@ -107,14 +48,14 @@ const attr_entry* sized_attribute(const report_call& call) {
     return nullptr;
 }
 
-void set_size(result_row& row, int& index, const report_call& call) {
-    const attr_entry* attribute = sized_attribute(call);
-    index += attribute == nullptr ? cell_set_text(row, index, {})
-                                  : cell_set_value(row, index, attribute->data_size(), cell_u64);
+void add_size(row_in_hand& row) {
+    const attr_entry* attribute = sized_attribute(row.call);
+    if (attribute == nullptr) return row.add_text({});
+    row.add_number(attribute->data_size(), cell_u64);
 }
 
-std::string_view name_text(const report_call& call, const name_entry* name, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).name;
+std::string_view name_text(const report_call& call, const name_entry* name, report_scratch& scratch) {
+    text_buffer& text = scratch.name;
     text.clear();
     if (name == nullptr) {
         text += "<no filename>";
@@ -133,8 +74,8 @@ std::uint64_t stream_list_size(const attr_entry& attribute) {
     return attribute.non_resident() && allocated != 0 ? allocated : attribute.value_length();
 }
 
-std::string_view stream_list(const report_call& call, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).streams;
+std::string_view stream_list(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
+    text_buffer& text = scratch.streams;
     text.clear();
     if (call.attribute != nullptr) return text.view();
     for (const auto& item : call.record.attributes) {
@@ -148,48 +89,99 @@ std::string_view stream_list(const report_call& call, mft_entries_ctx& ctx) {
     return text.view();
 }
 
-std::string_view data_stats(const report_call& call, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).clusters;
+std::string_view data_stats(const report_call& call, report_scratch& scratch) {
+    text_buffer& text = scratch.clusters;
     text.clear();
     if (!call.hide_clusters && call.attribute != nullptr) append_cluster_text(text, *call.attribute);
     return text.view();
 }
 
+std::string_view path_text(const report_call& call) {
+    return call.path == nullptr ? std::string_view() : call.path->value.path;
+}
+
+std::string_view links_text(const row_in_hand& row) {
+    row.scratch.links.clear();
+    append_reparse_targets(row.scratch.links, row.call.record);
+    return row.scratch.links.view();
+}
+
+std::string_view object_ids_text(const row_in_hand& row) {
+    row.scratch.object_ids.clear();
+    append_object_ids(row.scratch.object_ids, row.call.record);
+    return row.scratch.object_ids.view();
+}
+
+template <std::uint64_t si_entry::*time>
+void add_si_time(row_in_hand& row) {
+    row.add_time(row.si == nullptr ? 0 : row.si->*time);
+}
+
+template <std::uint64_t name_entry::*time>
+void add_name_time(row_in_hand& row) {
+    row.add_time(row.long_name == nullptr ? 0 : row.long_name->*time);
+}
+
+template <std::uint64_t name_entry::*time>
+void add_dos_time(row_in_hand& row) {
+    row.add_time(row.dos_name == nullptr ? 0 : row.dos_name->*time);
+}
+
+using call_t = report_call;
+using ctx_t = mft_entries_ctx;
+
+bool wants_offset(const call_t&, const ctx_t& ctx) { return ctx.record_offset_wanted; }
+bool wants_host(const call_t&, const ctx_t& ctx) { return !ctx.hostname.empty(); }
+bool wants_dos_times(const call_t&, const ctx_t& ctx) { return !ctx.hide_dos_fntimes; }
+bool wants_copies(const call_t&, const ctx_t& ctx) { return ctx.copy_files; }
+bool wants_clusters(const call_t& first, const ctx_t&) { return !first.hide_clusters; }
+
+using si = si_entry;
+using fn = name_entry;
+
+// Letters of the split labels: modified, accessed, MFT changed, born.
+constexpr report_column columns[] = {
+    {"MFT entry", 10, nullptr, [](row_in_hand& row) { row.add_number(row.call.record.inode, cell_u64); }},
+    {"seqnum", 6, nullptr, [](row_in_hand& row) { row.add_number(row.call.record.sequence, cell_u16); }},
+    {"parent MFT", 10, nullptr, [](row_in_hand& row) { row.add_number(parent_number(row.call.path), cell_u64); }},
+    {"seqnum", 6, nullptr, [](row_in_hand& row) { row.add_number(parent_sequence(row.call.path), cell_u16); }},
+    {"SI modify-UTC", width_of_time, nullptr, add_si_time<&si::modified>, "SI mdate", "mtime-UTC"},
+    {"SI access-UTC", width_of_time, nullptr, add_si_time<&si::accessed>, "SI adate", "atime-UTC"},
+    {"SI MFTchanged-UTC", width_of_time, nullptr, add_si_time<&si::mft_changed>, "SI cdate", "ctime-UTC"},
+    {"SI created-UTC", width_of_time, nullptr, add_si_time<&si::created>, "SI bdate", "btime-UTC"},
+    {"FN modify-UTC", width_of_time, nullptr, add_name_time<&fn::modified>, "FN mdate", "mtime-UTC"},
+    {"FN access-UTC", width_of_time, nullptr, add_name_time<&fn::accessed>, "FN adate", "atime-UTC"},
+    {"FN MFTchanged-UTC", width_of_time, nullptr, add_name_time<&fn::mft_changed>, "FN cdate", "ctime-UTC"},
+    {"FN created-UTC", width_of_time, nullptr, add_name_time<&fn::created>, "FN bdate", "btime-UTC"},
+    {"type", 9, nullptr, [](row_in_hand& row) { row.add_text(type_text(row.call, row.scratch, row.ctx)); }},
+    {"ext", 7, nullptr, [](row_in_hand& row) { row.add_text(ext_text(row.call, row.scratch, row.ctx)); }},
+    {"size", 10, nullptr, add_size},
+    {"MFT Offset", 10, wants_offset, [](row_in_hand& row) { row.add_number(row.call.record.record_offset, cell_u64); }},
+    {"name", 15, nullptr, [](row_in_hand& row) { row.add_text(name_text(row.call, row.long_name, row.scratch)); }},
+    {"path", 15, nullptr, [](row_in_hand& row) { row.add_text(path_text(row.call)); }},
+    {"sym link", 15, nullptr, [](row_in_hand& row) { row.add_text(links_text(row)); }},
+    {"object ID", 15, nullptr, [](row_in_hand& row) { row.add_text(object_ids_text(row)); }},
+    {"ADS metadata", 15, nullptr, [](row_in_hand& row) { row.add_text(stream_list(row.call, row.scratch, row.ctx)); }},
+    {"Time warning", 15, nullptr, [](row_in_hand& row) { row.add_text(row.call.record.time_warning_text); }},
+    {"hostname", width_of_hostname, wants_host, [](row_in_hand& row) { row.add_text(row.ctx.hostname); }},
+    {"FN8.3 modify-UTC", width_of_time, wants_dos_times, add_dos_time<&fn::modified>, "8.3 mdate", "mtime-UTC"},
+    {"FN8.3 access-UTC", width_of_time, wants_dos_times, add_dos_time<&fn::accessed>, "8.3 adate", "atime-UTC"},
+    {"FN8.3 MFTchanged-UTC", width_of_time, wants_dos_times, add_dos_time<&fn::mft_changed>, "8.3 cdate", "ctime-UTC"},
+    {"FN8.3 created-UTC", width_of_time, wants_dos_times, add_dos_time<&fn::created>, "8.3 bdate", "btime-UTC"},
+    {"extracted file path/file", 15, wants_copies,
+     [](row_in_hand& row) { row.add_text(row.scratch.extracted_path); }},
+    {"summary data stats", 15, wants_clusters, [](row_in_hand& row) { row.add_text(data_stats(row.call, row.scratch)); }},
+};
+
 }  // namespace
 
-void write_per_path_row(const report_call& call, std::ostream& out, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
-    if (scratch.columns.empty()) add_columns(call, ctx);
-    const file_record& record = call.record;
-    const si_entry* si = record.std_infos.empty() ? nullptr : &record.std_infos.begin()->value;
-    const name_entry* name = last_name(call, false);
-    scratch.links.clear();
-    append_reparse_targets(scratch.links, record);
-    scratch.object_ids.clear();
-    append_object_ids(scratch.object_ids, record);
-
-    result_row& row = scratch.row;
-    row_reset(row, scratch.columns.size());
-    int index = 0;
-    index += cell_set_value(row, index, record.inode, cell_u64);
-    index += cell_set_value(row, index, record.sequence, cell_u16);
-    index += cell_set_value(row, index, parent_number(call.path), cell_u64);
-    index += cell_set_value(row, index, parent_sequence(call.path), cell_u16);
-    set_times(row, index, si, ctx);
-    set_times(row, index, name, ctx);
-    index += cell_set_text(row, index, type_text(call, ctx));
-    index += cell_set_text(row, index, ext_text(call, ctx));
-    set_size(row, index, call);
-    if (ctx.record_offset_wanted) index += cell_set_value(row, index, record.record_offset, cell_u64);
-    index += cell_set_text(row, index, name_text(call, name, ctx));
-    index += cell_set_text(row, index, call.path == nullptr ? std::string_view() : call.path->value.path);
-    index += cell_set_text(row, index, scratch.links.view());
-    index += cell_set_text(row, index, scratch.object_ids.view());
-    index += cell_set_text(row, index, stream_list(call, ctx));
-    index += cell_set_text(row, index, record.time_warning_text);
-    if (!ctx.hostname.empty()) index += cell_set_text(row, index, ctx.hostname);
-    if (!ctx.hide_dos_fntimes) set_times(row, index, last_name(call, true), ctx);
-    if (ctx.copy_files) index += cell_set_text(row, index, scratch.extracted_path);
-    if (scratch.columns_show_clusters) cell_set_text(row, index, data_stats(call, ctx));
-    write_row(out, row, ctx);
+void write_per_path_row(const report_call& call, report_output& out, const mft_entries_ctx& ctx) {
+    report_scratch& scratch = out.scratch;
+    choose_columns(scratch, columns, call, ctx);
+    row_in_hand row{call, scratch, ctx};
+    row.si = call.record.std_infos.empty() ? nullptr : &call.record.std_infos.begin()->value;
+    row.long_name = last_name(call, false);
+    row.dos_name = last_name(call, true);
+    fill_row(row);
+    write_row(out, scratch.row, ctx);
 }

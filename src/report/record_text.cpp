@@ -4,8 +4,8 @@
 #include <iterator>
 
 #include "base/text.h"
-#include "front/run_context.h"
 #include "ntfs/attributes.h"
+#include "run/run_context.h"
 
 namespace {
 

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 
-#include "base/numbers.h"
-#include "front/run_context.h"
-#include "report/report_scratch.h"
+#include "report/report_output.h"
+#include "run/run_context.h"
 
 namespace {
 
@@ -16,25 +15,22 @@ bool is_unnamed_data(const attr_entry& attribute) {
     return attribute.name.empty() && attribute.label == "unnamed data";
 }
 
-void forget_digested(mft_entries_ctx& ctx) { scratch_of(ctx).digested.clear(); }
+void forget_digested(report_scratch& scratch) { scratch.digested.clear(); }
 
-bool first_sight(attr_key stream, mft_entries_ctx& ctx) {
-    std::vector<attr_key>& digested = scratch_of(ctx).digested;
+bool first_sight(attr_key stream, report_scratch& scratch) {
+    std::vector<attr_key>& digested = scratch.digested;
     if (std::find(digested.begin(), digested.end(), stream) != digested.end()) return false;
     digested.push_back(stream);
     return true;
 }
 
-bool take_digests(const file_record& record, const attr_entry& attribute, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
+bool take_digests(const file_record&, const attr_entry&, report_scratch& scratch, const mft_entries_ctx&) {
     scratch.md5_text.clear();
     scratch.sha1_text.clear();
-    (void)record;
-    (void)attribute;
     return false;
 }
 
-void show_zero_digests(mft_entries_ctx& ctx) {
-    scratch_of(ctx).md5_text.assign(md5_digits, '0');
-    scratch_of(ctx).sha1_text.assign(sha1_digits, '0');
+void show_zero_digests(report_scratch& scratch) {
+    scratch.md5_text.assign(md5_digits, '0');
+    scratch.sha1_text.assign(sha1_digits, '0');
 }

@@ -23,3 +23,8 @@ struct timeline {
     std::vector<timeline_entry> entries;  // of each time; behind them, storage of earlier calls
     std::vector<std::uint32_t> order;
 };
+
+// Where the cells of a group's rows differ: the date, the letters, and the path.
+struct row_places {
+    int date = 0, macb = 0, path = 0;
+};

@@ -5,9 +5,10 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
+#include "report/columns.h"
 #include "report/default_report.h"
-#include "report/report_scratch.h"
+#include "report/report_output.h"
 #include "report/timeline_entry.h"
 
 namespace {
@@ -19,38 +20,6 @@ struct four_times {
 template <class entry>
 four_times times_of(const entry& from) {
     return {from.modified, from.accessed, from.mft_changed, from.created};
-}
-
-void add_columns(const report_call& call, mft_entries_ctx& ctx) {
-    const bool clusters = !call.hide_clusters;
-    scratch_of(ctx).columns_show_clusters = clusters;
-    const std::size_t date = date_width(ctx.date_format), time = time_width(ctx.time_format);
-    column_add(ctx, "mft entry", 10);
-    column_add(ctx, "seqnum", 6);
-    column_add(ctx, "parent mft", 10);
-    column_add(ctx, "seqnum", 6);
-    column_add(ctx, "type", 7);
-    column_add(ctx, "ext", 9);
-    column_add(ctx, "ref", 3);
-    if (clusters) column_add(ctx, "size data", 1);
-    if (ctx.pair_datetime) {
-        column_add(ctx, "date/time-utc", date + time + 1, cell_paired_date_time);
-    } else {
-        column_add(ctx, "date", date);
-        column_add(ctx, "time-utc", time, cell_time_half);
-    }
-    column_add(ctx, "MACB", 33);
-    if (clusters) column_add(ctx, "data type", 14);
-    column_add(ctx, "other info", 14);
-    if (ctx.want_md5) column_add(ctx, "MD5 hash", 32);
-    if (ctx.want_sha1) column_add(ctx, "SHA1 hash", 40);
-    column_add(ctx, "path and filename", 50);
-    column_add(ctx, clusters ? "clusters/relevant data" : "various data types", clusters ? 38 : 7);
-    if (ctx.copy_files) {
-        column_add(ctx, "extracted file path/file", 0);
-    } else if (ctx.fetch_header) {
-        column_add(ctx, "header info", 0);
-    }
 }
 
 // The entry of a timestamp, made if it is new. A call has a handful of them: looking at each beats any order.
@@ -141,15 +110,14 @@ void fill_timeline(const report_call& call, report_scratch& scratch, const mft_e
     put_in_order(scratch.times);
 }
 
-std::string_view inode_text(const report_call& call, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).inode;
+std::string_view inode_text(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
+    text_buffer& text = scratch.inode;
     text.clear();
     append_number_text(text, call.record.inode, 8, ctx);
     return text.view();
 }
 
-std::string_view ext_text(const report_call& call, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
+std::string_view ext_text(const report_call& call, report_scratch& scratch) {
     text_buffer& text = scratch.ext;
     text.clear();
     if (call.path != nullptr && !call.record.is_directory() && !scratch.times.times.empty()) {
@@ -180,8 +148,7 @@ void append_path_info(text_buffer& text, const report_call& call, const report_s
     text += ']';
 }
 
-std::string_view other_info(const report_call& call, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
+std::string_view other_info(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
     text_buffer& text = scratch.other_info;
     const file_record& record = call.record;
     text.clear();
@@ -203,8 +170,8 @@ std::string_view other_info(const report_call& call, mft_entries_ctx& ctx) {
     return text.view();
 }
 
-std::string_view cluster_text(const report_call& call, mft_entries_ctx& ctx) {
-    text_buffer& text = scratch_of(ctx).clusters;
+std::string_view cluster_text(const report_call& call, report_scratch& scratch) {
+    text_buffer& text = scratch.clusters;
     text.clear();
     if (call.hide_clusters) {
         append_data_types(text, call.record);
@@ -214,8 +181,7 @@ std::string_view cluster_text(const report_call& call, mft_entries_ctx& ctx) {
     return text.view();
 }
 
-std::string_view last_column_text(const report_call& call, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
+std::string_view last_column_text(const report_call& call, report_scratch& scratch) {
     if (!scratch.extracted_path.empty()) return scratch.extracted_path;
     text_buffer& text = scratch.head_bytes;
     text.clear();
@@ -305,59 +271,78 @@ bool same_names(const timeline_entry& left, const timeline_entry& right) {
     return left.long_names == right.long_names && left.dos_names == right.dos_names;
 }
 
-// Where the cells of a group's rows differ: the date and the letters, and the path.
-struct row_places {
-    int date = 0, macb = 0, path = 0;
-};
+using call_t = report_call;
+using ctx_t = mft_entries_ctx;
 
-// Sets what all rows of the group share.
-row_places fill_row(result_row& row, const report_call& call, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
-    const file_record& record = call.record;
-    const bool clusters = scratch.columns_show_clusters;
-    row_places places;
-    int index = 0;
-    index += cell_set_text(row, index, inode_text(call, ctx), cell_inode_text);
-    index += cell_set_value(row, index, record.sequence, cell_u16, cell_always_decimal);
-    index += cell_set_value(row, index, parent_number(call.path), cell_u64);
-    index += cell_set_value(row, index, parent_sequence(call.path), cell_u16, cell_always_decimal);
-    index += cell_set_text(row, index, record_type_word(record, ctx));
-    index += cell_set_text(row, index, ext_text(call, ctx));
-    index += cell_set_value(row, index, record.link_count(), cell_u32, cell_always_decimal);
-    if (clusters) {
-        const std::uint64_t size = call.attribute == nullptr ? 0 : call.attribute->data_size();
-        index += cell_set_value(row, index, size, cell_u64);
-    }
-    places.date = index;
-    index += ctx.pair_datetime ? 1 : 2;
-    places.macb = index++;
-    if (clusters) index += cell_set_text(row, index, call.attribute == nullptr ? "" : call.attribute->label);
-    index += cell_set_text(row, index, other_info(call, ctx));
-    if (ctx.want_md5) index += cell_set_text(row, index, scratch.md5_text);
-    if (ctx.want_sha1) index += cell_set_text(row, index, scratch.sha1_text);
-    places.path = index++;
-    index += cell_set_text(row, index, cluster_text(call, ctx));
-    if (index < row.cell_count) cell_set_text(row, index, last_column_text(call, ctx));
-    return places;
+bool shows_clusters(const call_t& first, const ctx_t&) { return !first.hide_clusters; }
+bool hides_clusters(const call_t& first, const ctx_t&) { return first.hide_clusters; }
+bool wants_md5(const call_t&, const ctx_t& ctx) { return ctx.want_md5; }
+bool wants_sha1(const call_t&, const ctx_t& ctx) { return ctx.want_sha1; }
+bool wants_copies(const call_t&, const ctx_t& ctx) { return ctx.copy_files; }
+bool wants_heads(const call_t&, const ctx_t& ctx) { return ctx.fetch_header && !ctx.copy_files; }
+
+void add_size(row_in_hand& row) {
+    row.add_number(row.call.attribute == nullptr ? 0 : row.call.attribute->data_size(), cell_u64);
 }
+
+void add_label(row_in_hand& row) { row.add_text(row.call.attribute == nullptr ? "" : row.call.attribute->label); }
+void add_clusters(row_in_hand& row) { row.add_text(cluster_text(row.call, row.scratch)); }
+void add_last(row_in_hand& row) { row.add_text(last_column_text(row.call, row.scratch)); }
+
+// Cells that differ within a group are set for each of its rows.
+void leave_date(row_in_hand& row) {
+    row.scratch.places.date = row.next;
+    row.next += row.ctx.pair_datetime ? 1 : 2;
+}
+void leave_macb(row_in_hand& row) { row.scratch.places.macb = row.next++; }
+void leave_path(row_in_hand& row) { row.scratch.places.path = row.next++; }
+
+// Numbers that stand in decimal whatever the run's base.
+constexpr std::uint32_t decimal = cell_always_decimal;
+
+constexpr report_column columns[] = {
+    {"mft entry", 10, nullptr,
+     [](row_in_hand& row) { row.add_text(inode_text(row.call, row.scratch, row.ctx), cell_inode_text); }},
+    {"seqnum", 6, nullptr, [](row_in_hand& row) { row.add_number(row.call.record.sequence, cell_u16, decimal); }},
+    {"parent mft", 10, nullptr, [](row_in_hand& row) { row.add_number(parent_number(row.call.path), cell_u64); }},
+    {"seqnum", 6, nullptr,
+     [](row_in_hand& row) { row.add_number(parent_sequence(row.call.path), cell_u16, decimal); }},
+    {"type", 7, nullptr, [](row_in_hand& row) { row.add_text(record_type_word(row.call.record, row.ctx)); }},
+    {"ext", 9, nullptr, [](row_in_hand& row) { row.add_text(ext_text(row.call, row.scratch)); }},
+    {"ref", 3, nullptr, [](row_in_hand& row) { row.add_number(row.call.record.link_count(), cell_u32, decimal); }},
+    // Kept: a width of 1 never pads.
+    {"size data", 1, shows_clusters, add_size},
+    {"date/time-utc", width_of_time, nullptr, leave_date, "date", "time-utc"},
+    {"MACB", 33, nullptr, leave_macb},
+    {"data type", 14, shows_clusters, add_label},
+    {"other info", 14, nullptr, [](row_in_hand& row) { row.add_text(other_info(row.call, row.scratch, row.ctx)); }},
+    {"MD5 hash", 32, wants_md5, [](row_in_hand& row) { row.add_text(row.scratch.md5_text); }},
+    {"SHA1 hash", 40, wants_sha1, [](row_in_hand& row) { row.add_text(row.scratch.sha1_text); }},
+    {"path and filename", 50, nullptr, leave_path},
+    {"clusters/relevant data", 38, shows_clusters, add_clusters},
+    {"various data types", 7, hides_clusters, add_clusters},
+    {"extracted file path/file", 0, wants_copies, add_last},
+    {"header info", 0, wants_heads, add_last},
+};
 
 }  // namespace
 
-void write_timeline_rows(const report_call& call, std::ostream& out, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
+void write_timeline_rows(const report_call& call, report_output& out, const mft_entries_ctx& ctx) {
+    report_scratch& scratch = out.scratch;
     fill_timeline(call, scratch, ctx);
     if (!any_row(scratch, ctx)) return;
-    if (scratch.columns.empty()) add_columns(call, ctx);
-    if (ctx.header_pending) write_header(out, ctx);
+    choose_columns(scratch, columns, call, ctx);
+    if (out.header_pending) write_header(out, ctx);
 
+    row_in_hand group{call, scratch, ctx};
+    fill_row(group);
     result_row& row = scratch.row;
-    row_reset(row, scratch.columns.size());
-    const row_places places = fill_row(row, call, ctx);
+    const row_places& places = scratch.places;
     const auto date = static_cast<std::size_t>(places.date);
     const auto behind_macb = static_cast<std::size_t>(places.macb) + 1;
     text_buffer& line = scratch.line;
     line.clear();
-    append_cells(line, row, 0, date, ctx);
+    append_cells(line, row, 0, date, scratch, ctx);
     const std::size_t front = line.size();
     const timeline_entry* previous = nullptr;
     for (const std::uint32_t index : scratch.times.order) {
@@ -367,15 +352,15 @@ void write_timeline_rows(const report_call& call, std::ostream& out, mft_entries
         if (previous == nullptr || !same_names(*previous, entry)) {
             cell_set_text(row, places.path, path_and_name(entry, call, scratch));
             scratch.shared_back.clear();
-            append_cells(scratch.shared_back, row, behind_macb, row.cells.size(), ctx);
+            append_cells(scratch.shared_back, row, behind_macb, row.cells.size(), scratch, ctx);
             scratch.shared_back += '\n';
         }
         previous = &entry;
         cell_set_value(row, places.date, time, ctx.pair_datetime ? cell_paired_date_time : cell_date_time);
         cell_set_text(row, places.macb, macb_text(entry, scratch));
         line.cut(front);
-        append_cells(line, row, date, behind_macb, ctx);
+        append_cells(line, row, date, behind_macb, scratch, ctx);
         line += scratch.shared_back.view();
-        write_line(out, line.view(), ctx);
+        write_line(out, line.view());
     }
 }

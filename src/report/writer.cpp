@@ -7,8 +7,8 @@
 #include <string>
 
 #include "base/digits.h"
-#include "front/run_context.h"
-#include "report/report_scratch.h"
+#include "report/report_output.h"
+#include "run/run_context.h"
 
 namespace {
 
@@ -193,20 +193,20 @@ void plan_rows(report_scratch& scratch, const mft_entries_ctx& ctx) {
 // A record of a hundred thousand rows must not lie in memory whole: at this size, in bytes, they leave early.
 constexpr std::size_t most_held = 64 * 1024;
 
-void write_block(std::ostream& out, std::string_view lines, mft_entries_ctx& ctx) {
-    if (ctx.results_failed) return;
+void write_block(report_output& out, std::string_view lines) {
+    if (out.failed) return;
     // Straight to the buffer: a formatted write and a flush look at the stream's state four times a row.
-    std::streambuf* buffer = out.rdbuf();
+    std::streambuf* buffer = out.stream.rdbuf();
     const auto size = static_cast<std::streamsize>(lines.size());
     if (buffer != nullptr && buffer->sputn(lines.data(), size) == size && buffer->pubsync() == 0) return;
-    out.setstate(std::ios::badbit);
-    ctx.results_failed = true;
+    out.stream.setstate(std::ios::badbit);
+    out.failed = true;
 }
 
-void write_held(std::ostream& out, report_scratch& scratch, mft_entries_ctx& ctx) {
-    if (scratch.held.empty()) return;
-    write_block(out, scratch.held.view(), ctx);
-    scratch.held.clear();
+void write_held(report_output& out) {
+    if (out.held.empty()) return;
+    write_block(out, out.held.view());
+    out.held.clear();
 }
 
 }  // namespace
@@ -231,35 +231,36 @@ int cell_set_value(result_row& row, int index, std::uint64_t value, cell_kind ki
     return 2;
 }
 
-void column_add(mft_entries_ctx& ctx, std::string_view label, std::size_t width, cell_kind kind) {
+void column_add(report_scratch& scratch, const mft_entries_ctx& ctx, std::string_view label, std::size_t width,
+                cell_kind kind) {
     const auto shown_width = ctx.no_whitespace ? 0 : static_cast<std::int64_t>(width);
-    scratch_of(ctx).columns.push_back({kind, 0, shown_width, label, 0});
+    scratch.columns.push_back({kind, 0, shown_width, label, 0});
 }
 
-void write_header(std::ostream& out, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
+void write_header(report_output& out, const mft_entries_ctx& ctx) {
+    const std::vector<result_cell>& columns = out.scratch.columns;
     std::string line;
-    for (std::size_t index = 0; index < scratch.columns.size(); ++index) {
-        const result_cell& column = scratch.columns[index];
+    for (std::size_t index = 0; index < columns.size(); ++index) {
+        const result_cell& column = columns[index];
         const bool holds_time = column.kind == cell_time_half || column.kind == cell_paired_date_time;
         if (holds_time && ctx.blank_before_time) line += ' ';
         line += column.text;
         const std::size_t width = pad_width(column);
         if (column.text.size() < width) line.append(width - column.text.size(), ' ');
-        if (index + 1 < scratch.columns.size()) line += ctx.separator;
+        if (index + 1 < columns.size()) line += ctx.separator;
     }
     line += '\n';
-    write_header_line(out, line, ctx);
+    write_header_line(out, line);
 }
 
-void write_header_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx) {
-    if (!ctx.header_pending) return;
-    write_line(out, line, ctx);
-    ctx.header_pending = false;
+void write_header_line(report_output& out, std::string_view line) {
+    if (!out.header_pending) return;
+    write_line(out, line);
+    out.header_pending = false;
 }
 
-void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
+void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, report_scratch& scratch,
+                  const mft_entries_ctx& ctx) {
     plan_rows(scratch, ctx);
     const auto in_row = static_cast<std::size_t>(row.cell_count);
     const std::size_t count = std::min({to, in_row, scratch.columns.size()});
@@ -272,17 +273,17 @@ void append_cells(text_buffer& line, const result_row& row, std::size_t from, st
     line.set_end(at);
 }
 
-void write_row(std::ostream& out, const result_row& row, mft_entries_ctx& ctx) {
-    if (ctx.header_pending) write_header(out, ctx);
-    text_buffer& line = scratch_of(ctx).line;
+void write_row(report_output& out, const result_row& row, const mft_entries_ctx& ctx) {
+    if (out.header_pending) write_header(out, ctx);
+    text_buffer& line = out.scratch.line;
     line.clear();
-    append_cells(line, row, 0, row.cells.size(), ctx);
+    append_cells(line, row, 0, row.cells.size(), out.scratch, ctx);
     line += '\n';
-    write_line(out, line.view(), ctx);
+    write_line(out, line.view());
 }
 
-void append_date_and_time(text_buffer& line, const time_point& time, std::string_view between, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
+void append_date_and_time(text_buffer& line, const time_point& time, std::string_view between, report_scratch& scratch,
+                          const mft_entries_ctx& ctx) {
     plan_rows(scratch, ctx);
     char* at = line.room(date_room + between.size() + time_room);
     at += put_date(at, time, scratch.date);
@@ -290,26 +291,22 @@ void append_date_and_time(text_buffer& line, const time_point& time, std::string
     line.set_end(at + put_time(at, time, scratch.clock));
 }
 
-void write_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx) {
-    report_scratch& scratch = scratch_of(ctx);
-    if (!scratch.holds_rows) {
-        write_block(out, line, ctx);
+void write_line(report_output& out, std::string_view line) {
+    if (!out.holds_rows) {
+        write_block(out, line);
         return;
     }
-    scratch.held += line;
-    if (scratch.held.size() >= most_held) write_held(out, scratch, ctx);
+    out.held += line;
+    if (out.held.size() >= most_held) write_held(out);
 }
 
-held_rows::held_rows(std::ostream& out, mft_entries_ctx& ctx) : out_(out), ctx_(ctx) {
-    scratch_of(ctx).holds_rows = true;
-}
+held_rows::held_rows(report_output& out) : out_(out) { out.holds_rows = true; }
 
 held_rows::~held_rows() {
-    report_scratch& scratch = *ctx_.report_state;
-    scratch.holds_rows = false;
+    out_.holds_rows = false;
     try {
-        write_held(out_, scratch, ctx_);
+        write_held(out_);
     } catch (const std::bad_alloc&) {
-        ctx_.results_failed = true;  // the host's line ends found no room
+        out_.failed = true;  // the host's line ends found no room
     }
 }

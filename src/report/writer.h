@@ -4,13 +4,14 @@
 #pragma once
 
 #include <cstdint>
-#include <iosfwd>
 #include <string_view>
 #include <vector>
 
 #include "report/text_buffer.h"
 
 struct mft_entries_ctx;
+struct report_output;
+struct report_scratch;
 struct time_point;
 
 enum cell_kind : std::uint16_t {
@@ -51,33 +52,35 @@ int cell_set_text(result_row& row, int index, std::string_view text, std::uint32
 int cell_set_value(result_row& row, int index, std::uint64_t value, cell_kind kind, std::uint32_t flags = 0);
 
 // Widths become 0 where the run wants no white space.
-void column_add(mft_entries_ctx& ctx, std::string_view label, std::size_t width, cell_kind kind = cell_empty);
+void column_add(report_scratch& scratch, const mft_entries_ctx& ctx, std::string_view label, std::size_t width,
+                cell_kind kind = cell_empty);
 
 // Writes the labels and clears header_pending.
-void write_header(std::ostream& out, mft_entries_ctx& ctx);
+void write_header(report_output& out, const mft_entries_ctx& ctx);
 // The same for a report without columns: the line as it is, if the header is still pending.
-void write_header_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx);
+void write_header_line(report_output& out, std::string_view line);
 // One line for the row, after the header line if that is still pending.
-void write_row(std::ostream& out, const result_row& row, mft_entries_ctx& ctx);
+void write_row(report_output& out, const result_row& row, const mft_entries_ctx& ctx);
 
 // For rows that share cells: the text of cells `from` up to `to`, separators behind each but a row's last.
-void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, mft_entries_ctx& ctx);
+void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, report_scratch& scratch,
+                  const mft_entries_ctx& ctx);
 // Date and time of a valid point in the run's formats.
-void append_date_and_time(text_buffer& line, const time_point& time, std::string_view between, mft_entries_ctx& ctx);
-// Writes and flushes in one go, or holds the line back where held_rows says so. A failure is noted in the context and
-// ends the walk; nothing is written behind it.
-void write_line(std::ostream& out, std::string_view line, mft_entries_ctx& ctx);
+void append_date_and_time(text_buffer& line, const time_point& time, std::string_view between, report_scratch& scratch,
+                          const mft_entries_ctx& ctx);
+// Writes and flushes in one go, or holds the line back where held_rows says so. A failure is noted and ends the walk;
+// nothing is written behind it.
+void write_line(report_output& out, std::string_view line);
 
-// While it lives, lines are held back; when it goes, they leave in one write. A report makes one for each record, so
-// that a record costs one call of the system however many rows it has, and all of them are out before the next is read.
+// While it lives, lines are held back; when it goes, they leave in one write. There is one for each record, so that a
+// record costs one call of the system however many rows it has, and all of them are out before the next is read.
 class held_rows {
 public:
-    held_rows(std::ostream& out, mft_entries_ctx& ctx);
+    explicit held_rows(report_output& out);
     ~held_rows();
     held_rows(const held_rows&) = delete;
     held_rows& operator=(const held_rows&) = delete;
 
 private:
-    std::ostream& out_;
-    mft_entries_ctx& ctx_;
+    report_output& out_;
 };

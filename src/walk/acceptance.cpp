@@ -2,11 +2,11 @@
 
 #include <cstring>
 
-#include "front/run_context.h"
 #include "ntfs/record_read.h"
+#include "run/run_context.h"
 #include "walk/filters.h"
-#include "walk/paths.h"
 #include "walk/time_analysis.h"
+#include "walk/walk_state.h"
 
 namespace {
 
@@ -47,19 +47,19 @@ bool decode_attributes(file_record& record, byte_view bytes, std::size_t first, 
     return decoded;
 }
 
-void note_directory(const file_record& record, bool cut_by_budget, mft_entries_ctx& ctx) {
+void note_directory(const file_record& record, bool cut_by_budget, path_cache& paths) {
     if (!record.is_directory()) return;
     const bool is_baad = std::memcmp(record.header.data(), "BAAD", 4) == 0;
     // A decode that the budget cut short, or of a record that a read refuses, is the walk's alone.
     const bool reads_alike = !cut_by_budget && !is_baad;
-    add_directory_node(*ctx.paths, record, reads_alike);
+    add_directory_node(paths, record, reads_alike);
 }
 
 // Steps behind the decode, as far as they can drop the record.
-bool select_decoded(file_record& record, bool pre_passed, mft_entries_ctx& ctx) {
+bool select_decoded(file_record& record, bool pre_passed, mft_entries_ctx& ctx, walk_state& state) {
     if ((ctx.time_start != 0 || ctx.time_stop != 0) && !evaluate_time_range(record, ctx)) return false;
     bool or_pass = false;
-    if (evaluate_or_filters(record, ctx)) {
+    if (evaluate_or_filters(record, ctx, state)) {
         or_pass = has_or_filters(ctx);
     } else if (ctx.and_logic || (!pre_passed && ctx.rules.empty())) {
         return false;
@@ -72,7 +72,8 @@ bool select_decoded(file_record& record, bool pre_passed, mft_entries_ctx& ctx) 
 
 }  // namespace
 
-bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode, mft_entries_ctx& ctx) {
+bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode, mft_entries_ctx& ctx,
+                       walk_state& state) {
     record.clear();
     record.source_text = ctx.source_text;
     const std::size_t first = fill_header_fields(record, inode, bytes);
@@ -84,10 +85,10 @@ bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode
     if (first + 72 > bytes.size || 2 * first > bytes.size) return false;
     bool cut_by_budget = false;
     if (!decode_attributes(record, bytes, first, ctx, cut_by_budget)) return false;
-    note_directory(record, cut_by_budget, ctx);
+    note_directory(record, cut_by_budget, state.paths);
 
-    if (!select_decoded(record, selection == pre_selection::passed, ctx)) return false;
+    if (!select_decoded(record, selection == pre_selection::passed, ctx, state)) return false;
     analyze_record_times(record);
-    for (auto& item : record.parents) build_path(item.value.path, item.key & inode_mask, ctx, *ctx.paths);
+    for (auto& item : record.parents) build_path(item.value.path, item.key & inode_mask, ctx, state.paths);
     return true;
 }

@@ -9,6 +9,8 @@
 
 struct file_record;
 struct mft_entries_ctx;
+struct walk_state;
 
 // `bytes` is a record with its fixups applied ("BAAD" records come as they lie). False: not decodable, or not wanted.
-bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode, mft_entries_ctx& ctx);
+bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode, mft_entries_ctx& ctx,
+                       walk_state& state);

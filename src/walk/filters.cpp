@@ -8,8 +8,8 @@
 #include "ntfs/file_record.h"
 #include "ntfs/streams.h"
 #include "ntfs/volume.h"
-#include "walk/paths.h"
-#include "walk/walk_scratch.h"
+#include "run/run_context.h"
+#include "walk/walk_state.h"
 
 namespace {
 
@@ -32,15 +32,14 @@ bool size_passes(file_record& record, const mft_entries_ctx& ctx) {
     return true;
 }
 
-bool size_stage(file_record& record, mft_entries_ctx& ctx) {
+bool size_stage(file_record& record, mft_entries_ctx& ctx, walk_state&) {
     return (ctx.max_size != 0 || ctx.min_size != 0) && size_passes(record, ctx);
 }
 
 // --- wildcards -------------------------------------------------------------------------------------------------------
 
 // The record's names in lower case: made when the first stage asks, once a record.
-const std::vector<std::u16string>& lower_names(const file_record& record, mft_entries_ctx& ctx) {
-    walk_scratch& scratch = *ctx.walk_state;
+const std::vector<std::u16string>& lower_names(const file_record& record, filter_scratch& scratch) {
     if (scratch.names_ready) return scratch.names;
     scratch.names_ready = true;
     if (scratch.names.size() < record.file_names.size()) scratch.names.resize(record.file_names.size());
@@ -88,13 +87,13 @@ bool wildcard_matches(const wildcard_pattern& pattern, std::string_view name) {
     return false;
 }
 
-bool wildcard_stage(file_record& record, mft_entries_ctx& ctx) {
+bool wildcard_stage(file_record& record, mft_entries_ctx& ctx, walk_state& state) {
     if (ctx.wildcards.empty()) return false;
-    const std::vector<std::u16string>& names = lower_names(record, ctx);
+    const std::vector<std::u16string>& names = lower_names(record, state.filters);
     for (const wildcard_pattern& pattern : ctx.wildcards) {
         auto name = names.begin();
         for (const auto& item : record.file_names) {
-            if (!wildcard_matches(pattern, pattern_bytes(*name++, ctx.walk_state->expanded))) continue;
+            if (!wildcard_matches(pattern, pattern_bytes(*name++, state.filters.expanded))) continue;
             record.wildcard_match = true;
             record.wildcard_match_text = utf8_from_utf16(item.value.name);
             return true;
@@ -109,9 +108,9 @@ bool is_hit(const std::u16string& name, const std::u16string& wanted, bool parti
     return name == wanted || (partial && name.find(wanted) != std::u16string::npos);
 }
 
-bool name_stage(file_record& record, mft_entries_ctx& ctx) {
+bool name_stage(file_record& record, mft_entries_ctx& ctx, walk_state& state) {
     if (ctx.name_entries.empty()) return false;
-    const std::vector<std::u16string>& names = lower_names(record, ctx);
+    const std::vector<std::u16string>& names = lower_names(record, state.filters);
     for (const auto& rule : ctx.name_entries) {
         for (std::size_t index = 0; index < record.file_names.size(); ++index) {
             if (!is_hit(names[index], rule.key, rule.value.partial)) continue;
@@ -124,8 +123,8 @@ bool name_stage(file_record& record, mft_entries_ctx& ctx) {
 }
 
 // The first attribute whose lower-cased name is among the streams; null if there is none.
-const attr_entry* named_stream(const file_record& record, const filter_entry& entry, mft_entries_ctx& ctx) {
-    std::u16string& lower = ctx.walk_state->lowered;
+const attr_entry* named_stream(const file_record& record, const filter_entry& entry, filter_scratch& scratch) {
+    std::u16string& lower = scratch.lowered;
     for (const auto& item : record.attributes) {
         lower = item.value.name;
         lower_in_place(lower);
@@ -141,16 +140,16 @@ void set_stream_text(std::string& text, std::uint64_t number, const attr_entry& 
     append_utf8(text, attribute.name);
 }
 
-std::string directory_text(const filter_entry& entry, std::uint64_t inode, mft_entries_ctx& ctx) {
+std::string directory_text(const filter_entry& entry, std::uint64_t inode, mft_entries_ctx& ctx, path_cache& paths) {
     if (!entry.text.empty()) return utf8_from_utf16(entry.text);
     std::string text;
-    if (build_path(text, inode, ctx, *ctx.paths)) return text;
+    if (build_path(text, inode, ctx, paths)) return text;
     text = "dir_inode(";
     append_decimal(text, inode);
     return text + ")";
 }
 
-bool directory_stage(file_record& record, mft_entries_ctx& ctx) {
+bool directory_stage(file_record& record, mft_entries_ctx& ctx, walk_state& state) {
     if (ctx.dir_inodes.empty()) return false;
     for (const auto& item : record.parents) {
         const std::uint64_t inode = item.key & inode_mask;
@@ -158,11 +157,11 @@ bool directory_stage(file_record& record, mft_entries_ctx& ctx) {
         if (entry == nullptr) continue;
         if (entry->whole) {
             record.dir_match = true;
-            record.dir_match_text = directory_text(*entry, inode, ctx);
+            record.dir_match_text = directory_text(*entry, inode, ctx, state.paths);
             return true;
         }
         if (!entry->by_stream) continue;
-        if (const attr_entry* attribute = named_stream(record, *entry, ctx)) {
+        if (const attr_entry* attribute = named_stream(record, *entry, state.filters)) {
             // Kept: the hit counts as one by record number, and its text goes to the directory's field.
             record.inode_match = true;
             set_stream_text(record.dir_match_text, inode, *attribute);
@@ -172,7 +171,7 @@ bool directory_stage(file_record& record, mft_entries_ctx& ctx) {
     return false;
 }
 
-bool inode_stage(file_record& record, mft_entries_ctx& ctx) {
+bool inode_stage(file_record& record, mft_entries_ctx& ctx, walk_state& state) {
     const filter_entry* entry = ctx.selected_inodes.empty() ? nullptr : ctx.selected_inodes.find(record.inode);
     if (entry == nullptr) return false;
     if (entry->whole) {
@@ -181,7 +180,7 @@ bool inode_stage(file_record& record, mft_entries_ctx& ctx) {
         append_decimal(record.inode_match_text, record.inode);
         return true;
     }
-    const attr_entry* attribute = entry->by_stream ? named_stream(record, *entry, ctx) : nullptr;
+    const attr_entry* attribute = entry->by_stream ? named_stream(record, *entry, state.filters) : nullptr;
     if (attribute == nullptr) return false;
     record.inode_match = true;
     set_stream_text(record.inode_match_text, record.inode, *attribute);
@@ -189,9 +188,9 @@ bool inode_stage(file_record& record, mft_entries_ctx& ctx) {
 }
 
 // Only the record's first name that holds a "." is looked at.
-bool extension_stage(file_record& record, mft_entries_ctx& ctx) {
+bool extension_stage(file_record& record, mft_entries_ctx& ctx, walk_state& state) {
     if (ctx.extensions.empty()) return false;
-    const std::vector<std::u16string>& names = lower_names(record, ctx);
+    const std::vector<std::u16string>& names = lower_names(record, state.filters);
     const auto end = names.begin() + static_cast<std::ptrdiff_t>(record.file_names.size());
     const auto dotted = std::find_if(names.begin(), end, [](const auto& name) { return name.find(u'.') != name.npos; });
     if (dotted == end) return false;
@@ -203,7 +202,7 @@ bool extension_stage(file_record& record, mft_entries_ctx& ctx) {
     return true;
 }
 
-constexpr bool (*or_stages[])(file_record& record, mft_entries_ctx& ctx) = {
+constexpr bool (*or_stages[])(file_record& record, mft_entries_ctx& ctx, walk_state& state) = {
     size_stage, wildcard_stage, name_stage, directory_stage, inode_stage, extension_stage,
 };
 
@@ -223,7 +222,7 @@ bool any_time_inside(const entry& times, std::uint64_t start, std::uint64_t stop
 }
 
 // Kept: the head has the length asked for, also where the stream is shorter.
-bool fetch_stream_head(attr_entry& attribute, mft_entries_ctx& ctx, std::uint64_t start, std::uint32_t length) {
+bool fetch_stream_head(attr_entry& attribute, const mft_entries_ctx& ctx, std::uint64_t start, std::uint32_t length) {
     if (ctx.volume == nullptr || attribute.runs.empty()) return false;
     ntfs_volume& volume = *ctx.volume;
     std::vector<std::uint8_t>& head = attribute.head_bytes;
@@ -238,7 +237,7 @@ bool fetch_stream_head(attr_entry& attribute, mft_entries_ctx& ctx, std::uint64_
         came = read_stream(volume, stream, start, head.data(), length, flags);
     }
     if (came) return true;
-    log_diag(ctx, "err: head of a stream unreadable at cluster %llx: %s", static_cast<unsigned long long>(first_lcn),
+    log_diag(ctx.log, "err: head of a stream unreadable at cluster %llx: %s", static_cast<unsigned long long>(first_lcn),
              read_error_text(volume).c_str());
     head.clear();
     return false;
@@ -252,14 +251,14 @@ bool has_or_filters(const mft_entries_ctx& ctx) {
            ctx.min_size > 0;
 }
 
-bool evaluate_or_filters(file_record& record, mft_entries_ctx& ctx) {
+bool evaluate_or_filters(file_record& record, mft_entries_ctx& ctx, walk_state& state) {
     if (!has_or_filters(ctx)) return true;
-    ctx.walk_state->names_ready = false;
+    state.filters.names_ready = false;
     return std::any_of(std::begin(or_stages), std::end(or_stages),
-                       [&](const auto stage) { return stage(record, ctx); });
+                       [&](const auto stage) { return stage(record, ctx, state); });
 }
 
-bool evaluate_rules(file_record& record, mft_entries_ctx& ctx) {
+bool evaluate_rules(file_record& record, const mft_entries_ctx& ctx) {
     // Every rule tests bytes of a volume's streams. Without a volume they are ignored, and pass.
     if (ctx.rules.empty() || ctx.volume == nullptr) return true;
     attr_entry* tested = last_data(record);
@@ -280,7 +279,7 @@ bool evaluate_time_range(file_record& record, const mft_entries_ctx& ctx) {
     return record.time_match;
 }
 
-bool fetch_attribute_head(attr_entry& attribute, mft_entries_ctx& ctx, std::uint64_t start, std::uint32_t length) {
+bool fetch_attribute_head(attr_entry& attribute, const mft_entries_ctx& ctx, std::uint64_t start, std::uint32_t length) {
     attribute.head_bytes.clear();
     if (attribute.raw.empty() || length < 1) return false;
     if (attribute.non_resident()) return fetch_stream_head(attribute, ctx, start, length);

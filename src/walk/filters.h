@@ -7,65 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "base/bytes.h"
-#include "front/run_context.h"
+#include "base/flat_map.h"
+#include "run/filter_tables.h"
 
-struct file_record;
 struct attr_entry;
-
-struct filter_rule {
-    std::int32_t kind = 0;
-    std::uint64_t read_start = 0;
-    std::uint32_t read_length = 4096;
-    std::u16string text_a;
-    std::u16string display_text;
-    std::vector<std::uint8_t> pattern;  // kind 39: stored, never compared
-    bool (*match)(const filter_rule& rule, byte_view bytes) = nullptr;
-    bool usable = false;
-};
-
-enum rule_kind : std::int32_t {
-    rule_mz = 30,
-    rule_mz_16bit = 31,
-    rule_pe_32bit = 32,
-    rule_pe_64bit = 33,
-    rule_pe = 34,
-    rule_hive = 35,
-    rule_evt = 36,
-    rule_sqlite = 37,
-    rule_lnk = 38,
-    rule_pattern = 39,
-};
-
-struct filter_entry {
-    std::uint64_t inode = ~std::uint64_t{0};
-    bool whole = false;                   // the whole record is selected
-    bool by_stream = false;               // only the named streams are
-    bool has_stream = false;              // a stream was named
-    bool partial = false;                 // name entries: substring match
-    std::u16string text;                  // path, name or stream, as typed
-    std::vector<std::u16string> streams;  // lower case, sorted, distinct
-    std::uint32_t kind = 4660;
-    std::string dir_text, file_text, description;  // for lists of the rules
-    std::string note;                              // narrow copy of `text`
-};
-
-enum entry_kind : std::uint32_t {
-    entry_partial_name = 1,
-    entry_file = 3,
-    entry_directory = 5,
-    entry_full_name = 8,
-};
-
-struct wildcard_pattern {
-    struct segment {
-        std::string literal;  // UTF-16LE bytes
-        bool is_literal = false;
-        std::uint16_t gap = 0;  // bytes passed over behind the literal
-    };
-    std::vector<segment> segments;
-    std::size_t min_length = 0;  // bytes: all literals and gaps
-};
+struct file_record;
+struct mft_entries_ctx;
+struct walk_state;
 
 // A signature word of -filter_sig: its rule kind and how many head bytes its test wants.
 struct signature_word {
@@ -96,9 +44,9 @@ void prepare_rules(mft_entries_ctx& ctx);
 
 bool has_or_filters(const mft_entries_ctx& ctx);
 // True with no filter at all, or at the first stage that hits; the hit's flag and text go to the record.
-bool evaluate_or_filters(file_record& record, mft_entries_ctx& ctx);
-bool evaluate_rules(file_record& record, mft_entries_ctx& ctx);
+bool evaluate_or_filters(file_record& record, mft_entries_ctx& ctx, walk_state& state);
+bool evaluate_rules(file_record& record, const mft_entries_ctx& ctx);
 // Any of the record's times inside time_start..time_stop, both ends included. Sets time_match.
 bool evaluate_time_range(file_record& record, const mft_entries_ctx& ctx);
 // The first `length` bytes of the stream at `start`, into head_bytes. A non-resident stream needs a volume.
-bool fetch_attribute_head(attr_entry& attribute, mft_entries_ctx& ctx, std::uint64_t start, std::uint32_t length);
+bool fetch_attribute_head(attr_entry& attribute, const mft_entries_ctx& ctx, std::uint64_t start, std::uint32_t length);

@@ -4,7 +4,7 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "ntfs/volume.h"
 #include "sources/plain_file.h"
 
@@ -14,7 +14,7 @@ bool open_extracted_mft(mft_entries_ctx& ctx) {
     if (ctx.mft_reader == nullptr) {
         auto reader = std::make_unique<plain_file>();
         if (!reader->open_read(ctx.mft_file_path)) {
-            log_diag(ctx, "err: cannot open %s: %s", utf8_from_utf16(ctx.mft_file_path).c_str(),
+            log_diag(ctx.log, "err: cannot open %s: %s", utf8_from_utf16(ctx.mft_file_path).c_str(),
                      system_error_text(last_system_error()).c_str());
             return false;
         }
@@ -24,7 +24,7 @@ bool open_extracted_mft(mft_entries_ctx& ctx) {
     ctx.close_source_after_walk = true;
     ctx.volume_record_count = static_cast<std::uint64_t>(ctx.mft_reader->file_size()) / ctx.effective_record_size();
     if (!ctx.filter_dirs.empty() || !ctx.filter_files.empty())
-        log_diag(ctx, "err: filters by path need a volume, ignored");
+        log_diag(ctx.log, "err: filters by path need a volume, ignored");
     return true;
 }
 
@@ -39,18 +39,18 @@ bool make_volume(mft_entries_ctx& ctx) {
     const auto offset = static_cast<std::int64_t>(ctx.volume_offset);
     if (ctx.drive_number != -1) {
         ctx.source_text = drive_text(ctx.drive_number);
-        return open_volume_from_drive(static_cast<std::uint32_t>(ctx.drive_number), offset, ctx.volume, ctx);
+        return open_volume_from_drive(static_cast<std::uint32_t>(ctx.drive_number), offset, ctx.volume, ctx.log);
     }
     const std::u16string& image = ctx.image_path_volume.empty() ? ctx.image_path_disk : ctx.image_path_volume;
     if (!image.empty()) {
         ctx.source_text = image;
-        return open_volume_from_path(image, offset, ctx.volume, ctx);
+        return open_volume_from_path(image, offset, ctx.volume, ctx.log);
     }
     if (ctx.live_volume_text.empty()) return false;
     const bool is_device = ctx.live_volume_text.starts_with(u"\\\\");
     ctx.source_kind = is_device ? source_kind_device : source_kind_letter;
     const volume_open_kind kind = is_device ? open_by_device_path : open_by_letter;
-    if (!open_volume_from_letter(ctx.live_volume_text, ctx.volume, kind, ctx)) return false;
+    if (!open_volume_from_letter(ctx.live_volume_text, ctx.volume, kind, ctx.log)) return false;
     ctx.source_text = u"partition: " + ctx.live_volume_text;
     return true;
 }

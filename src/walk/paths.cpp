@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "front/run_context.h"
+#include "base/diagnostic_log.h"
+#include "ntfs/record_source.h"
 #include "ntfs/record_read.h"
 
 namespace {
@@ -73,20 +74,20 @@ std::uint64_t reference_of(const file_record& record) {
 }
 
 // Reads a record's sequence, first name and parents. Its node is unreadable if the read fails or names no parent.
-std::uint32_t lookup_parents(path_cache& cache, mft_entries_ctx& ctx, std::uint64_t number) {
+std::uint32_t lookup_parents(path_cache& cache, record_source& records, std::uint64_t number) {
     if (cache.lookup == nullptr) cache.lookup = std::make_unique<file_record>();
     file_record& record = *cache.lookup;
-    if (!read_and_decode_record(record, ctx, number, false) || record.parents.empty()) {
+    if (!read_and_decode_record(record, records, number, false) || record.parents.empty()) {
         return add_node(cache, number, 0, {}, node_unreadable);
     }
     return add_node(cache, reference_of(record), record.parents.begin()->key, first_name(record), node_fresh);
 }
 
 // What reading a record would give now. Each record is read once; the source does not change under a walk.
-std::uint32_t fresh_node(path_cache& cache, mft_entries_ctx& ctx, std::uint64_t number) {
+std::uint32_t fresh_node(path_cache& cache, record_source& records, std::uint64_t number) {
     const std::uint32_t index = find_node(
         cache, number, [](const path_node& node) { return (node.state & (node_fresh | node_unreadable)) != 0; });
-    return index != no_node ? index : lookup_parents(cache, ctx, number);
+    return index != no_node ? index : lookup_parents(cache, records, number);
 }
 
 // Guard: parents of deleted records can form a ring; a reference met twice ends the climb.
@@ -112,10 +113,10 @@ const known_path* find_known_number(const path_cache& cache, std::uint64_t numbe
 }
 
 // The node of one step. `no_node`: the climb ends here, with `<path corrupted>` if the sequence number is stale.
-std::uint32_t step_to(path_cache& cache, mft_entries_ctx& ctx, std::uint64_t reference) {
+std::uint32_t step_to(path_cache& cache, record_source& records, std::uint64_t reference) {
     std::uint32_t index = find_cached(cache, reference);
     if (index != no_node) return index;
-    index = fresh_node(cache, ctx, number_of(reference));
+    index = fresh_node(cache, records, number_of(reference));
     path_node& node = cache.nodes[index];
     if ((node.state & node_unreadable) != 0) return no_node;
     if (sequence_of(reference) != 0 && sequence_of(reference) != sequence_of(node.reference)) {
@@ -128,10 +129,10 @@ std::uint32_t step_to(path_cache& cache, mft_entries_ctx& ctx, std::uint64_t ref
 
 // Gathers the nodes from the first reference up, in climbing order. `known` is set where an earlier climb continues.
 // False: the root was not reached.
-bool climb(path_cache& cache, mft_entries_ctx& ctx, std::uint64_t first, const known_path*& known) {
+bool climb(path_cache& cache, record_source& records, std::uint64_t first, const known_path*& known) {
     std::uint64_t current = first;
     for (std::size_t steps = 0; number_of(current) != root_inode; ++steps) {
-        const std::uint32_t index = step_to(cache, ctx, current);
+        const std::uint32_t index = step_to(cache, records, current);
         if (index == no_node) return false;
         const bool seen = steps > 0 && !mark_visit(cache, index, sequence_of(current) == 0);
         if (seen || steps == climb_limit) {
@@ -217,9 +218,9 @@ void add_directory_node(path_cache& cache, const file_record& record, bool reads
     add_node(cache, reference, parent, first_name(record), state);
 }
 
-bool build_path(std::string& path, std::uint64_t inode_reference, mft_entries_ctx& ctx, path_cache& cache) {
+bool build_path(std::string& path, std::uint64_t inode_reference, record_source& records, path_cache& cache) {
     path.clear();
-    if (!source_usable(ctx) || inode_reference == ~std::uint64_t{0}) return false;
+    if (!source_usable(records) || inode_reference == ~std::uint64_t{0}) return false;
     if (sequence_of(inode_reference) == 0) {
         if (const known_path* entry = find_known_number(cache, number_of(inode_reference))) {
             path = entry->text;
@@ -232,7 +233,7 @@ bool build_path(std::string& path, std::uint64_t inode_reference, mft_entries_ct
         cache.climbs = 1;
     }
     const known_path* known = nullptr;
-    const bool reached = climb(cache, ctx, inode_reference, known);
+    const bool reached = climb(cache, records, inode_reference, known);
     path = known != nullptr ? std::string_view(known->text) : std::string_view("[root]\\");
     const bool whole = !(known != nullptr && known->cut) && compose(path, cache);
     if (reached) remember(cache, known, path, !whole);

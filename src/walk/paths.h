@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-struct mft_entries_ctx;
+struct record_source;
 struct file_record;
 
 // One directory as climbs see it. Of the parents only the smallest reference is kept: no climb takes another.
@@ -62,4 +62,4 @@ void add_directory_node(path_cache& cache, const file_record& record, bool reads
 
 // The path of a directory, UTF-8, "[root]\" first, with a back slash at its end. True only if the climb reached the
 // root; otherwise the text shows how far it came. The reference may come without its sequence number (0 there).
-bool build_path(std::string& path, std::uint64_t inode_reference, mft_entries_ctx& ctx, path_cache& cache);
+bool build_path(std::string& path, std::uint64_t inode_reference, record_source& records, path_cache& cache);

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "base/text.h"
+#include "run/run_context.h"
 #include "walk/filters.h"
 
 namespace {

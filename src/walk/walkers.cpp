@@ -3,34 +3,22 @@
 #include <algorithm>
 #include <limits>
 #include <new>
-#include <string>
 
-#include "base/numbers.h"
-#include "front/run_context.h"
 #include "ntfs/record_read.h"
 #include "ntfs/volume.h"
-#include "platform/console.h"
-#include "report/default_report.h"
-#include "report/exchange_formats.h"
+#include "run/run_context.h"
 #include "sources/plain_file.h"
-#include "walk/acceptance.h"
-#include "walk/filters.h"
-#include "walk/open_source.h"
-#include "walk/paths.h"
+#include "walk/record_visit.h"
 
 namespace {
 
-constexpr std::size_t progress_columns = 60;
-
-// What a walk over record numbers holds from its first record to its last.
-struct record_walk {
-    std::ostream& out;
-    mft_entries_ctx& ctx;
-    file_record record;
-    std::vector<std::uint8_t> buffer;
+// A walk by record number.
+struct number_walk : record_walk {
     std::uint64_t total = 0;   // records of the whole $MFT
     std::uint64_t beyond = 0;  // first number that an extracted $MFT cannot hold; a volume's run list tells
     std::uint64_t progress_step = 53;
+
+    using record_walk::record_walk;
 };
 
 // Bytes of $MFT that its own record 0 declares: the first $DATA in map order, named or not. 0: none.
@@ -45,12 +33,9 @@ std::uint64_t declared_mft_size(const file_record& record) {
 }
 
 // Opens the source and counts its records. False: there is nothing to walk.
-bool begin_walk(record_walk& walk) {
+bool begin_number_walk(number_walk& walk) {
     mft_entries_ctx& ctx = walk.ctx;
-    if (!open_and_prepare(ctx) || !source_usable(ctx)) return false;
-    if (ctx.paths == nullptr) ctx.paths = std::make_unique<path_cache>();
-    ctx.paths->clear();
-    if (!read_and_decode_record(walk.record, ctx, 0, false)) return false;
+    if (!begin_walk(walk) || !read_and_decode_record(walk.record, ctx, 0, false)) return false;
     const std::uint64_t declared = declared_mft_size(walk.record);
     if (declared == 0) return false;
     const std::uint64_t record_size = ctx.effective_record_size();
@@ -66,54 +51,14 @@ bool begin_walk(record_walk& walk) {
     return true;
 }
 
-void show_progress(const record_walk& walk, std::uint64_t number) {
-    if (!walk.ctx.show_progress || number % walk.progress_step != 0) return;
-    std::string text = "analyzing entry ";
-    append_decimal(text, number);
-    text += " of ";
-    append_decimal(text, walk.total);
-    write_progress(text);
-}
-
-using report_handler = void (*)(const file_record& record, std::ostream& out, mft_entries_ctx& ctx);
-
-struct report_choice {
-    bool (*applies)(const mft_entries_ctx& ctx);
-    report_handler handler;
-};
-
-// The first that applies. -csv stands ahead of the formats that another option may have left on.
-constexpr report_choice report_choices[] = {
-    {[](const mft_entries_ctx& ctx) { return ctx.format_csv; }, write_default_report},
-    {[](const mft_entries_ctx& ctx) { return ctx.format_bodyfile; }, write_body_file},
-    {[](const mft_entries_ctx& ctx) { return ctx.format_l2t; }, write_l2t_rows},
-    {[](const mft_entries_ctx& ctx) { return ctx.hash_output; }, write_hash_list},
-    {[](const mft_entries_ctx&) { return true; }, write_default_report},
-};
-
-report_handler report_of(const mft_entries_ctx& ctx) {
-    const report_choice* choice = report_choices;
-    while (!choice->applies(ctx)) ++choice;
-    return choice->handler;
-}
-
-void visit_record(record_walk& walk, std::uint64_t number) {
+// False: the walk is over.
+bool visit(number_walk& walk, std::uint64_t number) {
+    mft_entries_ctx& ctx = walk.ctx;
+    if (number % walk.progress_step == 0) show_progress(ctx, number, walk.total);
     bool bad = false;  // not looked at: a "BAAD" record goes to the decoder like any other
-    if (!read_file_record(walk.buffer, bad, walk.ctx, number) || walk.buffer.empty()) return;
-    if (!parse_file_record(walk.record, walk.buffer, number, walk.ctx)) return;
-    walk.record.record_offset = walk.ctx.record_offset_wanted ? number * walk.ctx.effective_record_size() : 0;
-    report_of(walk.ctx)(walk.record, walk.out, walk.ctx);
-}
-
-// False: results cannot be written any more, so the walk ends.
-bool visit(record_walk& walk, std::uint64_t number) {
-    show_progress(walk, number);
-    try {
-        visit_record(walk, number);
-    } catch (const std::bad_alloc&) {
-        log_diag(walk.ctx, "err: out of memory at record %llx", static_cast<unsigned long long>(number));
-    }
-    return !walk.ctx.results_failed;
+    if (!read_file_record(walk.buffer, bad, ctx, number) || walk.buffer.empty()) return true;
+    visit_record(walk, number, ctx.record_offset_wanted ? number * ctx.effective_record_size() : 0);
+    return walk_goes_on(walk);
 }
 
 // Guard: a volume may declare more records than a disk can hold. Those outside its source cannot be read: not tried.
@@ -121,22 +66,17 @@ std::uint64_t next_number(const mft_entries_ctx& ctx, std::uint64_t number, std:
     if (ctx.volume == nullptr) return number;
     const std::uint64_t next = next_record_inside(*ctx.volume, number);
     if (next != number && number < end) {
-        log_diag(ctx, "err: records %llx to %llx lie outside of the source", static_cast<unsigned long long>(number),
-                 static_cast<unsigned long long>(std::min(next, end) - 1));
+        log_diag(ctx.log, "err: records %llx to %llx lie outside of the source",
+                 static_cast<unsigned long long>(number), static_cast<unsigned long long>(std::min(next, end) - 1));
     }
     return next;
 }
 
-void end_walk(mft_entries_ctx& ctx) {
-    close_source(ctx);
-    if (ctx.show_progress) write_progress({});
-}
-
 }  // namespace
 
-void walk_mft_sequence(std::ostream& out, mft_entries_ctx& ctx) {
-    record_walk walk{out, ctx, {}, {}};
-    if (!begin_walk(walk)) return;
+void walk_mft_sequence(report_output& out, mft_entries_ctx& ctx) {
+    number_walk walk(out, ctx);
+    if (!begin_number_walk(walk)) return;
     std::uint64_t end = walk.total;
     if (ctx.mft_count == 0) {
         ctx.mft_count = walk.total;
@@ -148,23 +88,15 @@ void walk_mft_sequence(std::ostream& out, mft_entries_ctx& ctx) {
     for (std::uint64_t number = next_number(ctx, ctx.mft_start, end); number < end && visit(walk, number);) {
         number = next_number(ctx, number + 1, end);
     }
-    end_walk(ctx);
+    end_walk(walk);
 }
 
-void walk_mft_inodes(std::ostream& out, mft_entries_ctx& ctx) {
-    record_walk walk{out, ctx, {}, {}};
-    if (!begin_walk(walk)) return;
+void walk_mft_inodes(report_output& out, mft_entries_ctx& ctx) {
+    number_walk walk(out, ctx);
+    if (!begin_number_walk(walk)) return;
     if (ctx.mft_count == 0) ctx.mft_count = walk.total;
     for (const auto& item : ctx.selected_inodes) {
         if (!visit(walk, item.key)) break;
     }
-    end_walk(ctx);
-}
-
-void write_progress(std::string_view text) {
-    std::string line(text.substr(0, 255));
-    std::erase(line, '\n');
-    line.resize(progress_columns, ' ');
-    line += '\r';
-    write_standard_error(line);
+    end_walk(walk);
 }

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "support/program_run.h"
+#include "report/report_output.h"
 #include "walk/walkers.h"
 
 namespace {
@@ -60,7 +61,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     options.insert(options.end(), {"-mftfile", file.path(), "-quiet"});
     const read_options read = options_of(options);
     std::ostringstream out;
-    walk_mft_sequence(out, *read.ctx);
+    report_output results{out, read.ctx->header_pending};
+    walk_mft_sequence(results, *read.ctx);
     check(picked, out.str());
     return 0;
 }

@@ -6,12 +6,12 @@
 #include <set>
 
 #include "base/text.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "ntfs/record_read.h"
 #include "sources/plain_file.h"
 #include "support/program_run.h"
 #include "walk/acceptance.h"
-#include "walk/paths.h"
+#include "walk/walk_state.h"
 
 namespace {
 
@@ -108,11 +108,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ctx.mft_reader = std::make_unique<plain_file>();
     expect(ctx.mft_reader->open_read(utf16_from_utf8(file.path())));
     plain_cache cache;
+    walk_state state;
     file_record record;
     std::vector<std::uint8_t> buffer;
     for (std::uint64_t inode = 0; inode < first_number + count; ++inode) {
         bool bad = false;
-        if (!read_file_record(buffer, bad, ctx, inode) || !parse_file_record(record, buffer, inode, ctx)) continue;
+        if (!read_file_record(buffer, bad, ctx, inode) || !parse_file_record(record, buffer, inode, ctx, state)) continue;
         if (record.is_directory()) cache.emplace(with_sequence(record), node_of(record));
         for (const auto& item : record.parents) {
             expect(item.value.path == plain_path(item.key & inode_mask, ctx, cache));

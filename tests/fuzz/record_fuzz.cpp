@@ -6,7 +6,7 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "ntfs/record_read.h"
 #include "sources/plain_file.h"
 #include "support/program_run.h"

@@ -29,7 +29,7 @@ void read_range(ntfs_volume& volume, stream_runs& stream, std::uint64_t offset, 
 
 void check_stream(opened_volume& opened, const attr_entry& attribute) {
     std::uint64_t count = 0;
-    read_attribute_data(&opened.volume(), attribute, {count_bytes, &count}, opened.ctx);
+    read_attribute_data(&opened.volume(), attribute, {count_bytes, &count}, opened.ctx.log);
     stream_runs stream(attribute.runs);
     const std::uint64_t held = run_bytes(stream.runs, opened.volume().cluster_bytes(), false);
     // A damaged compression unit may decode to more than it should.

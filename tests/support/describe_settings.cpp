@@ -5,7 +5,7 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "walk/filters.h"
 
 namespace {
@@ -81,7 +81,7 @@ named_texts generic_texts(const mft_entries_ctx& ctx) {
         FIELD(results_path_given), FIELD(instance_number), FIELD(cpu_count), FIELD(separate_files), FIELD(fragment_count),
         FIELD(format_xml), FIELD(format_csv), FIELD(format_l2t), FIELD(format_csvgen), FIELD(format_bodyfile),
         FIELD(format_multiline), FIELD(verbose), FIELD(show_progress), FIELD(header_pending), FIELD(pair_datetime),
-        FIELD(diags_active), FIELD(diags_path), FIELD(run_header_text), FIELD(profile_wanted), FIELD(profile_start),
+        FIELD(diags_path), FIELD(run_header_text), FIELD(profile_wanted), FIELD(profile_start),
         FIELD(signal_name), ITEMS(generic_filter_terms), FIELD(pipe_flag),
     };
 }

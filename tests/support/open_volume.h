@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "ntfs/file_record.h"
 #include "ntfs/record_read.h"
 #include "ntfs/volume.h"

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "front/option_reader.h"
-#include "walk/filters.h"
+#include "report/report_output.h"
 #include "walk/walkers.h"
 
 temporary_file::temporary_file(const build::bytes& content) {
@@ -38,7 +38,8 @@ std::vector<std::string> report_lines(const build::bytes& mft, std::vector<std::
     arguments.insert(arguments.end(), {"-mftfile", file.path(), "-quiet"});
     const read_options read = options_of(arguments);
     std::stringstream out;
-    walk_mft_sequence(out, *read.ctx);
+    report_output results{out, read.ctx->header_pending};
+    walk_mft_sequence(results, *read.ctx);
     std::vector<std::string> lines;
     for (std::string line; std::getline(out, line);) lines.push_back(line);
     return lines;

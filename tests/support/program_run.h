@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "support/record_builder.h"
 
 // A file with these bytes, for as long as the object lives.

@@ -9,7 +9,7 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "ntfs/record_read.h"
 #include "ntfs/streams.h"
 #include "ntfs/volume.h"
@@ -33,7 +33,7 @@ std::string run_text(const attr_entry& attribute) {
 void write_stream(std::FILE* out, mft_entries_ctx& ctx, std::uint64_t number, const attr_entry& attribute) {
     std::vector<std::uint8_t> bytes;
     const bool whole = attribute.data_size() <= 64 * 1024 * 1024 &&
-                       read_attribute_data(ctx.volume.get(), attribute, sink_into(bytes), ctx);
+                       read_attribute_data(ctx.volume.get(), attribute, sink_into(bytes), ctx.log);
     std::fprintf(out, "%llu\t%s\t%llu\t%s\t%zu\t%s\n", static_cast<unsigned long long>(number),
                  utf8_from_utf16(attribute.name).c_str(), static_cast<unsigned long long>(attribute.data_size()),
                  run_text(attribute).c_str(), bytes.size(), whole ? "whole" : "cut");

@@ -298,12 +298,12 @@ TEST(options, results_and_log_are_opened_while_the_options_are_read) {
     std::erase_if(read.ctx->command_line, [](char c) { return c == '\r'; });
     EXPECT_TRUE(temp_folder::content(log).starts_with("->grelmoor -outfile ")) << temp_folder::content(log);
     EXPECT_NE(temp_folder::content(log).find("-mftfile \"x y\""), std::string::npos);
-    log_diag(*read.ctx, "err: %s", std::string(300, 'a').c_str());
+    log_diag(read.ctx->log, "err: %s", std::string(300, 'a').c_str());
     EXPECT_NE(temp_folder::content(log).find("->err: " + std::string(256, 'a') + (temp_folder::separator() == u'/' ? "\n" : "\r\n")),
               std::string::npos);
     const read_options without = options_of({"-diags", utf8_from_utf16(folder.path(u"no/log")), "-mftfile", "x"});
     EXPECT_EQ(without.result, 0);
-    EXPECT_FALSE(without.ctx->diags_active);
+    EXPECT_EQ(without.ctx->diags_log.stream, nullptr);
     EXPECT_EQ(without.ctx->diags_path, "");
 }
 

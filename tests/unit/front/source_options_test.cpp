@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "front/walk_options.h"
 #include "support/disk_builder.h"
 

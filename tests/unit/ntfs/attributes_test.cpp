@@ -2,9 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "support/record_builder.h"
 #include "walk/acceptance.h"
+#include "walk/walk_state.h"
 
 namespace {
 
@@ -14,7 +15,8 @@ file_record decoded(const build::bytes& bytes) {
     mft_entries_ctx ctx;
     ctx.future_limit = build::tick_2020 + 36'000'000'000;
     file_record record;
-    parse_file_record(record, bytes, 40, ctx);
+    walk_state state;
+    parse_file_record(record, bytes, 40, ctx, state);
     return record;
 }
 

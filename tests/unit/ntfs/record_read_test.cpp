@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "front/run_context.h"
+#include "run/run_context.h"
 #include "support/program_run.h"
 #include "support/record_builder.h"
 #include "walk/open_source.h"

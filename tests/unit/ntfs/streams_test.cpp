@@ -45,7 +45,7 @@ struct one_stream {
         opened.decode(record, 1);
     }
     bool read(bytes& out) {
-        return read_attribute_data(opened.ctx.volume.get(), record.attributes.begin()->value, sink_into(out), opened.ctx);
+        return read_attribute_data(opened.ctx.volume.get(), record.attributes.begin()->value, sink_into(out), opened.ctx.log);
     }
 };
 
@@ -190,14 +190,14 @@ TEST(streams, an_attribute_is_read_whole) {
     one_stream stream(built, cases[0].record);
     bytes out;
     const attr_entry& attribute = stream.record.attributes.begin()->value;
-    EXPECT_FALSE(read_attribute_data(nullptr, attribute, sink_into(out), stream.opened.ctx)) << "no volume";
+    EXPECT_FALSE(read_attribute_data(nullptr, attribute, sink_into(out), stream.opened.ctx.log)) << "no volume";
 }
 
 TEST(streams, a_sink_that_refuses_ends_the_read) {
     one_stream stream(build::volume(64, cluster, 4), data_record({{40, 10}}, 40 * 1024));
     std::size_t calls = 0;
     const stream_sink refusing = {[](void* target, byte_view) { return ++*static_cast<std::size_t*>(target) < 2; }, &calls};
-    EXPECT_FALSE(read_attribute_data(stream.opened.ctx.volume.get(), stream.record.attributes.begin()->value, refusing, stream.opened.ctx));
+    EXPECT_FALSE(read_attribute_data(stream.opened.ctx.volume.get(), stream.record.attributes.begin()->value, refusing, stream.opened.ctx.log));
     EXPECT_EQ(calls, 2u);
 }
 

@@ -79,7 +79,7 @@ TEST(volume, geometry_follows_the_boot_sector) {
 
 TEST(volume, a_path_that_names_nothing_gives_no_volume) {
     std::unique_ptr<ntfs_volume> volume;
-    const mft_entries_ctx log;
+    const diagnostic_log* log = nullptr;
     EXPECT_FALSE(open_volume_from_path(u"", 0, volume, log));
     EXPECT_FALSE(open_volume_from_path(u"no such image", 0, volume, log));
     EXPECT_FALSE(open_volume_from_drive(25, 0, volume, log));

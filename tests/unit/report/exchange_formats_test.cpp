@@ -7,6 +7,7 @@
 
 #include "ntfs/file_record.h"
 #include "report/exchange_formats.h"
+#include "report/report_output.h"
 #include "support/program_run.h"
 #include "walk/walkers.h"
 
@@ -72,9 +73,10 @@ TEST(hash_list, a_failed_digest_an_empty_path_and_the_first_hit) {
     record.signature_match = record.name_match = true;
     record.name_match_text = "n";
     std::ostringstream out;
-    write_hash_list(record, out, *ctx);
+    report_output results{out};
+    write_hash_list(record, results, *ctx);
     ctx->want_md5 = false;
-    write_hash_list(record, out, *ctx);  // kept: SHA-1 alone gives nothing
+    write_hash_list(record, results, *ctx);  // kept: SHA-1 alone gives nothing
     EXPECT_EQ(out.str().substr(out.str().find('\n') + 1),
               std::string(32, '0') + "|" + std::string(40, '0') + "|0|9|| || || || |||unalloc-deleted|name(n)||\n");
 }
@@ -93,7 +95,8 @@ TEST(rows_of_a_record, leave_in_one_write_and_none_behind_a_failure) {
         auto ctx = std::move(options_of({"-mftfile", file.path(), "-mftstart", "6", "-mftrange", "2", "-quiet", format}).ctx);
         std::ostream out(&buffer);
         buffer.lines.clear();
-        walk_mft_sequence(out, *ctx);
+        report_output results{out};
+        walk_mft_sequence(results, *ctx);
         return buffer.lines;
     };
     using counts = std::vector<std::size_t>;

@@ -6,6 +6,7 @@
 #include "support/program_run.h"
 #include "support/record_builder.h"
 #include "walk/acceptance.h"
+#include "walk/walk_state.h"
 #include "walk/time_analysis.h"
 
 namespace {
@@ -101,17 +102,18 @@ TEST(acceptance, the_walk_keeps_to_its_range_and_survives_what_is_bad) {
 
 TEST(acceptance, attributes_begin_in_the_first_half_of_a_record) {
     mft_entries_ctx ctx;
+    walk_state state;
     file_record record;
     for (const std::size_t first : {std::size_t{56}, std::size_t{512}, std::size_t{520}}) {
         build::bytes bytes = build::record().std_info().name(u"n").fixed_up();
         bytes.insert(bytes.begin() + 56, first - 56, 0);
         bytes.resize(1024);
         build::poke_u16(bytes, 20, static_cast<std::uint16_t>(first));
-        EXPECT_EQ(parse_file_record(record, bytes, 40, ctx), first <= 512) << first;
+        EXPECT_EQ(parse_file_record(record, bytes, 40, ctx, state), first <= 512) << first;
     }
     const build::bytes small = build::record().std_info().fixed_up();
-    EXPECT_TRUE(parse_file_record(record, {small.data(), 56 + 96 + 8}, 40, ctx));
-    EXPECT_FALSE(parse_file_record(record, {small.data(), 56 + 71}, 40, ctx));
+    EXPECT_TRUE(parse_file_record(record, {small.data(), 56 + 96 + 8}, 40, ctx, state));
+    EXPECT_FALSE(parse_file_record(record, {small.data(), 56 + 71}, 40, ctx, state));
 }
 
 TEST(time_analysis, the_first_rule_that_fires_has_the_word) {

@@ -8,6 +8,7 @@
 #include "support/program_run.h"
 #include "support/record_builder.h"
 #include "walk/acceptance.h"
+#include "walk/walk_state.h"
 
 namespace {
 
@@ -22,7 +23,8 @@ std::string verdict(arguments options, const build::bytes& bytes, bool on_volume
     if (on_volume) read.ctx->volume = std::make_unique<ntfs_volume>();
     prepare_rules(*read.ctx);
     file_record record;
-    if (!parse_file_record(record, bytes, 40, *read.ctx)) return "-";
+    walk_state state;
+    if (!parse_file_record(record, bytes, 40, *read.ctx, state)) return "-";
     text_buffer text;
     append_filter_hits(text, record);
     return std::string(text.view());

@@ -4,6 +4,7 @@
 
 #include "support/open_volume.h"
 #include "walk/filters.h"
+#include "report/report_output.h"
 #include "walk/walkers.h"
 
 namespace {
@@ -17,7 +18,8 @@ bytes named(std::u16string_view name) { return build::record().std_info().name(n
 std::string names_of(opened_volume& opened) {
     std::stringstream out;
     opened.ctx.filepath_only = opened.ctx.format_csvgen = true;
-    walk_mft_sequence(out, opened.ctx);
+    report_output results{out};
+    walk_mft_sequence(results, opened.ctx);
     std::string names;
     for (std::string line; std::getline(out, line);) {
         const std::size_t at = line.find("file-");

@@ -1,22 +1,25 @@
-// What the reports keep between calls: the columns of the run's header line, and buffers reused for every row.
-// Owned by the run context; touched by report/ alone.
+// Where a run's reports write to, and what they keep between records: the columns of the header line, and buffers
+// reused for every row. Made by the run driver, handed through the walkers to the report handlers.
 // Holds no setting: those are the context's.
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <vector>
 
-#include "front/run_context.h"
 #include "report/macb_groups.h"
 #include "report/time_groups.h"
 #include "report/time_text.h"
 #include "report/timeline_entry.h"
 #include "report/writer.h"
 
+struct row_in_hand;
+
 struct report_scratch {
+    // As the first call chose them: later calls keep them.
     std::vector<result_cell> columns;
-    bool columns_show_clusters = false;  // as the first call had it: later calls keep the columns
-    bool rows_planned = false;           // made at the first row:
+    std::vector<void (*)(row_in_hand& row)> fills;
+    bool rows_planned = false;  // made at the first row:
     date_plan date;
     time_plan clock;
     char separator[16] = {};     // its head, for a copy of a fixed size
@@ -24,14 +27,13 @@ struct report_scratch {
 
     result_row row;
     text_buffer line;
-    text_buffer held;         // rows of the record in hand that have not left yet
-    bool holds_rows = false;  // a held_rows lives
     text_buffer shared_back;  // text of the last cells that rows of a group have in common
     text_buffer macb, inode, ext, other_info, path_and_name, clusters, head_bytes, type, name, links, object_ids,
         streams;
     std::u16string wide_ext;
     std::vector<text_buffer> names;  // narrow names of the present group
     timeline times;
+    row_places places;
     std::vector<time_group> groups;  // of the timeline formats
     macb_input group_times;
     macb_rows group_rows;
@@ -41,8 +43,12 @@ struct report_scratch {
     std::vector<attr_key> digested;  // of the record in hand
 };
 
-// The context's, made at first use.
-inline report_scratch& scratch_of(mft_entries_ctx& ctx) {
-    if (ctx.report_state == nullptr) ctx.report_state = std::make_unique<report_scratch>();
-    return *ctx.report_state;
-}
+// One for all walks of a run, so that a second walk goes on below the header line of the first.
+struct report_output {
+    std::ostream& stream;
+    bool header_pending = true;
+    bool failed = false;  // a row could not be written: the walk stops
+    report_scratch scratch{};
+    text_buffer held{};       // rows of the record in hand that have not left yet
+    bool holds_rows = false;  // a held_rows lives
+};

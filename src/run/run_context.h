@@ -1,6 +1,6 @@
-// The run context: every setting, every rule table and all open source state of one run.
-// Made by the run driver, filled by the option passes, passed by reference to every stage; included from every folder.
-// Plain data: it decides nothing, and including it pulls in nothing but base/.
+// The run context: every setting, every rule table and the open source of one run.
+// Made by the run driver, filled by the option passes, passed by reference to the stages.
+// Plain data: it decides nothing. Scratch of walkers and reports lies with them.
 #pragma once
 
 #include <array>
@@ -10,16 +10,10 @@
 #include <utility>
 #include <vector>
 
+#include "base/diagnostic_log.h"
 #include "base/flat_map.h"
-
-struct filter_entry;
-struct filter_rule;
-struct wildcard_pattern;
-struct plain_file;
-struct ntfs_volume;
-struct path_cache;
-struct walk_scratch;
-struct report_scratch;
+#include "ntfs/record_source.h"
+#include "run/filter_tables.h"
 
 // One term of -filter: name and value around the first ":", with what stood in place of a "*".
 struct filter_term {
@@ -30,8 +24,6 @@ struct filter_term {
     part name, value;
     bool matches_everything = false;
 };
-
-struct diagnostic_log;
 
 // What any tool of this kind needs: result formats, dates, output paths, generic options.
 struct cmd_params {
@@ -71,8 +63,7 @@ struct cmd_params {
     bool show_progress = true;
     bool header_pending = true;
     bool pair_datetime = false;
-    bool diags_active = false;
-    std::unique_ptr<diagnostic_log> diags_log;
+    diagnostic_log diags_log;
     std::string diags_path;
     std::string run_header_text;
     bool profile_wanted = false;
@@ -125,7 +116,6 @@ struct mft_settings {
     std::u16string live_volume_text;
     std::int32_t drive_number = -1;
     std::vector<std::u16string> vmdk_paths;
-    std::u16string source_text;
     bool close_source_after_walk = false;
     std::string indx_file_path;
 
@@ -147,7 +137,6 @@ struct mft_settings {
     bool unalloc_phase = false;
     bool deleted_all = false;
     bool all_clusters = false;
-    std::uint64_t future_limit = 0;          // FILETIME: a $FILE_NAME time beyond it lies in the future
     bool jp_flag = false, lnk_flag = false;  // never read
     bool find_mft = false;
     bool objid_wanted = false;                   // never read
@@ -169,38 +158,15 @@ struct mft_settings {
     bool copy_active = false;
     bool use_orig_ext = false;
     bool want_md5 = false, want_sha1 = false;
-
-    mft_settings();
-    ~mft_settings();
-    mft_settings& operator=(mft_settings&&);
 };
 
-struct mft_entries_ctx : cmd_params, mft_settings {
-    // The open source. A reset leaves the two sizes alone.
-    std::unique_ptr<plain_file> mft_reader;
-    std::unique_ptr<ntfs_volume> volume;  // null while an extracted $MFT is read
-    bool record_size_learned = false;     // from the first record read
-    std::uint32_t record_size = 1024;     // bytes; 0 reads as 1024
-    std::uint32_t sector_size = 512;      // bytes
-
-    // Work state of the walkers and the reports.
-    std::unique_ptr<path_cache> paths;
-    std::unique_ptr<walk_scratch> walk_state;
-    std::unique_ptr<report_scratch> report_state;
-    bool results_failed = false;  // a row could not be written: the walk stops
-
+// The one object of a run. What a stage keeps for itself, the stage owns.
+struct mft_entries_ctx : cmd_params, mft_settings, record_source {
     mft_entries_ctx();
-    ~mft_entries_ctx() override;
 
     // Everything back to its default but record_size and sector_size.
     void reset();
-    std::uint32_t effective_record_size() const { return record_size == 0 ? 1024 : record_size; }
 };
 
 // FILETIME of this moment, UTC, to the millisecond.
 std::uint64_t present_time();
-
-// A line of the -diags log: "->", the text, a line feed. Does nothing without -diags. A text longer than its format
-// by more than 255 bytes is cut there.
-[[gnu::format(printf, 2, 3)]] void log_diag(const cmd_params& params, const char* format, ...);
-void log_diag_text(const cmd_params& params, const std::string& text);

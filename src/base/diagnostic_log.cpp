@@ -1,0 +1,23 @@
+#include "base/diagnostic_log.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+void log_diag(const diagnostic_log* log, const char* format, ...) {
+    if (log == nullptr || log->stream == nullptr) return;
+    // What the format's length and 255 bytes more cannot hold is cut.
+    std::string text(std::strlen(format) + 255, '\0');
+    std::va_list values;
+    va_start(values, format);
+    const int needed = std::vsnprintf(text.data(), text.size(), format, values);
+    va_end(values);
+    if (needed < 0) return;
+    text.resize(std::strlen(text.c_str()));
+    log_diag_text(log, text);
+}
+
+void log_diag_text(const diagnostic_log* log, const std::string& text) {
+    if (log == nullptr || log->stream == nullptr) return;
+    *log->stream << "->" + text + "\n";
+}

@@ -1,0 +1,17 @@
+// The -diags log: lines that tell what the results do not.
+// Opened by the option pass that reads -diags; written from every folder through log_diag.
+// Opens nothing itself and decides nothing: without it the program runs the same.
+#pragma once
+
+#include <memory>
+#include <ostream>
+#include <string>
+
+struct diagnostic_log {
+    std::unique_ptr<std::ostream> stream;  // unbuffered; null without -diags
+};
+
+// A line: "->", the text, a line feed. Does nothing where there is no log. A text longer than its format by more than
+// 255 bytes is cut there.
+[[gnu::format(printf, 2, 3)]] void log_diag(const diagnostic_log* log, const char* format, ...);
+void log_diag_text(const diagnostic_log* log, const std::string& text);

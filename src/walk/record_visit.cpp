@@ -1,0 +1,78 @@
+#include "walk/record_visit.h"
+
+#include <new>
+#include <string>
+
+#include "base/numbers.h"
+#include "ntfs/record_read.h"
+#include "platform/console.h"
+#include "report/default_report.h"
+#include "report/exchange_formats.h"
+#include "report/report_output.h"
+#include "run/run_context.h"
+#include "walk/acceptance.h"
+#include "walk/open_source.h"
+
+namespace {
+
+constexpr std::size_t progress_columns = 60;
+constexpr std::size_t progress_limit = 255;
+
+struct report_choice {
+    bool (*is_wanted)(const mft_entries_ctx& ctx);
+    void (*write)(const file_record& record, report_output& out, const mft_entries_ctx& ctx);
+};
+
+// The first line that holds. Kept: -csv stands ahead of the other formats and writes what no format at all writes.
+constexpr report_choice report_choices[] = {
+    {[](const mft_entries_ctx& ctx) { return ctx.format_csv; }, write_default_report},
+    {[](const mft_entries_ctx& ctx) { return ctx.format_bodyfile; }, write_body_file},
+    {[](const mft_entries_ctx& ctx) { return ctx.format_l2t; }, write_l2t_rows},
+    {[](const mft_entries_ctx& ctx) { return ctx.hash_output; }, write_hash_list},
+    {[](const mft_entries_ctx&) { return true; }, write_default_report},
+};
+
+void write_report(const file_record& record, report_output& out, const mft_entries_ctx& ctx) {
+    const held_rows rows(out);
+    for (const report_choice& choice : report_choices) {
+        if (choice.is_wanted(ctx)) return choice.write(record, out, ctx);
+    }
+}
+
+}  // namespace
+
+bool begin_walk(record_walk& walk) { return open_and_prepare(walk.ctx) && source_usable(walk.ctx); }
+
+void visit_record(record_walk& walk, std::uint64_t inode, std::uint64_t offset) {
+    try {
+        if (!parse_file_record(walk.record, walk.buffer, inode, walk.ctx, walk.state)) return;
+        walk.record.record_offset = offset;
+        write_report(walk.record, walk.out, walk.ctx);
+    } catch (const std::bad_alloc&) {
+        log_diag(walk.ctx.log, "err: out of memory at record %llx", static_cast<unsigned long long>(inode));
+    }
+}
+
+bool walk_goes_on(const record_walk& walk) { return !walk.out.failed; }
+
+void end_walk(record_walk& walk) {
+    close_source(walk.ctx);
+    if (walk.ctx.show_progress) write_progress({});
+}
+
+void show_progress(const mft_entries_ctx& ctx, std::uint64_t done, std::uint64_t total) {
+    if (!ctx.show_progress) return;
+    std::string text = "analyzing entry ";
+    append_decimal(text, done);
+    text += " of ";
+    append_decimal(text, total);
+    write_progress(text);
+}
+
+void write_progress(std::string_view text) {
+    std::string line(text.substr(0, progress_limit));
+    std::erase(line, '\n');
+    line.resize(progress_columns, ' ');
+    line += '\r';
+    write_standard_error(line);
+}
