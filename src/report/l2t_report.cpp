@@ -71,7 +71,7 @@ void append_field(text_buffer& line, std::string_view text, const mft_entries_ct
     line += ctx.separator;
 }
 
-void append_path_field(text_buffer& line, std::string_view text, const mft_entries_ctx& ctx) {
+void append_replaced_field(text_buffer& line, std::string_view text, const mft_entries_ctx& ctx) {
     char* const start = line.room(text.size());
     char* const end = start + text.copy(start, text.size());
     if (ctx.replace_from != 0 && ctx.replace_to != 0) std::replace(start, end, ctx.replace_from, ctx.replace_to);
@@ -83,12 +83,12 @@ void append_path_field(text_buffer& line, std::string_view text, const mft_entri
 void append_shared_fields(text_buffer& line, const timeline_fields& fields, const mft_entries_ctx& ctx) {
     append_field(line, ctx.username, ctx);
     append_field(line, ctx.hostname, ctx);
-    append_path_field(line, fields.path_text, ctx);
-    append_path_field(line, fields.path_text, ctx);
+    append_replaced_field(line, fields.path_text, ctx);
+    append_replaced_field(line, fields.path_text, ctx);
     append_field(line, "2", ctx);  // version of the layout
-    append_path_field(line, fields.path_text, ctx);
+    append_replaced_field(line, fields.path_text, ctx);
     append_field(line, fields.inode, ctx);
-    append_path_field(line, fields.notes, ctx);
+    append_replaced_field(line, fields.notes, ctx);
     line += ctx.tool_name;
     append_field(line, " (velkara)", ctx);  // "extra" follows, always empty
     line += '\n';

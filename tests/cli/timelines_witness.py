@@ -104,25 +104,18 @@ class Volume:
             self.equal(f"digests {record}", found.get(record), (*digests, sizes[0]))
 
     def entries(self):
-        found, last = {}, int(re.search(r"Range: \d+ - (\d+)", run("fsstat", *self.place, self.image).stdout.decode()).group(1))
-        for record in range(last + 1):
+        last = re.search(r"Range: \d+ - (\d+)", run("fsstat", *self.place, self.image).stdout.decode()).group(1)
+        for record in set(range(int(last) + 1)) - set(self.known):
             asked = subprocess.run(["istat", "-r", "-z", "UTC", *map(str, self.place), self.image, str(record)], capture_output=True)
-            entry = istat_entry(asked.stdout.decode("utf-8", "replace"), record) if asked.returncode == 0 and record not in self.known else None
-            if entry and entry["si"] and entry["names"]:
-                found[record] = entry
-        return found
+            entry = istat_entry(asked.stdout.decode("utf-8", "replace"), record) if asked.returncode == 0 else {"si": None}
+            if entry["si"] and entry["names"]:
+                yield record, entry
 
 
 def volumes(options):
     data = pathlib.Path(os.environ.get("GRELMOOR_DATA", ROOT.parent / "shared" / "data"))
-    for packed in [ROOT / "samples" / "small.img.gz", *sorted(data.glob("ntfs-*.raw.gz"))]:
-        image = options.work / packed.stem
-        with gzip.open(packed) as source, open(image, "wb") as target:
-            for piece in iter(lambda: source.read(1 << 20), b""):
-                target.seek(len(piece), 1) if not any(piece) else target.write(piece)
-            target.truncate()
-        yield Volume(options, image, 65536 if packed.parent == data else 0, {} if packed.parent == data else SAMPLE)
-        image.unlink()
+    yield ROOT / "samples" / "small.img.gz", 0, SAMPLE
+    yield from ((packed, 65536, {}) for packed in sorted(data.glob("ntfs-*.raw.gz")))
 
 
 def main():
@@ -137,15 +130,18 @@ def main():
     options.work = options.work.resolve() / "timelines"
     options.work.mkdir(parents=True, exist_ok=True)
     differences = 0
-    for volume in volumes(options):
+    for packed, offset, known in volumes(options):
+        volume = Volume(options, options.work / packed.stem, offset, known)
+        with gzip.open(packed) as source, open(volume.image, "wb") as target:
+            shutil.copyfileobj(source, target, 1 << 20)
         volume.body_file()
-        entries = volume.entries()
+        entries = dict(volume.entries())
         volume.log2timeline(entries)
-        if False:
-            volume.hash_list(entries)
+        volume.hash_list(entries)
         print("\n".join(volume.differences[:20]))
         print(f"{volume.image.name}: {dict(volume.compared)} compared, {len(volume.differences)} differences")
         differences += len(volume.differences) + (sum(volume.compared.values()) < 100)
+        volume.image.unlink()
     return 1 if differences else 0
 
 
