@@ -3,6 +3,8 @@
 // Knows no row: a digest that failed is zeros in the state, and the report words that.
 #pragma once
 
+#include <span>
+
 #include "extract/stream_state.h"
 #include "ntfs/streams.h"
 
@@ -19,3 +21,8 @@ bool read_stream_to(const stream_sink& sink, const file_record& record, mft_entr
 // digest, and without `si_times`; then `extracted_path` is cleared too.
 bool digest_stream(const file_record& record, mft_entries_ctx& ctx, const si_entry* si_times,
                    const attr_entry* attribute, stream_state& state);
+
+// False for what neither digest nor copy is made of: no raw bytes, no clusters, no value.
+bool has_stream_bytes(const attr_entry& attribute);
+// Lower-case hexadecimal digits, two a byte: 32 for MD5, 40 for SHA-1.
+void append_digest_text(std::string& out, std::span<const std::uint8_t> digest);

@@ -7,13 +7,13 @@
 #include <cstdint>
 
 #include "base/bytes.h"
+#include "extract/message_blocks.h"
 
 using md5_value = std::array<std::uint8_t, 16>;
 
 struct md5_context {
     std::array<std::uint32_t, 4> state{};
-    std::uint64_t length = 0;                // bytes fed so far
-    std::array<std::uint8_t, 64> pending{};  // the first length % 64 of them wait for a whole block
+    message_blocks message;
 
     md5_context() { init(); }
     void init();

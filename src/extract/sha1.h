@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "base/bytes.h"
+#include "extract/message_blocks.h"
 #include "platform/sha1_blocks.h"
 
 using sha1_value = std::array<std::uint8_t, 20>;
@@ -19,8 +20,7 @@ sha1_block_function fastest_sha1_blocks();
 
 struct sha1_context {
     std::array<std::uint32_t, 5> state{};
-    std::uint64_t length = 0;                // bytes fed so far
-    std::array<std::uint8_t, 64> pending{};  // the first length % 64 of them wait for a whole block
+    message_blocks message;
     sha1_block_function blocks;
 
     explicit sha1_context(sha1_block_function function = fastest_sha1_blocks()) : blocks(function) { init(); }

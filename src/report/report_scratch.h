@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "extract/stream_state.h"
 #include "front/run_context.h"
 #include "report/time_text.h"
 #include "report/timeline_entry.h"
@@ -29,7 +30,8 @@ struct report_scratch {
     std::vector<text_buffer> names;  // narrow names of the present group
     timeline times;
 
-    // Of the stream in hand: where it was copied to, and its digests.
+    stream_state stream;
+    // Of the stream in hand, as its row shows it: where it was copied to, and its digests.
     std::string extracted_path, md5_text, sha1_text;
 };
 

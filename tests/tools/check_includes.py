@@ -7,7 +7,7 @@ import pathlib
 import re
 import sys
 
-ORDER = ["front", "instances", "walk", "report", "extract", "ntfs", "sources", "platform", "base"]
+ORDER = ["front", "instances", "walk", "report", "extract", "run", "ntfs", "sources", "platform", "base"]
 EVERYWHERE = "front/run_context.h"
 SYSTEM_HEADER = re.compile(r"#\s*include <(windows\.h|unistd\.h|fcntl\.h|io\.h|process\.h|dirent\.h|shl\w+\.h|winioctl\.h|sys/\S+|linux/\S+)>")
 CONDITION = re.compile(r"#\s*if(n?def)?\b.*(_WIN32|_WIN64|__linux__|__unix__|__APPLE__|_MSC_VER|__MINGW)")
