@@ -91,11 +91,14 @@ void write_file(const report_call& call, report_output& out, const mft_entries_c
 void write_hash_list(const file_record& record, report_output& out, const mft_entries_ctx& ctx) {
     // Kept: with SHA-1 alone nothing is written.
     if (!ctx.want_md5 || record.std_infos.empty()) return;
-    forget_digested(out.scratch);
+    stream_state& stream = out.scratch.stream;
+    stream.begin_record();
     for (const path_entry& path : record.parents) {
         for (const auto& item : record.attributes) {
-            if (!can_be_listed(item.value) || !first_sight(item.key, out.scratch)) continue;
-            if (!take_digests(record, item.value, out.scratch, ctx)) show_zero_digests(out.scratch);
+            if (!can_be_listed(item.value) || stream.is_handled(item.key)) continue;
+            stream.begin_stream(record, path.value.path);
+            take_digests(record, path, item.key, item.value, out.scratch, ctx);
+            set_digest_texts(out.scratch, ctx);
             write_file({record, &path, &item.value}, out, ctx);
         }
     }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "extract/stream_state.h"
 #include "report/macb_groups.h"
 #include "report/time_groups.h"
 #include "report/time_text.h"
@@ -38,9 +39,9 @@ struct report_scratch {
     macb_input group_times;
     macb_rows group_rows;
 
-    // Of the stream in hand: where it was copied to, and its digests.
+    stream_state stream;
+    // Of the stream in hand, as its row shows it: where it was copied to, and its digests.
     std::string extracted_path, md5_text, sha1_text;
-    std::vector<attr_key> digested;  // of the record in hand
 };
 
 // One for all walks of a run, so that a second walk goes on below the header line of the first.

@@ -1,20 +1,15 @@
-// Digests of the stream in hand, as the cells of a row show them.
+// Digests of the stream in hand, as the rows of two reports show them.
 // Called by the default report and the hash list for unnamed $DATA, once for each stream of a record.
 // Reads and computes nothing itself: extract/ does.
 #pragma once
 
-#include "ntfs/file_record.h"
+#include "report/record_text.h"
 
-struct mft_entries_ctx;
 struct report_scratch;
 
 bool is_unnamed_data(const attr_entry& attribute);
-// To be called ahead of a record's streams.
-void forget_digested(report_scratch& scratch);
-// False: this record's stream was here already, under another of its paths.
-bool first_sight(attr_key stream, report_scratch& scratch);
-// Fills the texts of the wanted digests. False, with both empty: the stream has none, or could not be read.
-bool take_digests(const file_record& record, const attr_entry& attribute, report_scratch& scratch,
-                  const mft_entries_ctx& ctx);
-// What the hash list shows for a stream that could not be read.
-void show_zero_digests(report_scratch& scratch);
+// Notes the stream as handled and digests it into scratch.stream; zeros where it has none or could not be read.
+void take_digests(const file_record& record, const path_entry& path, attr_key key, const attr_entry& attribute,
+                  report_scratch& scratch, const mft_entries_ctx& ctx);
+// The wanted digests of scratch.stream as texts, zeros as they are.
+void set_digest_texts(report_scratch& scratch, const mft_entries_ctx& ctx);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "base/text.h"
@@ -91,6 +92,18 @@ bool write_next(const native_file& file, const void* bytes, std::size_t count) {
 }
 
 bool write_text(const native_file& file, std::string_view text) { return write_next(file, text.data(), text.size()); }
+
+move_outcome move_without_replacing(const std::u16string& from, const std::u16string& to) {
+    const std::string old_path = bytes_from_utf16(from), new_path = bytes_from_utf16(to);
+    bool worked = renameat2(AT_FDCWD, old_path.c_str(), AT_FDCWD, new_path.c_str(), RENAME_NOREPLACE) == 0;
+    // Not every file system can rename so; a second name never replaces anything either.
+    if (!worked && (errno == EINVAL || errno == ENOSYS)) {
+        worked = link(old_path.c_str(), new_path.c_str()) == 0;
+        if (worked) unlink(old_path.c_str());
+    }
+    if (note(worked)) return move_outcome::moved;
+    return last_error == EEXIST ? move_outcome::target_exists : move_outcome::failed;
+}
 
 bool create_one_directory(const std::u16string& path) {
     constexpr mode_t new_directory_mode = 0777;

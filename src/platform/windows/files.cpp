@@ -110,6 +110,12 @@ bool write_text(const native_file& file, std::string_view text) {
     return write_next(file, converted.data(), converted.size());
 }
 
+move_outcome move_without_replacing(const std::u16string& from, const std::u16string& to) {
+    if (note(MoveFileW(wide_of(from).c_str(), wide_of(to).c_str()) != 0)) return move_outcome::moved;
+    const bool exists = last_error == ERROR_ALREADY_EXISTS || last_error == ERROR_FILE_EXISTS;
+    return exists ? move_outcome::target_exists : move_outcome::failed;
+}
+
 bool create_one_directory(const std::u16string& path) {
     return note(CreateDirectoryW(wide_of(path).c_str(), nullptr) != 0 || GetLastError() == ERROR_ALREADY_EXISTS);
 }
