@@ -130,6 +130,7 @@ done
 say "counting"
 rows=$(grep -c '^0x' "$work/usual.rows")
 header_lines=$(($(wc -l <"$work/usual.rows") - rows))
+writes_needed=$(grep '^0x' "$work/usual.rows" | cut -d' ' -f1 | uniq | wc -l)
 reads_needed=$(($(fact usual records) + $(fact usual extension_records) + $(fact usual climbed_ahead)))
 # count_calls <calls>: their sum; the C++ library writes by writev.
 count_calls() { awk -v calls=" $* " 'index(calls, " " $NF " ") { sum += $4 } END { print sum + 0 }' "$work/calls"; }
@@ -216,8 +217,8 @@ line "start-up to first row, ms" "$(round_to 1 "$(value first first)")" 10
 # The program loader reads too, and the header goes to standard output as well, in one piece or by lines.
 line "reads (100,000 records)" "$reads" $((reads_needed + 16)) "$reads_needed"
 line "  records, extension records, directories climbed ahead" "$reads_needed"
-line "writes" "$writes" $((rows + 2 * header_lines)) "$rows"
-line "  rows, and lines of the header" "$rows + $header_lines"
+line "writes" "$writes" $((writes_needed + 2 * header_lines)) "$writes_needed"
+line "  records that have rows, and lines of the header" "$writes_needed + $header_lines"
 # Ordinary records take none. Left are the few doublings of the path cache and the long run lists of extension records.
 line "heap allocations for records 500,000 to 1,000,000" "$allocations_later" $(($(fact million extension_records) + 64))
 line "  in the whole run" "$allocations_all"

@@ -25,9 +25,7 @@ bool needs_path_lookup(const ctx_t& ctx) {
 
 constexpr bool (*not_offered[])(const ctx_t& ctx) = {
     needs_other_source,
-    [](const ctx_t& ctx) { return ctx.find_mft || ctx.format_bodyfile || ctx.format_l2t; },
-    [](const ctx_t& ctx) { return ctx.want_md5 || ctx.want_sha1; },
-    [](const ctx_t& ctx) { return ctx.copy_files; },
+    [](const ctx_t& ctx) { return ctx.find_mft; },
     needs_path_lookup,
     // One cell a line, and tagged text: tables cannot be written so. The bare list is no table.
     [](const ctx_t& ctx) { return (ctx.format_multiline || ctx.format_xml) && !ctx.filepath_only; },

@@ -110,27 +110,6 @@ std::uint32_t request(std::uint64_t wanted, std::uint32_t chunk) {
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(wanted, chunk));
 }
 
-// The copy that decoding kept, or else the bytes inside the attribute.
-byte_view resident_bytes(const attr_entry& attribute) {
-    if (!attribute.resident_value.empty()) return attribute.resident_value;
-    const byte_view raw(attribute.raw);
-    return raw.part(raw.u16(attribute_at::value_offset), attribute.value_length());
-}
-
-bool deliver_plain(ntfs_volume& volume, const stream_sink& sink, stream_runs& stream, std::uint64_t data_size,
-                   bool is_index) {
-    std::vector<std::uint8_t> piece(request(data_size, chunk_bytes(volume)));
-    for (std::uint64_t position = 0; position < data_size;) {
-        std::uint32_t size = request(data_size - position, chunk_bytes(volume));
-        std::uint32_t flags = 0;
-        if (!read_stream(volume, stream, position, piece.data(), size, flags) || size == 0) return false;
-        if (is_index) fix_index_blocks(piece.data(), size, volume.sector_size());
-        if (!sink.take(sink.target, {piece.data(), size})) return false;
-        position += size;
-    }
-    return true;
-}
-
 }  // namespace
 
 stream_sink sink_into(std::vector<std::uint8_t>& bytes) { return {append_to_vector, &bytes}; }
@@ -233,6 +212,26 @@ bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream
     }
 }
 
+bool read_plain_stream(ntfs_volume& volume, const stream_sink& sink, stream_runs& stream, std::uint64_t data_size,
+                       bool is_index) {
+    std::vector<std::uint8_t> piece(request(data_size, chunk_bytes(volume)));
+    for (std::uint64_t position = 0; position < data_size;) {
+        std::uint32_t size = request(data_size - position, chunk_bytes(volume));
+        std::uint32_t flags = 0;
+        if (!read_stream(volume, stream, position, piece.data(), size, flags) || size == 0) return false;
+        if (is_index) fix_index_blocks(piece.data(), size, volume.sector_size());
+        if (!sink.take(sink.target, {piece.data(), size})) return false;
+        position += size;
+    }
+    return true;
+}
+
+byte_view resident_bytes(const attr_entry& attribute) {
+    if (!attribute.resident_value.empty()) return attribute.resident_value;
+    const byte_view raw(attribute.raw);
+    return raw.part(raw.u16(attribute_at::value_offset), attribute.value_length());
+}
+
 void fix_index_blocks(std::uint8_t* bytes, std::size_t size, std::uint32_t sector_size) {
     for (std::size_t at = 0; size - at >= index_block; at += index_block)
         apply_fixups(bytes + at, index_block, sector_size);
@@ -256,5 +255,5 @@ bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const
     if (is_compressed_attribute(attribute)) {
         return read_compressed_stream(*volume, sink, stream, data_size, allocated_size);
     }
-    return deliver_plain(*volume, sink, stream, data_size, attribute.type == type_index_allocation);
+    return read_plain_stream(*volume, sink, stream, data_size, attribute.type == type_index_allocation);
 }

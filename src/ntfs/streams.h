@@ -64,6 +64,13 @@ bool is_compressed_attribute(const attr_entry& attribute);
 bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream_runs& stream, std::uint64_t data_size,
                             std::uint64_t allocated_size);
 
+// The first `data_size` bytes as they lie in the clusters, zeros for holes, in pieces of 16 clusters; those of an index
+// with their update sequences applied. False: a cluster could not be read, the runs ended short, or the sink refused.
+bool read_plain_stream(ntfs_volume& volume, const stream_sink& sink, stream_runs& stream, std::uint64_t data_size,
+                       bool is_index);
+
+// What a resident attribute holds of its value: the copy that decoding kept, or else the bytes inside the attribute.
+byte_view resident_bytes(const attr_entry& attribute);
 // Update sequences of every whole index block in a piece of an index stream.
 void fix_index_blocks(std::uint8_t* bytes, std::size_t size, std::uint32_t sector_size);
 // The whole attribute. True if all of it was delivered; nothing is without a volume.

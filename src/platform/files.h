@@ -36,6 +36,10 @@ bool write_next(const native_file& file, const void* bytes, std::size_t count);
 // The same in text mode: LF becomes the host's line end. One write, however many lines.
 bool write_text(const native_file& file, std::string_view text);
 
+enum class move_outcome { moved, target_exists, failed };
+// Renames, within one file system; never onto something that is there.
+move_outcome move_without_replacing(const std::u16string& from, const std::u16string& to);
+
 // True also when the directory is there already.
 bool create_one_directory(const std::u16string& path);
 // Clears the read-only attribute where there is one, then removes.

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "platform/files.h"
 #include "platform/paths.h"
 
 namespace {
@@ -59,7 +58,10 @@ std::string expand_variables(std::string text) {
 }
 
 std::u16string long_form(const std::u16string& path) {
-    return std::u16string(long_path_prefix) + (is_made_absolute(path) ? make_absolute(path) : path);
+    std::u16string whole = is_made_absolute(path) ? make_absolute(path) : path;
+    // Behind the prefix a slash is a character like any other.
+    std::replace(whole.begin(), whole.end(), u'/', u'\\');
+    return std::u16string(long_path_prefix) + whole;
 }
 
 bool create_directory(const std::u16string& path) {
@@ -94,4 +96,13 @@ std::u16string file_part(const std::u16string& path) {
     return {last.base(), path.end()};
 }
 
-void remove_file(const std::u16string& path) { remove_one_file(is_made_absolute(path) ? make_absolute(path) : path); }
+void remove_file(const std::u16string& path) {
+    if (remove_one_file(is_made_absolute(path) ? make_absolute(path) : path)) return;
+    if (is_long_path_error(last_system_error())) remove_one_file(long_form(path));
+}
+
+move_outcome move_file(const std::u16string& from, const std::u16string& to) {
+    const move_outcome outcome = move_without_replacing(from, to);
+    if (outcome != move_outcome::failed || !is_long_path_error(last_system_error())) return outcome;
+    return move_without_replacing(long_form(from), long_form(to));
+}

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/files.h"
+
 // "\\?\GLOBALROOT\Device\HarddiskVolumeShadowCopy", with no number.
 std::string shadow_device_prefix(bool lower_case);
 
@@ -22,6 +24,8 @@ std::u16string directory_part(const std::u16string& path);
 // What stands behind the last separator.
 std::u16string file_part(const std::u16string& path);
 void remove_file(const std::u16string& path);
+// Never onto something that is there. Tried once more in the long form where the host has one.
+move_outcome move_file(const std::u16string& from, const std::u16string& to);
 
 // `path` made absolute if it is relative, behind "\\?\". Only for hosts with long-path errors.
 std::u16string long_form(const std::u16string& path);

@@ -1,6 +1,6 @@
 #include "report/macb_groups.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -112,9 +112,9 @@ public:
     }
 
     void run() {
-        if (m_.opens_row()) add_row_opened_by(m_, "M", {&a_}, &c_, &b_);
-        if (a_.opens_row()) add_row_opened_by(a_, ".A", {}, &c_, &b_);
-        if (c_.opens_row()) add_row_opened_by(c_, "..C", {}, nullptr, &b_);
+        if (m_.opens_row()) add_row_opened_by(m_, "M", &a_, &c_);
+        if (a_.opens_row()) add_row_opened_by(a_, ".A", nullptr, &c_);
+        if (c_.opens_row()) add_row_opened_by(c_, "..C", nullptr, nullptr);
         if (b_.opens_row()) add_creation_row();
         if (remaining_ > 0) add_leftover_rows();
     }
@@ -124,19 +124,18 @@ private:
         return {sign, time, label, time_point_of(time, mode_).valid};
     }
 
-    void add_row_opened_by(letter_time& opener, std::string_view opening, std::vector<letter_time*> letters,
-                           letter_time* change, letter_time* creation) {
+    void add_row_opened_by(letter_time& opener, std::string_view opening, letter_time* access, letter_time* change) {
         row_builder builder(input_, opener.time, remaining_);
         opener.used = true;
         builder.open(opening, opener.label);
-        for (letter_time* each : letters) builder.add_letter(*each);
+        if (access != nullptr) builder.add_letter(*access);
         if (change != nullptr) {
             builder.add_changes(*change);
         } else {
             // Kept: the row of c takes texts of equal change times and leaves them to be used again.
             builder.take_extras(false);
         }
-        builder.add_letter(*creation);
+        builder.add_letter(b_);
         builder.close_label();
         add(builder.row, opener.time);
     }
@@ -173,7 +172,7 @@ private:
         row.row_extra = input_.row_extra;
         row.time = time;
         row.date = time_point_of(time, mode_);
-        result_.emplace(time, std::move(row));
+        result_.add(std::move(row));
     }
 
     macb_rows& result_;
@@ -187,5 +186,12 @@ private:
 };
 
 }  // namespace
+
+void macb_rows::add(macb_row&& row) {
+    if (used_ == rows_.size()) rows_.emplace_back();
+    std::size_t place = used_++;
+    for (; place > 0 && rows_[place - 1].time > row.time; --place) std::swap(rows_[place], rows_[place - 1]);
+    rows_[place] = std::move(row);
+}
 
 void group_macb(macb_rows& result, macb_input& input, time_mode mode) { macb_grouping(result, input, mode).run(); }

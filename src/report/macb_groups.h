@@ -3,8 +3,8 @@
 // Writes nothing: a row is a time, its MACB text and its label.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -31,7 +31,18 @@ struct macb_row {
     std::string extra_text_a, extra_text_b;
 };
 
-// Rows in rising time; rows of equal time in the order of their making.
-using macb_rows = std::multimap<std::uint64_t, macb_row>;
+// Rows in rising time; rows of equal time in the order of their making. A sorted vector, as a group has a handful of
+// them; clear() keeps the storage, so that a walk allocates nothing for its rows.
+class macb_rows {
+public:
+    const macb_row* begin() const { return rows_.data(); }
+    const macb_row* end() const { return rows_.data() + used_; }
+    void clear() { used_ = 0; }
+    void add(macb_row&& row);
+
+private:
+    std::vector<macb_row> rows_;
+    std::size_t used_ = 0;
+};
 
 void group_macb(macb_rows& result, macb_input& input, time_mode mode);

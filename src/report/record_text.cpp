@@ -1,10 +1,11 @@
 #include "report/record_text.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "base/text.h"
-#include "run/run_context.h"
 #include "ntfs/attributes.h"
+#include "run/run_context.h"
 
 namespace {
 
@@ -59,6 +60,13 @@ constexpr filter_hit filter_hits[] = {
     {"ext(", &file_record::ext_match, &file_record::ext_match_text},
     {"name(", &file_record::name_match, &file_record::name_match_text},
 };
+
+void append_hit(text_buffer& out, const filter_hit& hit, const file_record& record) {
+    if (!(record.*hit.match)) return;
+    append_item(out, hit.word);
+    out += record.*hit.text;
+    out += ')';
+}
 
 }  // namespace
 
@@ -128,12 +136,14 @@ void append_data_types(text_buffer& out, const file_record& record) {
 }
 
 void append_filter_hits(text_buffer& out, const file_record& record) {
-    for (const filter_hit& hit : filter_hits) {
-        if (!(record.*hit.match)) continue;
-        append_item(out, hit.word);
-        out += record.*hit.text;
-        out += ')';
-    }
+    for (const filter_hit& hit : filter_hits) append_hit(out, hit, record);
+}
+
+void append_first_filter_hit(text_buffer& out, const file_record& record) {
+    // Kept: "type(" leads where all of them are shown, and comes last here.
+    constexpr std::size_t count = std::size(filter_hits);
+    for (std::size_t index = 1; index <= count && out.empty(); ++index)
+        append_hit(out, filter_hits[index % count], record);
 }
 
 void append_item(text_buffer& out, std::string_view item) {

@@ -27,6 +27,8 @@ void append_cluster_text(text_buffer& out, const attr_entry& attribute);
 void append_data_types(text_buffer& out, const file_record& record);
 // The filter hits of the record, "; " between and ahead of them if `out` holds text.
 void append_filter_hits(text_buffer& out, const file_record& record);
+// The first of them alone, in the order of the hash list.
+void append_first_filter_hit(text_buffer& out, const file_record& record);
 // Appends `item` behind "; " if `out` holds text already.
 void append_item(text_buffer& out, std::string_view item);
 

@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "extract/stream_state.h"
+#include "report/macb_groups.h"
+#include "report/time_groups.h"
 #include "report/time_text.h"
 #include "report/timeline_entry.h"
 #include "report/writer.h"
@@ -17,7 +20,7 @@ struct report_scratch {
     // As the first call chose them: later calls keep them.
     std::vector<result_cell> columns;
     std::vector<void (*)(row_in_hand& row)> fills;
-    bool rows_planned = false;           // made at the first row:
+    bool rows_planned = false;  // made at the first row:
     date_plan date;
     time_plan clock;
     char separator[16] = {};     // its head, for a copy of a fixed size
@@ -32,8 +35,12 @@ struct report_scratch {
     std::vector<text_buffer> names;  // narrow names of the present group
     timeline times;
     row_places places;
+    std::vector<time_group> groups;  // of the timeline formats
+    macb_input group_times;
+    macb_rows group_rows;
 
-    // Of the stream in hand: where it was copied to, and its digests.
+    stream_state stream;
+    // Of the stream in hand, as its row shows it: where it was copied to, and its digests.
     std::string extracted_path, md5_text, sha1_text;
 };
 
@@ -43,4 +50,6 @@ struct report_output {
     bool header_pending = true;
     bool failed = false;  // a row could not be written: the walk stops
     report_scratch scratch{};
+    text_buffer held{};       // rows of the record in hand that have not left yet
+    bool holds_rows = false;  // a held_rows lives
 };

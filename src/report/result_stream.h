@@ -1,6 +1,6 @@
-// Streams of the results: a file opened by its wide path, and one that discards what it gets.
-// The first is opened by the run driver and the diagnostic log; the second serves reads that only a digest wants.
-// Neither formats anything.
+// The stream of the results: a file opened by its wide path.
+// Opened by the run driver and the diagnostic log.
+// Formats nothing.
 #pragma once
 
 #include <ostream>
@@ -44,26 +44,5 @@ public:
 private:
     text_filebuf buffer_;
 };
-
-template <class unit>
-class basic_nullbuf : public std::basic_streambuf<unit> {
-protected:
-    using traits = typename std::basic_streambuf<unit>::traits_type;
-    typename traits::int_type overflow(typename traits::int_type c) override { return traits::not_eof(c); }
-    std::streamsize xsputn(const unit*, std::streamsize count) override { return count; }
-};
-
-// Discards everything and reports success.
-template <class unit>
-class basic_nullstream : public std::basic_ostream<unit> {
-public:
-    basic_nullstream() : std::basic_ostream<unit>(&buffer_) {}
-
-private:
-    basic_nullbuf<unit> buffer_;
-};
-
-using null_out_buf = basic_nullbuf<char>;
-using null_out_stream = basic_nullstream<char>;
 
 }  // namespace uni

@@ -1,4 +1,4 @@
-// Dates and times as text: a FILETIME taken apart, and the formats of -dateformat and -timeformat.
+// Dates and times as text: the formats of -dateformat and -timeformat.
 // Called by the writer for every date cell, by the run header, and by group_macb.
 // UTC only: no time zone of the machine enters. No locale, no library call per cell.
 #pragma once
@@ -7,21 +7,7 @@
 #include <cstdint>
 #include <string_view>
 
-// A moment, in UTC. Not valid: 0, beyond 2^63, ahead of 1970-01-01 00:00:01, or behind the year 3000.
-struct time_point {
-    bool valid = false;
-    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-    std::uint32_t remainder = 0;  // 100-nanosecond units within the second
-};
-
-time_point time_point_of(std::uint64_t filetime);
-
-// How numbers are to be read as times.
-enum time_mode : int {
-    time_mode_filetime = 1,
-    time_mode_unix_seconds = 8,
-};
-time_point time_point_of(std::uint64_t number, time_mode mode);
+#include "base/time_point.h"
 
 // A date's text with its delimiters in place, made once from a format such as "mm/dd/yyyy" or "mmm dd, yy".
 struct date_plan {

@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <ostream>
 #include <string>
 
 #include "base/digits.h"
-#include "run/run_context.h"
 #include "report/report_output.h"
+#include "run/run_context.h"
 
 namespace {
 
@@ -150,7 +151,8 @@ private:
     }
 
     // Both halves, with the separator between them; without a column for the time, the first half and the separator.
-    char* put_split_time(char* to, std::uint64_t filetime, std::size_t date_width, const result_cell* time_column) const {
+    char* put_split_time(char* to, std::uint64_t filetime, std::size_t date_width,
+                         const result_cell* time_column) const {
         const time_point time = time_point_of(filetime);
         to = put_separator(pad_right(to, put_date_text(to, time), date_width));
         if (time_column == nullptr) return to;
@@ -186,6 +188,25 @@ void plan_rows(report_scratch& scratch, const mft_entries_ctx& ctx) {
         scratch.fixed_room += pad_width(column) + most_of_any_value + ctx.separator.size();
     }
     scratch.rows_planned = true;
+}
+
+// A record of a hundred thousand rows must not lie in memory whole: at this size, in bytes, they leave early.
+constexpr std::size_t most_held = 64 * 1024;
+
+void write_block(report_output& out, std::string_view lines) {
+    if (out.failed) return;
+    // Straight to the buffer: a formatted write and a flush look at the stream's state four times a row.
+    std::streambuf* buffer = out.stream.rdbuf();
+    const auto size = static_cast<std::streamsize>(lines.size());
+    if (buffer != nullptr && buffer->sputn(lines.data(), size) == size && buffer->pubsync() == 0) return;
+    out.stream.setstate(std::ios::badbit);
+    out.failed = true;
+}
+
+void write_held(report_output& out) {
+    if (out.held.empty()) return;
+    write_block(out, out.held.view());
+    out.held.clear();
 }
 
 }  // namespace
@@ -229,6 +250,11 @@ void write_header(report_output& out, const mft_entries_ctx& ctx) {
         if (index + 1 < columns.size()) line += ctx.separator;
     }
     line += '\n';
+    write_header_line(out, line);
+}
+
+void write_header_line(report_output& out, std::string_view line) {
+    if (!out.header_pending) return;
     write_line(out, line);
     out.header_pending = false;
 }
@@ -256,11 +282,31 @@ void write_row(report_output& out, const result_row& row, const mft_entries_ctx&
     write_line(out, line.view());
 }
 
+void append_date_and_time(text_buffer& line, const time_point& time, std::string_view between, report_scratch& scratch,
+                          const mft_entries_ctx& ctx) {
+    plan_rows(scratch, ctx);
+    char* at = line.room(date_room + between.size() + time_room);
+    at += put_date(at, time, scratch.date);
+    at = put(at, between);
+    line.set_end(at + put_time(at, time, scratch.clock));
+}
+
 void write_line(report_output& out, std::string_view line) {
-    // Straight to the buffer: a formatted write and a flush look at the stream's state four times a row.
-    std::streambuf* buffer = out.stream.rdbuf();
-    const auto size = static_cast<std::streamsize>(line.size());
-    if (buffer != nullptr && buffer->sputn(line.data(), size) == size && buffer->pubsync() == 0) return;
-    out.stream.setstate(std::ios::badbit);
-    out.failed = true;
+    if (!out.holds_rows) {
+        write_block(out, line);
+        return;
+    }
+    out.held += line;
+    if (out.held.size() >= most_held) write_held(out);
+}
+
+held_rows::held_rows(report_output& out) : out_(out) { out.holds_rows = true; }
+
+held_rows::~held_rows() {
+    out_.holds_rows = false;
+    try {
+        write_held(out_);
+    } catch (const std::bad_alloc&) {
+        out_.failed = true;  // the host's line ends found no room
+    }
 }

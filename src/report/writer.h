@@ -12,6 +12,7 @@
 struct mft_entries_ctx;
 struct report_output;
 struct report_scratch;
+struct time_point;
 
 enum cell_kind : std::uint16_t {
     cell_empty = 0,
@@ -56,11 +57,30 @@ void column_add(report_scratch& scratch, const mft_entries_ctx& ctx, std::string
 
 // Writes the labels and clears header_pending.
 void write_header(report_output& out, const mft_entries_ctx& ctx);
+// The same for a report without columns: the line as it is, if the header is still pending.
+void write_header_line(report_output& out, std::string_view line);
 // One line for the row, after the header line if that is still pending.
 void write_row(report_output& out, const result_row& row, const mft_entries_ctx& ctx);
 
 // For rows that share cells: the text of cells `from` up to `to`, separators behind each but a row's last.
 void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, report_scratch& scratch,
                   const mft_entries_ctx& ctx);
-// Writes and flushes in one go. A failure is noted and ends the walk.
+// Date and time of a valid point in the run's formats.
+void append_date_and_time(text_buffer& line, const time_point& time, std::string_view between, report_scratch& scratch,
+                          const mft_entries_ctx& ctx);
+// Writes and flushes in one go, or holds the line back where held_rows says so. A failure is noted and ends the walk;
+// nothing is written behind it.
 void write_line(report_output& out, std::string_view line);
+
+// While it lives, lines are held back; when it goes, they leave in one write. There is one for each record, so that a
+// record costs one call of the system however many rows it has, and all of them are out before the next is read.
+class held_rows {
+public:
+    explicit held_rows(report_output& out);
+    ~held_rows();
+    held_rows(const held_rows&) = delete;
+    held_rows& operator=(const held_rows&) = delete;
+
+private:
+    report_output& out_;
+};

@@ -7,6 +7,7 @@
 #include "ntfs/record_read.h"
 #include "platform/console.h"
 #include "report/default_report.h"
+#include "report/exchange_formats.h"
 #include "report/report_output.h"
 #include "run/run_context.h"
 #include "walk/acceptance.h"
@@ -25,10 +26,14 @@ struct report_choice {
 // The first line that holds. Kept: -csv stands ahead of the other formats and writes what no format at all writes.
 constexpr report_choice report_choices[] = {
     {[](const mft_entries_ctx& ctx) { return ctx.format_csv; }, write_default_report},
+    {[](const mft_entries_ctx& ctx) { return ctx.format_bodyfile; }, write_body_file},
+    {[](const mft_entries_ctx& ctx) { return ctx.format_l2t; }, write_l2t_rows},
+    {[](const mft_entries_ctx& ctx) { return ctx.hash_output; }, write_hash_list},
     {[](const mft_entries_ctx&) { return true; }, write_default_report},
 };
 
 void write_report(const file_record& record, report_output& out, const mft_entries_ctx& ctx) {
+    const held_rows rows(out);
     for (const report_choice& choice : report_choices) {
         if (choice.is_wanted(ctx)) return choice.write(record, out, ctx);
     }

@@ -8,15 +8,21 @@
 #include <ostream>
 #include <streambuf>
 
+#include "platform/refused_block.h"
+
 namespace {
 
 bool write_all(int descriptor, const char* text, std::size_t count) {
-    while (count > 0) {
-        const ssize_t put = write(descriptor, text, count);
+    for (std::size_t piece = count; count > 0;) {
+        const ssize_t put = write(descriptor, text, piece);
         if (put < 0 && errno == EINTR) continue;
-        if (put < 0) return false;
+        if (put < 0) {
+            piece = first_line_of(text, piece);
+            if (piece == 0) return false;
+            continue;
+        }
         text += put;
-        count -= static_cast<std::size_t>(put);
+        piece = count -= static_cast<std::size_t>(put);
     }
     return true;
 }

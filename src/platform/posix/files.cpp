@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "base/text.h"
+#include "platform/refused_block.h"
 
 namespace {
 
@@ -79,17 +81,33 @@ std::int64_t read_at(const native_file& file, std::uint64_t position, void* byte
 
 bool write_next(const native_file& file, const void* bytes, std::size_t count) {
     const char* at = static_cast<const char*>(bytes);
-    while (count > 0) {
-        const ssize_t put = write(static_cast<int>(file.handle), at, count);
+    for (std::size_t piece = count; count > 0;) {
+        const ssize_t put = write(static_cast<int>(file.handle), at, piece);
         if (put < 0 && errno == EINTR) continue;
-        if (put < 0) return note(false);
+        if (put < 0) {
+            piece = first_line_of(at, piece);
+            if (piece == 0) return note(false);
+            continue;
+        }
         at += put;
-        count -= static_cast<std::size_t>(put);
+        piece = count -= static_cast<std::size_t>(put);
     }
     return true;
 }
 
 bool write_text(const native_file& file, std::string_view text) { return write_next(file, text.data(), text.size()); }
+
+move_outcome move_without_replacing(const std::u16string& from, const std::u16string& to) {
+    const std::string old_path = bytes_from_utf16(from), new_path = bytes_from_utf16(to);
+    bool worked = renameat2(AT_FDCWD, old_path.c_str(), AT_FDCWD, new_path.c_str(), RENAME_NOREPLACE) == 0;
+    // Not every file system can rename so; a second name never replaces anything either.
+    if (!worked && (errno == EINVAL || errno == ENOSYS)) {
+        worked = link(old_path.c_str(), new_path.c_str()) == 0;
+        if (worked) unlink(old_path.c_str());
+    }
+    if (note(worked)) return move_outcome::moved;
+    return last_error == EEXIST ? move_outcome::target_exists : move_outcome::failed;
+}
 
 bool create_one_directory(const std::u16string& path) {
     constexpr mode_t new_directory_mode = 0777;

@@ -10,6 +10,7 @@
 #include <streambuf>
 
 #include "base/text.h"
+#include "platform/refused_block.h"
 #include "platform/windows/wide.h"
 
 namespace {
@@ -26,14 +27,19 @@ bool is_console(HANDLE handle) {
 bool write_all(DWORD which, std::string_view text) {
     constexpr std::size_t one_write = 1u << 30;  // bytes
     const HANDLE handle = GetStdHandle(which);
-    while (!text.empty()) {
-        const auto wanted = static_cast<DWORD>(std::min(text.size(), one_write));
+    for (std::size_t piece = text.size(); !text.empty();) {
+        const auto wanted = static_cast<DWORD>(std::min(piece, one_write));
         DWORD put = 0;
-        if (WriteFile(handle, text.data(), wanted, &put, nullptr) == 0) return false;
+        if (WriteFile(handle, text.data(), wanted, &put, nullptr) == 0) {
+            piece = first_line_of(text.data(), piece);
+            if (piece == 0) return false;
+            continue;
+        }
         // An older console counts characters, not bytes: what it took it took whole.
         if (put < wanted && is_console(handle)) put = wanted;
         if (put == 0) return false;
         text.remove_prefix(put);
+        piece = text.size();
     }
     return true;
 }

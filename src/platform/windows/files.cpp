@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "platform/refused_block.h"
 #include "platform/windows/wide.h"
 
 namespace {
@@ -86,13 +87,17 @@ std::int64_t read_at(const native_file& file, std::uint64_t position, void* byte
 
 bool write_next(const native_file& file, const void* bytes, std::size_t count) {
     const char* at = static_cast<const char*>(bytes);
-    while (count > 0) {
+    for (std::size_t piece = count; count > 0;) {
         DWORD put = 0;
-        if (WriteFile(handle_of(file), at, static_cast<DWORD>(std::min(count, one_read)), &put, nullptr) == 0)
-            return note(false);
+        if (WriteFile(handle_of(file), at, static_cast<DWORD>(std::min(piece, one_read)), &put, nullptr) == 0) {
+            note(false);
+            piece = first_line_of(at, piece);
+            if (piece == 0) return false;
+            continue;
+        }
         if (put == 0) return false;
         at += put;
-        count -= put;
+        piece = count -= put;
     }
     return true;
 }
@@ -107,6 +112,12 @@ bool write_text(const native_file& file, std::string_view text) {
         start = feed + 1;
     }
     return write_next(file, converted.data(), converted.size());
+}
+
+move_outcome move_without_replacing(const std::u16string& from, const std::u16string& to) {
+    if (note(MoveFileW(wide_of(from).c_str(), wide_of(to).c_str()) != 0)) return move_outcome::moved;
+    const bool exists = last_error == ERROR_ALREADY_EXISTS || last_error == ERROR_FILE_EXISTS;
+    return exists ? move_outcome::target_exists : move_outcome::failed;
 }
 
 bool create_one_directory(const std::u16string& path) {

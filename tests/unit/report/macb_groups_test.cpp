@@ -12,8 +12,8 @@ std::string rows_of(macb_input input) {
     macb_rows rows;
     group_macb(rows, input, time_mode_filetime);
     std::string text;
-    for (const auto& [time, row] : rows) {
-        text += std::to_string(time - base) + "=" + row.macb_text + (row.label_text.empty() ? "" : "{" + row.label_text + "}") +
+    for (const macb_row& row : rows) {
+        text += std::to_string(row.time - base) + "=" + row.macb_text + (row.label_text.empty() ? "" : "{" + row.label_text + "}") +
                 row.extra_text_a + " ";
     }
     return text;

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "report/result_stream.h"
+#include "extract/null_out_stream.h"
 #include "report/writer.h"
 #include "support/program_run.h"
 #include "support/record_builder.h"

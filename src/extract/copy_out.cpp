@@ -1,0 +1,159 @@
+#include "extract/copy_out.h"
+
+#include <algorithm>
+
+#include "base/numbers.h"
+#include "base/text.h"
+#include "base/time_point.h"
+#include "extract/digests.h"
+#include "extract/host_names.h"
+#include "platform/paths.h"
+#include "run/filter_tables.h"
+#include "run/run_context.h"
+#include "platform/host_paths.h"
+#include "sources/plain_file.h"
+
+namespace {
+
+constexpr std::u16string_view no_reason = u"catchall";
+
+bool is_plain_label(std::string_view label) { return label.empty() || label == "unnamed data"; }
+
+bool is_named_by_filter(const file_record& record, const attr_entry& attribute, const mft_entries_ctx& ctx) {
+    const filter_entry* entry = attribute.name.empty() ? nullptr : ctx.selected_inodes.find(record.inode);
+    if (entry == nullptr || !entry->has_stream) return false;
+    return std::binary_search(entry->streams.begin(), entry->streams.end(), lowered(attribute.name));
+}
+
+// --- folders ---------------------------------------------------------------------------------------------------------
+
+// Why the record was selected: the first that applies. With a text of its own, or one word for all.
+struct copy_reason {
+    bool file_record::*match;
+    std::string file_record::*text;
+    std::u16string_view word;
+};
+constexpr copy_reason reasons[] = {
+    {&file_record::name_match, &file_record::name_match_text, {}},
+    {&file_record::ext_match, &file_record::ext_match_text, {}},
+    {&file_record::dir_match, &file_record::dir_match_text, {}},
+    {&file_record::signature_match, &file_record::signature_match_text, {}},
+    {&file_record::wildcard_match, nullptr, u"wildcard"},
+    {&file_record::inode_match, nullptr, u"inodes"},
+};
+
+// A path inside the volume as one component.
+std::u16string directory_as_name(const std::u16string& path) {
+    std::u16string name;
+    if (path.starts_with(u'\\') || path.starts_with(u'/')) name = u"[root]";
+    for (const char16_t unit : path) {
+        if (unit == u':') continue;
+        const bool separates = unit == u'\\' || unit == u'/';
+        name += separates ? u'-' : unit == u' ' ? u'_' : unit;
+    }
+    return name;
+}
+
+std::u16string reason_text(const file_record& record) {
+    for (const copy_reason& reason : reasons) {
+        if (!(record.*reason.match)) continue;
+        if (reason.text == nullptr) return std::u16string(reason.word);
+        const std::u16string text = utf16_from_utf8(record.*reason.text);
+        return reason.match == &file_record::dir_match ? directory_as_name(text) : text;
+    }
+    return std::u16string(no_reason);
+}
+
+std::u16string below(const std::u16string& folder, std::u16string_view name) {
+    if (name.empty()) return folder;
+    const bool is_root = !folder.empty() && is_host_separator(folder.back());
+    return folder + (is_root ? std::u16string() : std::u16string(1, host_separator())) + std::u16string(name);
+}
+
+// Makes the folders of one copy and returns the innermost.
+std::u16string make_folders(const file_record& record, const mft_entries_ctx& ctx, const stream_state& state) {
+    const std::u16string_view found = ctx.unalloc_phase   ? u"deleted-unalloc"
+                                      : state.was_deleted ? u"deleted-mft"
+                                                          : u"valid";
+    const std::u16string first = below(ctx.copy_dir, found);
+    const std::u16string second = below(first, safe_component(state.user_name));
+    const std::u16string third = below(second, safe_component(reason_text(record)));
+    create_directory(first);
+    create_directory(second);
+    if (create_directory(third)) return third;
+    const std::u16string instead = below(first, no_reason);
+    create_directory(instead);
+    return instead;
+}
+
+// --- files -----------------------------------------------------------------------------------------------------------
+
+// With the instance's number in front, as instances share the destination.
+std::u16string temporary_path(const mft_entries_ctx& ctx) {
+    std::string name;
+    if (ctx.instance_number != -1) append_hex(name, static_cast<std::uint32_t>(ctx.instance_number));
+    return below(ctx.copy_dir, utf16_from_utf8(name + "__temp__.bin"));
+}
+
+std::u16string copy_name(const file_record& record, const mft_entries_ctx& ctx, const attr_entry& attribute,
+                         const stream_state& state, const std::u16string& own_name) {
+    const si_entry* si = record.std_infos.empty() ? nullptr : &record.std_infos.begin()->value;
+    std::string digest;
+    append_digest_text(digest, state.md5_digest);
+    std::u16string name = copy_time_text(si == nullptr ? 0 : si->modified);
+    name += u'_' + utf16_from_utf8(digest) + u'_' + own_name;
+    if (!attribute.name.empty()) name += u'.' + attribute.name;
+    if (!is_plain_label(attribute.label)) name += u'_' + utf16_from_utf8(attribute.label);
+    if (!ctx.use_orig_ext) name += u".bin";
+    return safe_component(name);
+}
+
+bool write_temporary(const std::u16string& path, const file_record& record, const mft_entries_ctx& ctx,
+                     const attr_entry& attribute, stream_state& state) {
+    plain_file file;
+    return file.open_with(path, true, true) && read_stream_to(sink_into(file), record, ctx, &attribute, state);
+}
+
+}  // namespace
+
+bool is_selected_for_copy(const file_record& record, const attr_entry& attribute, const mft_entries_ctx& ctx) {
+    if (ctx.copy_all_streams || is_named_by_filter(record, attribute, ctx)) return true;
+    if (!attribute.name.empty()) return ctx.copy_named_data;
+    return ctx.copy_normal_data && attribute.label == "unnamed data";
+}
+
+bool copy_stream(const file_record& record, const mft_entries_ctx& ctx, const attr_entry& attribute,
+                 stream_state& state) {
+    const std::u16string own_name = std::move(state.extracted_path);
+    state.extracted_path.clear();
+    if (!has_stream_bytes(attribute)) return false;
+    const std::u16string temporary = temporary_path(ctx);
+    move_outcome outcome = move_outcome::failed;
+    std::u16string target;
+    if (write_temporary(temporary, record, ctx, attribute, state)) {
+        target = below(make_folders(record, ctx, state), copy_name(record, ctx, attribute, state, own_name));
+        outcome = move_file(temporary, target);
+    }
+    if (outcome != move_outcome::moved) remove_file(temporary);
+    if (outcome == move_outcome::failed) return false;
+    state.extracted_path = target;
+    return true;
+}
+
+std::u16string copy_time_text(std::uint64_t filetime) {
+    constexpr std::uint32_t units_per_millisecond = 10'000;
+    const time_point time = time_point_of(filetime);
+    const auto milliseconds = static_cast<int>(time.remainder / units_per_millisecond);
+    const struct {
+        int value;
+        std::size_t digits;
+        const char* behind;
+    } parts[] = {{time.year, 4, "_"},   {time.month, 2, "_"},  {time.day, 2, "_"},   {time.hour, 2, ""},
+                 {time.minute, 2, "_"}, {time.second, 2, "_"}, {milliseconds, 3, ""}};
+    std::string text;
+    for (const auto& part : parts) {
+        append_decimal(text, static_cast<std::uint64_t>(part.value), part.digits);
+        text += part.behind;
+    }
+    return utf16_from_utf8(text);
+}
