@@ -11,6 +11,7 @@
 #include "ntfs/volume.h"
 #include "platform/console.h"
 #include "report/default_report.h"
+#include "report/record_dump.h"
 #include "sources/plain_file.h"
 #include "walk/acceptance.h"
 #include "walk/filters.h"
@@ -79,7 +80,8 @@ void visit_record(record_walk& walk, std::uint64_t number) {
     if (!read_file_record(walk.buffer, bad, walk.ctx, number) || walk.buffer.empty()) return;
     if (!parse_file_record(walk.record, walk.buffer, number, walk.ctx)) return;
     walk.record.record_offset = walk.ctx.record_offset_wanted ? number * walk.ctx.effective_record_size() : 0;
-    write_default_report(walk.record, walk.out, walk.ctx);
+    const auto report = walk.ctx.find_mft ? write_record_dump : write_default_report;
+    report(walk.record, walk.out, walk.ctx);
 }
 
 // False: results cannot be written any more, so the walk ends.
