@@ -215,10 +215,11 @@ void read_acl(ace_table& table, byte_view descriptor, std::uint32_t acl_offset) 
     const byte_view list = descriptor.part(acl_offset, descriptor.size);
     const std::size_t count = list.u16(acl_at::count);
     std::size_t at = acl_at::first_entry;
-    for (std::size_t index = 0; index < count; ++index) {
+    // Guard: what begins behind the bytes is no entry, whatever the count says.
+    for (std::size_t index = 0; index < count && at < list.size; ++index) {
         const byte_view ace = list.part(at, list.size);
         add_entry(table, ace);
-        // Guard: 65,535 entries of size 0 would all be the same one; behind the bytes every size is 0.
+        // Guard: 65,535 entries of size 0 would all be the same one.
         const std::size_t size = ace.u16(ace_at::size);
         if (size == 0) break;
         at += size;

@@ -166,11 +166,15 @@ void add_name(dump_text& dump, const name_entry& name, const std::string& path) 
     dump.text += '\n';
 }
 
+// Kept: a name shows under every parent of its parent's number, whatever the sequence number.
+// Guard: thousands of made-up parents can share a number; then each name shows under its own alone.
 void add_names(dump_text& dump, const file_record& record) {
+    constexpr std::size_t most_pairs = 65'536;
+    const bool few = record.parents.size() * record.file_names.size() <= most_pairs;
+    const std::uint64_t compared = few ? inode_mask : ~std::uint64_t{0};
     for (const path_entry& path : record.parents) {
         for (const auto& item : record.file_names) {
-            const std::uint64_t parent = item.value.parent & inode_mask;
-            if (parent == (path.key & inode_mask)) add_name(dump, item.value, path.value.path);
+            if (((item.value.parent ^ path.key) & compared) == 0) add_name(dump, item.value, path.value.path);
         }
     }
 }
