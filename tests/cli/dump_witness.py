@@ -21,8 +21,7 @@ import sys
 
 from witness import KNOWN, LAST_32_BIT_TIME, ROOT, SKIPPED, TIMES, expanded, filetime, istat_entry, main, printable, shown
 
-LABELS = {"obj id": 64, "security descr": 80, "vol name": 96, "vol info": 112, "Data Attrib": 128, "indx root": 144, "indx alloc": 160, "bitmap": 176,
-          "reparse point": 192, "logged stream": 256}
+LABELS = {"obj id": 64, "security descr": 80, "vol name": 96, "vol info": 112, "Data Attrib": 128, "indx root": 144, "indx alloc": 160, "bitmap": 176, "reparse point": 192, "logged stream": 256}
 SHORTER = {"Sparse_File": "Sparse", "Reparse_Pt": "Reparse_Point", "Content_Not_Indexed": "Not_Content_Indexed", "None Set": ""}
 MARKS = {"data compressed": "Compressed", "data encrypted": "Encrypted", "sparse clusters": "Sparse"}
 RIGHTS = {31: "GENERIC_READ", 30: "GENERIC_WRITE", 29: "GENERIC_EXECUTE", 28: "GENERIC_ALL", 16: "DELETE", 17: "READ_CONTROL", 18: "WRITE_DAC", 19: "WRITE_OWNER", 20: "SYNCHRONIZE"}
@@ -62,11 +61,6 @@ def attribute(section):
     return (LABELS[label], name, frozenset(MARKS[mark] for mark in marks.split(", ")[1:])), (None if sizes[0] == 0 and runs else sizes, runs)
 
 
-def attribute_facts(each):
-    what = (each["type"], each["name"] or "", frozenset(() if each["resident"] else each["flags"]))
-    return what, ((each["size"],) if each["resident"] else (each["size"], each["init_size"]), each.get("runs") or [])
-
-
 def compare(comparison, where, entry, sections, descriptors):
     header, parts = sections[0], collections.defaultdict(list)
     for section in sections[1:]:
@@ -85,7 +79,9 @@ def compare(comparison, where, entry, sections, descriptors):
                           for section in parts["Filename"]}, any(each["type"] == 32 for each in entry["attributes"])
     comparison.equal(f"names {where}", ours - theirs if through_list else ours, set() if through_list else theirs)
     ours = dict(map(attribute, parts[""]))
-    theirs = {what: sizes_and_runs for what, sizes_and_runs in map(attribute_facts, entry["attributes"]) if what[0] not in (16, 32, 48)}
+    theirs = {(each["type"], each["name"] or "", frozenset(() if each["resident"] else each["flags"])):
+              ((each["size"],) if each["resident"] else (each["size"], each["init_size"]), each.get("runs") or [])
+              for each in entry["attributes"] if each["type"] not in (16, 32, 48)}
     comparison.equal(f"attributes {where}", set(ours) - set(theirs) if through_list else set(ours), set() if through_list else set(theirs))
     for what in set(ours) & set(theirs):
         sizes, runs = theirs[what]
@@ -96,19 +92,16 @@ def compare(comparison, where, entry, sections, descriptors):
     comparison.equal(f"descriptors {where}", texts, [security_text(value) for value in descriptors])
 
 
-def sid(value, at):
-    return "-".join(map(str, ("S", value[at], value[at + 7], *struct.unpack_from(f"<{value[at + 1]}I", value, at + 8))))
-
-
 def security_text(value):
+    sid = lambda at: "-".join(map(str, ("S", value[at], value[at + 7], *struct.unpack_from(f"<{value[at + 1]}I", value, at + 8))))
     owner, group, *lists = struct.unpack_from("<4I", value, 4)
     lines = ["  Security Identifiers"]
-    lines += [f"  {word} sid [{sid(value, at) if value[at + 1] < 2 else ''}]" for word, at in (("owner", owner), ("group", group)) if at]
+    lines += [f"  {word} sid [{sid(at) if value[at + 1] < 2 else ''}]" for word, at in (("owner", owner), ("group", group)) if at]
     for title, at in zip(("System", "Discretionary"), lists):
         rows, place = {}, at + 8
         for _ in range(struct.unpack_from("<H", value, at + 4)[0] if at else 0):
             kind, size, mask = struct.unpack_from("<BxHI", value, place)
-            who, words = sid(value, place + 8), " | ".join(word for bit, word in RIGHTS.items() if mask >> bit & 1)
+            who, words = sid(place + 8), " | ".join(word for bit, word in RIGHTS.items() if mask >> bit & 1)
             rows.setdefault(who + ENTRIES[kind], (ENTRIES[kind], SIDS.get(who, "unk"), []))[2].append(words)
             place += size
         lines += ["", f"  {title} Access Control List"] if rows else []
@@ -116,18 +109,16 @@ def security_text(value):
     return "\n".join(lines)
 
 
-def descriptors_of(mft, size):
+def descriptors_of(file, size, count):
     """The resident security descriptors of each record, by its number."""
     found = collections.defaultdict(list)
-    for at in range(0, len(mft) - size + 1, size):
-        record = bytearray(mft[at:at + size])
-        words, count, place = *struct.unpack_from("<2H", record, 4), struct.unpack_from("<H", record, 20)[0]
+    for inode, record in ((inode, bytearray(file.read(size))) for inode in range(count)):
+        words, count, place = struct.unpack_from("<2H12xH", record, 4)
         for sector in range(1, count if record[:4] == b"FILE" else 0):
             record[512 * sector - 2:512 * sector] = record[words + 2 * sector:words + 2 * sector + 2]
         while record[:4] == b"FILE" and place + 24 <= size and record[place] != 0xFF and any(record[place + 4:place + 8]):
             length, used, offset = struct.unpack_from("<I8xIH", record, place + 4)
-            if record[place] == 80 and record[place + 8] == 0:
-                found[at // size].append(bytes(record[place + offset:place + offset + used]))
+            found[inode] += [bytes(record[place + offset:place + offset + used])] if record[place] == 80 and record[place + 8] == 0 else []
             place += length
     return found
 
@@ -135,8 +126,7 @@ def descriptors_of(mft, size):
 def from_facts(options, comparison):
     data = pathlib.Path(os.environ.get("GRELMOOR_DATA", ROOT.parent / "shared" / "data"))
     if not data.is_dir():
-        print("skipped: no shared data beside the checkout")
-        return SKIPPED
+        return print("skipped: no shared data beside the checkout") or SKIPPED
     for packed in sorted([*data.glob("*.raw.gz"), *data.glob("mft/*.xz")]):
         facts, image = json.load(lzma.open(data / "facts" / f"{packed.name.split('.')[0]}.json.xz")), options.work / packed.stem
         with (gzip if packed.suffix == ".gz" else lzma).open(packed) as source, open(image, "wb") as file:
@@ -146,10 +136,9 @@ def from_facts(options, comparison):
         with open(image, "rb") as file:
             if not facts["mft_only"]:  # all of $MFT lies in its first run
                 file.seek(facts["offset"] + int(facts["fsstat"]["First Cluster of MFT"]) * int(facts["fsstat"]["Cluster Size"]))
-            size = int(facts["fsstat"]["Size of MFT Entries"].split()[0])
-            descriptors = descriptors_of(file.read(len(facts["entries"]) * size), size)
+            descriptors = descriptors_of(file, int(facts["fsstat"]["Size of MFT Entries"].split()[0]), len(facts["entries"]))
         entries = [entry for entry in facts["entries"] if "error" not in entry and (packed.stem, entry["inode"]) not in KNOWN and entry["attributes"]]
-        source = ["-mftfile", str(image)] if facts["mft_only"] else ["-image", str(image), "-offset", str(facts["offset"])]
+        source = ["-mftfile", image] if facts["mft_only"] else ["-image", image, "-offset", str(facts["offset"])]
         dumped = dumps(options, source, [entry["inode"] for entry in entries])
         for entry in entries:
             compare(comparison, f"{packed.stem}:{entry['inode']}", entry, dumped[entry["inode"]], descriptors[entry["inode"]])
@@ -159,17 +148,15 @@ def from_facts(options, comparison):
 
 def from_sample(options, comparison):
     if shutil.which("istat") is None:
-        print("skipped: istat is not installed")
-        return SKIPPED
-    image, mft = options.work / "small.img", (ROOT / "samples" / "small.mft").read_bytes()
+        return print("skipped: istat is not installed") or SKIPPED
+    image, count = options.work / "small.img", (ROOT / "samples" / "small.mft").stat().st_size // 1024
     image.write_bytes(gzip.open(ROOT / "samples" / "small.img.gz").read())
-    dumped, descriptors = dumps(options, ["-image", str(image)], range(len(mft) // 1024)), descriptors_of(mft, 1024)
-    for inode in range(len(mft) // 1024):
-        asked = subprocess.run(["istat", "-r", "-f", "ntfs", "-z", "UTC", str(image), str(inode)], capture_output=True)
-        if asked.returncode != 0 or any(time is None or time > LAST_32_BIT_TIME for section in dumped.get(inode, []) for time in times(section)):
-            continue
-        entry = istat_entry(asked.stdout.decode("utf-8", "replace"), inode)
-        if entry["attributes"]:
+    dumped, descriptors = dumps(options, ["-image", image], range(count)), descriptors_of(open(ROOT / "samples" / "small.mft", "rb"), 1024, count)
+    for inode in range(count):
+        asked = subprocess.run(["istat", "-r", "-f", "ntfs", "-z", "UTC", image, str(inode)], capture_output=True)
+        beyond = any(time is None or time > LAST_32_BIT_TIME for section in dumped.get(inode, []) for time in times(section))
+        entry = istat_entry(asked.stdout.decode("utf-8", "replace"), inode) if asked.returncode == 0 and not beyond else None
+        if entry is not None and entry["attributes"]:
             compare(comparison, f"sample:{inode}", entry, dumped[inode], descriptors[inode])
     return 0
 

@@ -12,23 +12,23 @@
 
 static std::size_t most_bytes(const file_record& record) {
     constexpr std::size_t block = 2048, most_pairs = 65'536, of_each_byte = 1024;
-    std::size_t path = 0, most = block;
-    for (const auto& item : record.parents) path = std::max(path, item.value.path.size());
-    most += std::min(record.parents.size() * record.file_names.size(), most_pairs) * (block + path);
+    std::size_t most = block, path = block;
+    for (const auto& item : record.parents) path = std::max(path, block + item.value.path.size());
     for (const auto& [key, entry] : record.attributes) most += block + of_each_byte * (entry.raw.size() + entry.runs.size());
-    return most;
+    return most + std::min(record.parents.size() * record.file_names.size(), most_pairs) * path;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    constexpr std::size_t record_size = 1024, most_records = 12;
-    const temporary_file file(build::bytes(data, data + std::min(size, record_size * most_records)));
+    constexpr std::size_t record_size = 1024, most_bytes_read = 12 * record_size;
+    size = std::min(size, most_bytes_read);
+    const temporary_file file(build::bytes(data, data + size));
     const read_options read = options_of({"-mftfile", file.path()});
     read.ctx->record_size_learned = true;
     read.ctx->mft_reader = std::make_unique<plain_file>();
     if (!read.ctx->mft_reader->open_read(read.ctx->mft_file_path)) std::abort();
     file_record record;
     std::vector<std::uint8_t> buffer;
-    for (std::uint64_t inode = 0; inode * record_size < size && inode < most_records; ++inode) {
+    for (std::uint64_t inode = 0; inode * record_size < size; ++inode) {
         bool bad = false;
         if (!read_file_record(buffer, bad, *read.ctx, inode) || !parse_file_record(record, buffer, inode, *read.ctx)) continue;
         read.ctx->hex_numbers = inode % 2 == 0;
