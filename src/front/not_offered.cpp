@@ -25,10 +25,9 @@ bool needs_path_lookup(const ctx_t& ctx) {
 
 constexpr bool (*not_offered[])(const ctx_t& ctx) = {
     needs_other_source,
-    [](const ctx_t& ctx) { return ctx.find_mft; },
     needs_path_lookup,
-    // One cell a line, and tagged text: tables cannot be written so. The bare list is no table.
-    [](const ctx_t& ctx) { return (ctx.format_multiline || ctx.format_xml) && !ctx.filepath_only; },
+    // Tagged text: tables cannot be written so. The bare list and the dump of a record are no tables.
+    [](const ctx_t& ctx) { return ctx.format_xml && !ctx.filepath_only && !ctx.find_mft; },
 };
 
 }  // namespace

@@ -111,6 +111,7 @@ void take_standard_information(const attribute_context& attribute) {
     si_entry& entry = attribute.record.std_infos.insert(attribute.id, made);
     if (!made) return;
     attribute.value().copy(0, entry.raw.data(), entry.raw.size());
+    entry.length = attribute.value_length;
     const byte_view raw(entry.raw.data(), entry.raw.size());
     entry.created = raw.u64(standard_information_at::created);
     entry.modified = raw.u64(standard_information_at::modified);
@@ -165,6 +166,7 @@ void take_file_name(const attribute_context& attribute) {
     name_entry& stored = attribute.record.file_names.insert(key, made);
     if (made) {
         fill_name_entry(stored, value, attribute.records.future_limit);
+        stored.indexed = (attribute.from_attribute.u8(attribute_at::resident_flags) & 1) != 0;
         if (is_path_name) note_parent(attribute.record, stored);
     } else if (is_path_name) {
         // The map keeps the first under a key; the parents still learn of the second.
@@ -188,11 +190,8 @@ void take_object_id(const attribute_context& attribute) {
 }
 
 void take_security_descriptor(const attribute_context& attribute) {
-    if (attribute.non_resident()) {
-        file_entry(attribute, attribute.key(), "security descr");
-    } else {
-        insert_entry(attribute, attribute.key(), "security descr");
-    }
+    const auto file = attribute.non_resident() ? file_entry : insert_entry;
+    file(attribute, attribute.key(), "security descr");
 }
 
 // Kept: the value is never read. What is kept is the attribute's own name, which is normally empty.

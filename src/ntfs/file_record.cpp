@@ -10,7 +10,6 @@ void attr_entry::clear() {
     value_text.clear();
     head_bytes.clear();
     is_named_data = is_data = false;
-    security_text.clear();
     runs.clear();
     resident_value.clear();
 }

@@ -17,6 +17,7 @@
 
 struct si_entry {
     std::array<std::uint8_t, 72> raw{};  // copied whatever the value's length: the old form has 48
+    std::uint32_t length = 0;            // of the value
     std::uint64_t created = 0, modified = 0, mft_changed = 0, accessed = 0;  // FILETIMEs
     bool anomaly = false;
     const char* anomaly_text = "";
@@ -29,6 +30,7 @@ struct name_entry {
     std::u16string name;                                                     // up to its first NUL
     std::uint8_t name_space = 0;
     bool is_dos = false;
+    bool indexed = false;  // a flag of the attribute
     bool anomaly = false;
     const char* anomaly_text = "";
 };
@@ -60,7 +62,6 @@ struct attr_entry {
     std::vector<std::uint8_t> head_bytes;
     bool is_named_data = false;
     bool is_data = false;
-    std::string security_text;
     std::vector<cluster_run> runs;
     std::vector<std::uint8_t> resident_value;  // only when asked for
 

@@ -53,6 +53,8 @@ struct attribute_at {
         id = 14,                // 2
         value_length = 16,      // 4  resident
         value_offset = 20,      // 2  resident
+        resident_flags = 22,    // 1  resident; bit 0: the value is a key of an index
+        resident_size = 24,     // of the resident header
         first_vcn = 16,         // 8  non-resident, as all below
         pairs_offset = 32,      // 2
         compression_unit = 34,  // 1  clusters, as a power of two; 0: not compressed
@@ -79,7 +81,17 @@ struct file_name_at {
 
 // Value of $STANDARD_INFORMATION.
 struct standard_information_at {
-    enum : std::size_t { created = 0, modified = 8, mft_changed = 16, accessed = 24 };  // 8 each
+    enum : std::size_t {
+        created = 0,         // 8
+        modified = 8,        // 8
+        mft_changed = 16,    // 8
+        accessed = 24,       // 8
+        file_flags = 32,     // 4
+        old_form_size = 48,  // what follows is missing in volumes of old versions
+        security_id = 52,    // 4
+        quota = 56,          // 8
+        journal = 64,        // 8
+    };
 };
 
 // Entry of $ATTRIBUTE_LIST.
@@ -104,7 +116,40 @@ struct reparse_at {
     };
 };
 
-enum attribute_flag : std::uint16_t { attribute_is_compressed = 1 };
+// Value of $SECURITY_DESCRIPTOR, self-relative: byte offsets into itself, 0 for what is absent.
+struct security_descriptor_at {
+    enum : std::size_t {
+        owner = 4,                // 4
+        group = 8,                // 4
+        system_list = 12,         // 4
+        discretionary_list = 16,  // 4
+    };
+};
+struct acl_at {
+    enum : std::size_t { count = 4 /* 2 */, first_entry = 8 };
+};
+struct ace_at {
+    enum : std::size_t {
+        type = 0,  // 1
+        size = 2,  // 2
+        mask = 4,  // 4
+        sid = 8,
+    };
+};
+struct sid_at {
+    enum : std::size_t {
+        revision = 0,         // 1
+        count = 1,            // 1  sub-authorities
+        authority = 7,        // 1  the last of six bytes
+        sub_authorities = 8,  // 4 each
+    };
+};
+
+enum attribute_flag : std::uint16_t {
+    attribute_is_compressed = 1,
+    attribute_is_encrypted = 0x4000,
+    attribute_is_sparse = 0x8000,
+};
 
 enum attribute_type : std::uint32_t {
     type_standard_information = 0x10,

@@ -35,7 +35,7 @@ std::string_view ext_text(const report_call& call, report_scratch& scratch, cons
     text.clear();
     if (call.path == nullptr || call.record.is_directory()) return text.view();
     const std::u16string_view ext = extension_of(call.path->value.name, false);
-    append_utf8(text, ctx.no_whitespace ? ext : ext.substr(0, 7));
+    append_utf8(text, is_padded(ctx) ? ext.substr(0, 7) : ext);
     return text.view();
 }
 

@@ -42,7 +42,7 @@ char* put_number(char* to, const result_cell& cell, std::size_t width, const mft
     }
     to = put(to, "0x");
     const std::size_t padded = width >= 2 ? width - 2 : 0;
-    return digits::put_hex(to, cell.value, ctx.no_whitespace ? digits_without_white_space(cell.kind) : padded);
+    return digits::put_hex(to, cell.value, is_padded(ctx) ? padded : digits_without_white_space(cell.kind));
 }
 
 constexpr std::size_t longest_tag = 6;  // what one byte of a text can grow to, below
@@ -70,8 +70,9 @@ char* put_with_tags(char* to, std::string_view text) {
     return to;
 }
 
+// -multiline promises one line for each cell, so a cell must not hold a second.
 bool line_ends_are_tagged(const mft_entries_ctx& ctx) {
-    return ctx.format_csv || ctx.format_csvgen || ctx.format_l2t || ctx.format_bodyfile;
+    return ctx.format_csv || ctx.format_csvgen || ctx.format_l2t || ctx.format_bodyfile || ctx.format_multiline;
 }
 
 bool holds_line_end(std::string_view text) {
@@ -96,6 +97,21 @@ public:
         return scratch_.fixed_room + (tagged_ ? longest_tag : 1) * texts;
     }
 
+    // Behind each cell but the row's last stands the separator.
+    char* put_cells(char* to, std::size_t from, std::size_t end, std::size_t in_row) const {
+        for (std::size_t index = from; index < end; ++index) {
+            to = put_cell(to, index);
+            if (index + 1 < in_row) to = put_separator(to);
+        }
+        return to;
+    }
+
+    char* put_labelled_lines(char* to, std::size_t from, std::size_t end) const {
+        for (std::size_t index = from; index < end; ++index) to = put_labelled(to, index);
+        return to;
+    }
+
+private:
     // Writes the cell at `index`, and moves on to the second of a date and time pair.
     char* put_cell(char* to, std::size_t& index) const {
         const result_cell& cell = cells_[index];
@@ -114,6 +130,16 @@ public:
         }
     }
 
+    // -multiline: the cell at `index` on a line of its own behind its label, and so the second of a date and time pair.
+    char* put_labelled(char* to, std::size_t& index) const {
+        to = put_label(to, columns_[index]);
+        if (cells_[index].kind != cell_date_time) return put_end_of_line(put_cell(to, index));
+        const time_point time = time_point_of(cells_[index].value);
+        to = put_end_of_line(put_date_text(to, time));
+        if (++index == count_) return to;
+        return put_end_of_line(put_time_text(put_label(to, columns_[index]), time));
+    }
+
     char* put_separator(char* to) const {
         const std::size_t size = ctx_.separator.size();
         if (size > sizeof scratch_.separator) return put(to, ctx_.separator);
@@ -121,7 +147,15 @@ public:
         return to + size;
     }
 
-private:
+    char* put_label(char* to, const result_cell& column) const {
+        return pad_right(to, put(to, column.text), scratch_.label_width);
+    }
+
+    static char* put_end_of_line(char* to) {
+        *to = '\n';
+        return to + 1;
+    }
+
     char* put_text(char* to, std::string_view text, std::size_t width) const {
         if (text.empty()) return put_blanks(to, width);
         char* const end = tagged_ && holds_line_end(text) ? put_with_tags(to, text) : put(to, text);
@@ -138,7 +172,7 @@ private:
 
     // One blank for a half that has no text; nothing without white space.
     char* put_absent(char* to) const {
-        if (!ctx_.no_whitespace) *to++ = ' ';
+        if (is_padded(ctx_)) *to++ = ' ';
         return to;
     }
 
@@ -162,7 +196,7 @@ private:
 
     char* put_paired_time(char* to, std::uint64_t filetime, std::size_t width) const {
         const time_point time = time_point_of(filetime);
-        to = put_blank_before_time(to);
+        if (!ctx_.format_multiline) to = put_blank_before_time(to);
         char* at = put_date_text(to, time);
         *at++ = ' ';
         return pad_right(to, put_time_text(at, time), width);
@@ -186,7 +220,9 @@ void plan_rows(report_scratch& scratch, const mft_entries_ctx& ctx) {
     scratch.fixed_room = sizeof scratch.separator;
     for (const result_cell& column : scratch.columns) {
         scratch.fixed_room += pad_width(column) + most_of_any_value + ctx.separator.size();
+        scratch.label_width = std::max(scratch.label_width, column.text.size() + 1);
     }
+    if (ctx.format_multiline) scratch.fixed_room += scratch.columns.size() * (scratch.label_width + blank_block);
     scratch.rows_planned = true;
 }
 
@@ -211,6 +247,8 @@ void write_held(report_output& out) {
 
 }  // namespace
 
+bool is_padded(const mft_entries_ctx& ctx) { return !ctx.no_whitespace && !ctx.format_multiline; }
+
 void row_reset(result_row& row, std::size_t count) {
     row.row_kind = 1;
     row.cell_count = static_cast<std::int32_t>(count);
@@ -233,11 +271,15 @@ int cell_set_value(result_row& row, int index, std::uint64_t value, cell_kind ki
 
 void column_add(report_scratch& scratch, const mft_entries_ctx& ctx, std::string_view label, std::size_t width,
                 cell_kind kind) {
-    const auto shown_width = ctx.no_whitespace ? 0 : static_cast<std::int64_t>(width);
+    const auto shown_width = is_padded(ctx) ? static_cast<std::int64_t>(width) : 0;
     scratch.columns.push_back({kind, 0, shown_width, label, 0});
 }
 
 void write_header(report_output& out, const mft_entries_ctx& ctx) {
+    if (ctx.format_multiline) {  // each row has the labels
+        out.header_pending = false;
+        return;
+    }
     const std::vector<result_cell>& columns = out.scratch.columns;
     std::string line;
     for (std::size_t index = 0; index < columns.size(); ++index) {
@@ -265,12 +307,9 @@ void append_cells(text_buffer& line, const result_row& row, std::size_t from, st
     const auto in_row = static_cast<std::size_t>(row.cell_count);
     const std::size_t count = std::min({to, in_row, scratch.columns.size()});
     const cells_writer cells(row, ctx, scratch);
-    char* at = line.room(cells.room_for(from, count));
-    for (std::size_t index = from; index < count; ++index) {
-        at = cells.put_cell(at, index);
-        if (index + 1 < in_row) at = cells.put_separator(at);
-    }
-    line.set_end(at);
+    char* const start = line.room(cells.room_for(from, count));
+    line.set_end(ctx.format_multiline ? cells.put_labelled_lines(start, from, count)
+                                      : cells.put_cells(start, from, count, in_row));
 }
 
 void write_row(report_output& out, const result_row& row, const mft_entries_ctx& ctx) {

@@ -45,24 +45,28 @@ struct result_row {
     std::vector<result_cell> cells;
 };
 
+// Cells are filled up to their column's width; not without white space, nor one below the other under -multiline.
+bool is_padded(const mft_entries_ctx& ctx);
+
 // A live row of `count` empty cells.
 void row_reset(result_row& row, std::size_t count);
 // Each returns by how many cells a running index moves on. An index out of range stores nothing.
 int cell_set_text(result_row& row, int index, std::string_view text, std::uint32_t flags = 0);
 int cell_set_value(result_row& row, int index, std::uint64_t value, cell_kind kind, std::uint32_t flags = 0);
 
-// Widths become 0 where the run wants no white space.
+// Widths become 0 where cells are not padded.
 void column_add(report_scratch& scratch, const mft_entries_ctx& ctx, std::string_view label, std::size_t width,
                 cell_kind kind = cell_empty);
 
-// Writes the labels and clears header_pending.
+// Writes the labels, unless each row has them (-multiline), and clears header_pending.
 void write_header(report_output& out, const mft_entries_ctx& ctx);
 // The same for a report without columns: the line as it is, if the header is still pending.
 void write_header_line(report_output& out, std::string_view line);
 // One line for the row, after the header line if that is still pending.
 void write_row(report_output& out, const result_row& row, const mft_entries_ctx& ctx);
 
-// For rows that share cells: the text of cells `from` up to `to`, separators behind each but a row's last.
+// For rows that share cells: the text of cells `from` up to `to`, separators behind each but a row's last. Under
+// -multiline each is a line with its label, and the line end that a caller puts behind a row makes the empty line.
 void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, report_scratch& scratch,
                   const mft_entries_ctx& ctx);
 // Date and time of a valid point in the run's formats.

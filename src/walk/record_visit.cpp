@@ -8,6 +8,7 @@
 #include "platform/console.h"
 #include "report/default_report.h"
 #include "report/exchange_formats.h"
+#include "report/record_dump.h"
 #include "report/report_output.h"
 #include "run/run_context.h"
 #include "walk/acceptance.h"
@@ -25,6 +26,7 @@ struct report_choice {
 
 // The first line that holds. Kept: -csv stands ahead of the other formats and writes what no format at all writes.
 constexpr report_choice report_choices[] = {
+    {[](const mft_entries_ctx& ctx) { return ctx.find_mft; }, write_record_dump},
     {[](const mft_entries_ctx& ctx) { return ctx.format_csv; }, write_default_report},
     {[](const mft_entries_ctx& ctx) { return ctx.format_bodyfile; }, write_body_file},
     {[](const mft_entries_ctx& ctx) { return ctx.format_l2t; }, write_l2t_rows},

@@ -179,20 +179,24 @@ def times_of(block):
 def istat_entry(text, inode):
     """What istat prints, as the facts files hold it. Its name list does not tell 8.3 names: they are let through."""
     blocks = re.split(r"\n(?=\$STANDARD_INFORMATION|\$FILE_NAME|\$OBJECT_ID|Attributes:)", text)
-    entry = {"inode": inode, "names": [], "attributes": [], "si": None,
+    entry = {"inode": inode, "names": [], "attributes": [], "si": None, "kind": re.search(r"^(?:Not )?Allocated (\w+)", text, re.M).group(1),
+             "links": int(re.search(r"^Links: (\d+)", text, re.M).group(1)), **({"base": True} if "Base File Record:" in text else {}),
              "sequence": int(re.search(r"Sequence: (\d+)", text).group(1)), "allocated": re.search("^Allocated (File|Directory)", text, re.M) is not None}
     for block in blocks[1:]:
         if block.startswith("$STANDARD"):
-            entry["si"] = {"times": times_of(block)}
+            flags, security = re.search(r"^Flags: (.*)\nOwner ID: \d+\nSecurity ID: (\d+)", block, re.M).groups()
+            entry["si"] = {"times": times_of(block), "flags": flags, "security_id": int(security)}
         elif block.startswith("$FILE_NAME"):
             parent = re.search(r"Parent MFT Entry: (\d+) \tSequence: (\d+)", block)
             entry["names"].append({"name": re.search(r"^Name: (.*)$", block, re.M).group(1), "namespace": 1,
                                    "parent": int(parent.group(1)), "parent_sequence": int(parent.group(2)), "times": times_of(block)})
         elif block.startswith("Attributes:"):
-            for kind, name, size, rest in re.findall(r"Type: .* \((\d+)-\d+\)   Name: (.*?)   .*?size: (\d+)(.*(?:\n  Starting .*)*)", block):
+            for kind, name, residence, marks, size, initialised, rest in re.findall(
+                    r"Type: .* \((\d+)-\d+\)   Name: (.*?)   (Non-Resident|Resident)((?:, \w+)*)   size: (\d+)(?:  init_size: (\d+))?(.*(?:\n  Starting .*)*)", block):
                 runs = [(None if "Sparse" in line or "address: X" in line else int(re.search(r"address: (\d+)", line).group(1)), int(re.search(r"length: (\d+)", line).group(1)))
                         for line in rest.split("\n")[1:]]
-                entry["attributes"].append({"type": int(kind), "name": None if name == "N/A" else name, "size": int(size), "runs": runs})
+                entry["attributes"].append({"type": int(kind), "name": None if name == "N/A" else name, "size": int(size), "runs": runs,
+                                            "resident": residence == "Resident", "flags": marks.split(", ")[1:], "init_size": int(initialised or 0)})
     return entry
 
 
@@ -215,9 +219,9 @@ def from_sample(options, comparison):
     return 0
 
 
-def main():
+def main(parts):
     parser = argparse.ArgumentParser()
-    parser.add_argument("part", choices=["facts", "sample"])
+    parser.add_argument("part", choices=parts)
     parser.add_argument("--program", required=True)
     parser.add_argument("--launcher", nargs=1, default=[])
     parser.add_argument("--work", required=True, type=pathlib.Path)
@@ -225,7 +229,7 @@ def main():
     options.work = options.work.resolve() / options.part
     options.work.mkdir(parents=True, exist_ok=True)
     comparison = Comparison()
-    result = from_facts(options, comparison) if options.part == "facts" else from_sample(options, comparison)
+    result = parts[options.part](options, comparison)
     print("\n".join(comparison.differences[:40]))
     print(f"{sum(comparison.compared.values())} comparisons {dict(comparison.compared)}, {len(comparison.differences)} differences")
     if result == 0 and sum(comparison.compared.values()) < 500:
@@ -235,4 +239,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main({"facts": from_facts, "sample": from_sample}))

@@ -29,7 +29,7 @@ void tell(std::string& out, std::string_view what, numbers... values) {
 void tell_attribute(std::string& out, std::uint64_t key, const attr_entry& entry) {
     tell(out, entry.label, key, entry.type, entry.is_data, entry.is_named_data, entry.data_size(), entry.resident_value.size());
     out.append(entry.raw.begin(), entry.raw.end());
-    out += utf8_from_utf16(entry.name) + entry.value_text + entry.security_text + "\n";
+    out += utf8_from_utf16(entry.name) + entry.value_text + "\n";
     for (const cluster_run& run : entry.runs) tell(out, "run", run.start_vcn, run.lcn, run.lcn_delta, run.clusters, run.delta_negative);
 }
 

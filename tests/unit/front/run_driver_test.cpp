@@ -104,7 +104,7 @@ TEST(run, failures_have_words_and_an_exit_code_and_come_behind_the_header) {
     const struct { arguments given; int exit_code; std::string words; } cases[] = {
         {{}, 0, ""},  // a source that cannot be opened
         {{"-sqlite", "x"}, -1, std::string(refused) + "invalid cmd options, aborting\n"},
-        {{"-multiline"}, -1, refused},
+        {{"-xml"}, -1, refused},
         {{"-xml", "-filepath_only"}, 0, ""},
         {{"-filter_file", "x"}, 0, ""},  // counts for nothing without a volume
         {{"-image", "missing"}, -1, "couldn't find any partitions on disk\n\n"},

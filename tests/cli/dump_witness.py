@@ -1,0 +1,165 @@
+#!/usr/bin/env python3
+"""Compares the dump of every record with what an independent toolkit says of it, for the volumes and $MFT files beside the
+checkout (facts) and the sample volume (sample), and texts of descriptors with a decoding of the same bytes made here.
+Differs by design, and is left out:
+- what an attribute list leads to: ids of several records meet, and of those the program keeps the first
+- a real size of 0 before clusters, as it lies on disk: the toolkit shows the size of the clusters, and ahead of later
+  parts of a stream a hole; runs of record 0 of an extracted $MFT, which the toolkit read from a volume laid around it
+- marks of resident attributes and the directory bit among the file flags, which the toolkit does not show
+"""
+import collections
+import gzip
+import json
+import lzma
+import os
+import pathlib
+import re
+import shutil
+import struct
+import subprocess
+import sys
+
+from witness import KNOWN, LAST_32_BIT_TIME, ROOT, SKIPPED, TIMES, expanded, filetime, istat_entry, main, printable, shown
+
+LABELS = {"obj id": 64, "security descr": 80, "vol name": 96, "vol info": 112, "Data Attrib": 128, "indx root": 144, "indx alloc": 160, "bitmap": 176, "reparse point": 192, "logged stream": 256}
+SHORTER = {"Sparse_File": "Sparse", "Reparse_Pt": "Reparse_Point", "Content_Not_Indexed": "Not_Content_Indexed", "None Set": ""}
+MARKS = {"data compressed": "Compressed", "data encrypted": "Encrypted", "sparse clusters": "Sparse"}
+RIGHTS = {31: "GENERIC_READ", 30: "GENERIC_WRITE", 29: "GENERIC_EXECUTE", 28: "GENERIC_ALL", 16: "DELETE", 17: "READ_CONTROL", 18: "WRITE_DAC", 19: "WRITE_OWNER", 20: "SYNCHRONIZE"}
+ENTRIES = ("access allowed", "access denied", "system audit", "system alarm")
+SIDS = {"S-1-1-0": "World", "S-1-3-0": "Owner", "S-1-5-11": "Authenticated User", "S-1-5-18": "Local System", "S-1-5-32-544": "Admins", "S-1-5-32-545": "Users"}
+
+
+def dumps(options, source, numbers):
+    """The sections of each record's dump: a line that begins without a blank, and those behind it."""
+    command = options.launcher + [options.program] + source + "-quiet -find_mft 0 -timeformat hh:mm:ss.xxxxxxx -filter_inode".split() + ["|".join(map(str, numbers))]
+    output = subprocess.run(command, capture_output=True, check=True, timeout=300).stdout.replace(b"\r\n", b"\n")
+    blocks = [block.split("\n", 1)[1] for block in re.split(r"\n(?=File Record: )", output.decode("utf-8", "surrogateescape"))[1:]]
+    return {number(block, "MFT entry:"): re.split(r"\n(?=\S)", block) for block in blocks}
+
+
+def number(section, label):
+    found = re.search(rf"^  {label} *0x([0-9a-f]+) \[(\d+)\]", section, re.M)
+    assert found and int(found.group(1), 16) == int(found.group(2)), (section, label)
+    return int(found.group(2))
+
+
+def times(section):
+    return tuple(filetime(*line) for line in re.findall(r"^  (?:modified|accessed|mft mod|created): +(\S*) (\S*)$", section, re.M))
+
+
+def attribute(section):
+    """What names it, its sizes, its runs."""
+    label, name, marks = re.fullmatch(r"(.*?)(?:: (.*?))?((?:, (?:data \w+|sparse clusters))*)", section.split("\n")[0]).groups()
+    name = "" if name in (None, "(unnamed)") else printable(name)
+    if "resident data used" in section:
+        return (LABELS[label], name, frozenset()), ((number(section, "resident data used:"),), [])
+    found = re.findall(r"^    0x([0-9a-f]+)(?: -> 0x([0-9a-f]+))?( \[sparse\])?$", section, re.M)
+    runs = [(None if hole else int(first, 16), int(last or first, 16) - int(first, 16) + 1) for first, last, hole in found]
+    for word, hole in (("real", False), ("sparse", True)):
+        assert int(re.search(rf"\[{word}\]: +0x(\w+)$", section, re.M).group(1), 16) == sum(length for first, length in runs if (first is None) == hole), section
+    sizes = (number(section, "file size:"), number(section, "valid data:"))
+    return (LABELS[label], name, frozenset(MARKS[mark] for mark in marks.split(", ")[1:])), (None if sizes[0] == 0 and runs else sizes, runs)
+
+
+def compare(comparison, where, entry, sections, descriptors):
+    header, parts = sections[0], collections.defaultdict(list)
+    for section in sections[1:]:
+        parts[re.match(r"Standard Info|Filename|", section).group()].append(section)
+    links, kind = re.search(r"Ref Count: (.*)", header).group(1), re.search(r"Type: +(.*)", header).group(1)
+    comparison.equal(f"header {where}", (number(header, "Seq Num:"), "deleted" not in header, kind, "references" in header, int(links), len(parts["Standard Info"])),
+                     (entry["sequence"], entry["allocated"], entry["kind"].lower(), "base" in entry, entry["links"] if entry["links"] != 15 else -1, int(bool(entry.get("si")))))
+    for section in parts["Standard Info"]:
+        flags = {SHORTER.get(word, word).replace("_", " ") for word in re.search(r"\((.*)\)", section).group(1).title().split(", ")}
+        comparison.equal(f"flags {where}", (flags - {"Directory"}) or {""}, set(entry["si"]["flags"].split(", ")))
+        comparison.equal(f"si {where}", times(section), tuple(shown(entry["si"]["times"][each]) for each in TIMES))
+        for label, field in (("secure id:", "security_id"), ("quota id:", "quota"), ("Jrnl num:", "usn")):
+            comparison.equal(f"ids {where}", number(section, label), entry["si"].get(field, number(section, label)))
+    theirs = {(printable(each["name"]), each["parent"], each["parent_sequence"], tuple(shown(each["times"][time]) for time in TIMES)) for each in entry["names"]}
+    ours, through_list = {(printable(re.match(r"Filename Attrib: (.*?)(?:, \(indexed\))?\n", section).group(1)), number(section, "parnt mft:"), number(section, "parnt seq#"), times(section))
+                          for section in parts["Filename"]}, any(each["type"] == 32 for each in entry["attributes"])
+    comparison.equal(f"names {where}", ours - theirs if through_list else ours, set() if through_list else theirs)
+    ours = dict(map(attribute, parts[""]))
+    theirs = {(each["type"], each["name"] or "", frozenset(() if each["resident"] else each["flags"])):
+              ((each["size"],) if each["resident"] else (each["size"], each["init_size"]), each.get("runs") or [])
+              for each in entry["attributes"] if each["type"] not in (16, 32, 48)}
+    comparison.equal(f"attributes {where}", set(ours) - set(theirs) if through_list else set(ours), set() if through_list else set(theirs))
+    for what in set(ours) & set(theirs):
+        sizes, runs = theirs[what]
+        comparison.equal(f"sizes {where}", ours[what][0] or sizes, sizes)
+        limit = 0 if entry["inode"] == 0 or ("base" in entry and ours[what][0] is None) else sum(length for _, length in runs)
+        comparison.equal(f"runs {where}", expanded(ours[what][1], limit), expanded(runs, limit))
+    texts = [section.rstrip("\n").split("\n", 2)[2] for section in parts[""] if "Security Identifiers" in section]
+    comparison.equal(f"descriptors {where}", texts, [security_text(value) for value in descriptors])
+
+
+def security_text(value):
+    sid = lambda at: "-".join(map(str, ("S", value[at], value[at + 7], *struct.unpack_from(f"<{value[at + 1]}I", value, at + 8))))
+    owner, group, *lists = struct.unpack_from("<4I", value, 4)
+    lines = ["  Security Identifiers"]
+    lines += [f"  {word} sid [{sid(at) if value[at + 1] < 2 else ''}]" for word, at in (("owner", owner), ("group", group)) if at]
+    for title, at in zip(("System", "Discretionary"), lists):
+        rows, place = {}, at + 8
+        for _ in range(struct.unpack_from("<H", value, at + 4)[0] if at else 0):
+            kind, size, mask = struct.unpack_from("<BxHI", value, place)
+            who, words = sid(place + 8), " | ".join(word for bit, word in RIGHTS.items() if mask >> bit & 1)
+            rows.setdefault(who + ENTRIES[kind], (ENTRIES[kind], SIDS.get(who, "unk"), []))[2].append(words)
+            place += size
+        lines += ["", f"  {title} Access Control List"] if rows else []
+        lines += [f"  {kind:<15} {label:<15} {' | '.join(words)}" for _, (kind, label, words) in sorted(rows.items())]
+    return "\n".join(lines)
+
+
+def descriptors_of(file, size, count):
+    """The resident security descriptors of each record, by its number."""
+    found = collections.defaultdict(list)
+    for inode, record in ((inode, bytearray(file.read(size))) for inode in range(count)):
+        words, count, place = struct.unpack_from("<2H12xH", record, 4)
+        for sector in range(1, count if record[:4] == b"FILE" else 0):
+            record[512 * sector - 2:512 * sector] = record[words + 2 * sector:words + 2 * sector + 2]
+        while record[:4] == b"FILE" and place + 24 <= size and record[place] != 0xFF and any(record[place + 4:place + 8]):
+            length, used, offset = struct.unpack_from("<I8xIH", record, place + 4)
+            found[inode] += [bytes(record[place + offset:place + offset + used])] if record[place] == 80 and record[place + 8] == 0 else []
+            place += length
+    return found
+
+
+def from_facts(options, comparison):
+    data = pathlib.Path(os.environ.get("GRELMOOR_DATA", ROOT.parent / "shared" / "data"))
+    if not data.is_dir():
+        return print("skipped: no shared data beside the checkout") or SKIPPED
+    for packed in sorted([*data.glob("*.raw.gz"), *data.glob("mft/*.xz")]):
+        facts, image = json.load(lzma.open(data / "facts" / f"{packed.name.split('.')[0]}.json.xz")), options.work / packed.stem
+        with (gzip if packed.suffix == ".gz" else lzma).open(packed) as source, open(image, "wb") as file:
+            while block := source.read(1 << 20):
+                file.write(block) if block.strip(b"\0") else file.seek(len(block), os.SEEK_CUR)
+            file.truncate()
+        with open(image, "rb") as file:
+            if not facts["mft_only"]:  # all of $MFT lies in its first run
+                file.seek(facts["offset"] + int(facts["fsstat"]["First Cluster of MFT"]) * int(facts["fsstat"]["Cluster Size"]))
+            descriptors = descriptors_of(file, int(facts["fsstat"]["Size of MFT Entries"].split()[0]), len(facts["entries"]))
+        entries = [entry for entry in facts["entries"] if "error" not in entry and (packed.stem, entry["inode"]) not in KNOWN and entry["attributes"]]
+        source = ["-mftfile", image] if facts["mft_only"] else ["-image", image, "-offset", str(facts["offset"])]
+        dumped = dumps(options, source, [entry["inode"] for entry in entries])
+        for entry in entries:
+            compare(comparison, f"{packed.stem}:{entry['inode']}", entry, dumped[entry["inode"]], descriptors[entry["inode"]])
+        image.unlink()
+    return 0
+
+
+def from_sample(options, comparison):
+    if shutil.which("istat") is None:
+        return print("skipped: istat is not installed") or SKIPPED
+    image, count = options.work / "small.img", (ROOT / "samples" / "small.mft").stat().st_size // 1024
+    image.write_bytes(gzip.open(ROOT / "samples" / "small.img.gz").read())
+    dumped, descriptors = dumps(options, ["-image", image], range(count)), descriptors_of(open(ROOT / "samples" / "small.mft", "rb"), 1024, count)
+    for inode in range(count):
+        asked = subprocess.run(["istat", "-r", "-f", "ntfs", "-z", "UTC", image, str(inode)], capture_output=True)
+        beyond = any(time is None or time > LAST_32_BIT_TIME for section in dumped.get(inode, []) for time in times(section))
+        entry = istat_entry(asked.stdout.decode("utf-8", "replace"), inode) if asked.returncode == 0 and not beyond else None
+        if entry is not None and entry["attributes"]:
+            compare(comparison, f"sample:{inode}", entry, dumped[inode], descriptors[inode])
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main({"facts": from_facts, "sample": from_sample}))

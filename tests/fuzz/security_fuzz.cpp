@@ -1,0 +1,12 @@
+// Whatever the bytes of a security descriptor: its text ends and is no longer than what two lists can hold.
+#include <cstdlib>
+
+#include "ntfs/security_descriptor.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    constexpr std::size_t longest_line = 256, other_lines = 5;
+    std::string text;
+    format_security_descriptor(text, {data, size});
+    if (text.size() > (2 * size + other_lines) * longest_line || text.back() != '\n') std::abort();
+    return 0;
+}
