@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/flat_map.h"
+#include "sources/evidence.h"
 #include "sources/source_choice.h"
 
 struct filter_entry;
@@ -42,6 +43,7 @@ struct cmd_params {
     std::string version_text;
     std::string results_path;
     std::string results_dir;
+    evidence_files evidence;  // what neither results nor log may lead to
     std::string username;
     std::string hostname;
     std::string source_type;

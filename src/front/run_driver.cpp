@@ -68,12 +68,31 @@ bool make_results_directories(const mft_entries_ctx& ctx) {
     return false;
 }
 
+// Opens the results file and cuts it, once it is known to be no source. `why` says what is against it.
+bool take_results_file(uni::ofstream& file, const mft_entries_ctx& ctx, std::string& why) {
+    file.open_held(ctx.results_path_wide);
+    file_identity target;
+    if (!file || !file.identify(target)) {
+        why = system_error_text(last_system_error());
+        return false;
+    }
+    if (is_evidence(ctx.evidence, target)) {
+        why = "it is a source";
+        file.close();
+        return false;
+    }
+    file.release();
+    return true;
+}
+
 bool open_results(run_state& state) {
     const std::u16string& path = state.ctx->results_path_wide;
     if (path.empty()) return true;
-    state.results_file.open(path);
-    if (!state.results_file) {
-        write_standard_error("prob opening file " + utf8_from_utf16(path) + " for output, aborting\n ");
+    const std::string name = utf8_from_utf16(path);
+    std::string why;
+    if (!take_results_file(state.results_file, *state.ctx, why)) {
+        log_diag(*state.ctx, "err: cannot open %s for output: %s", name.c_str(), why.c_str());
+        write_standard_error("prob opening file " + name + " for output, aborting\n ");
         return false;
     }
     write_header_block(state.results_file, state.run_header);
@@ -95,7 +114,9 @@ void run_walkers(run_state& state) {
 }
 
 // What went wrong with the results stream, if anything did.
-int results_verdict(const run_state& state) {
+int results_verdict(run_state& state) {
+    // A file may refuse at its end what it seemed to have taken.
+    state.results_file.close();
     if (!state.ctx->results_failed && *state.out) return 0;
     const std::u16string& path = state.ctx->results_path_wide;
     write_standard_error("prob writing to output file: " + (path.empty() ? "standard output" : utf8_from_utf16(path)) +
