@@ -35,4 +35,6 @@ std::streamsize text_filebuf::xsputn(const char* text, std::streamsize count) {
     return held_ || (is_open() && write_text(file_, {text, static_cast<std::size_t>(count)})) ? count : 0;
 }
 
+ofstream::~ofstream() = default;
+
 }  // namespace uni

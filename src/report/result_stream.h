@@ -44,6 +44,9 @@ class ofstream : public std::ostream {
 public:
     ofstream() : std::ostream(nullptr) { rdbuf(&buffer_); }
     explicit ofstream(const std::u16string& path) : ofstream() { open(path); }
+    // Not inline: the tables of a class with a virtual base are to be made in one place, or mingw's linker meets them
+    // twice.
+    ~ofstream() override;
     void open(const std::u16string& path) { clear(buffer_.open(path) ? goodbit : failbit); }
     // For a file that may turn out to be one that must not be written: see text_filebuf.
     void open_held(const std::u16string& path) { clear(buffer_.open_held(path) ? goodbit : failbit); }
