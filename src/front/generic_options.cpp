@@ -80,8 +80,22 @@ bool format_multiline(cmd_params& params, const std::string&) {
     return true;
 }
 
+// The words for a results file or a log that cannot be had.
+bool refuse_output(const std::string& path) {
+    write_standard_error("prob opening file " + path + " for output, aborting\n");
+    return false;
+}
+
+bool leads_to_disk(const std::string& path) {
+    file_identity target;
+    return identify(utf16_from_utf8(path), target) && target.is_device;
+}
+
+// Held until all sources are known: see the option reader.
 bool open_diagnostics(cmd_params& params, const std::string& value) {
-    auto stream = std::make_unique<uni::ofstream>(utf16_from_utf8(value));
+    if (leads_to_disk(value)) return refuse_output(value);
+    auto stream = std::make_unique<uni::ofstream>();
+    stream->open_held(utf16_from_utf8(value));
     if (!*stream) return true;
     params.diags_path = value;
     params.diags_log.stream = std::move(stream);
@@ -122,12 +136,12 @@ bool refuse_database(cmd_params&, const std::string&) {
 bool set_results_file(cmd_params& params, const std::string& value) {
     params.results_path = expand_variables(value);
     params.results_path_given = true;
-    const uni::ofstream test_open(utf16_from_utf8(params.results_path));
-    if (!test_open) {
-        write_standard_error("prob opening file " + params.results_path + " for output, aborting\n");
-        return false;
-    }
-    return true;
+    uni::ofstream test_open;
+    test_open.open_held(utf16_from_utf8(params.results_path));
+    if (test_open) return true;
+    log_diag(params, "err: cannot open %s for output: %s", params.results_path.c_str(),
+             system_error_text(last_system_error()).c_str());
+    return refuse_output(params.results_path);
 }
 
 bool set_results_dir(cmd_params& params, const std::string& value) {

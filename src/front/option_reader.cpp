@@ -1,5 +1,6 @@
 #include "front/option_reader.h"
 
+#include "front/diagnostic_log.h"
 #include "front/generic_options.h"
 #include "run/run_context.h"
 #include "front/scanners.h"
@@ -7,6 +8,7 @@
 #include "front/walk_options.h"
 #include "platform/console.h"
 #include "platform/host.h"
+#include "report/result_stream.h"
 
 namespace {
 
@@ -20,20 +22,45 @@ constexpr const char* missing_rights =
     "need to restart cmd prompt using \"Run As Administrator\" option...\n"
     "\n";
 
-}  // namespace
+// Options whose value is a source, whether or not a pass came to take it.
+constexpr const char* source_names[] = {"-script", "-partition", "-mftfile", "-image", "-vmdk", "-indxfile"};
 
-option_result parse_run_options(mft_entries_ctx& ctx, std::vector<std::string>& args, const std::string& version,
-                                const std::string& source_type) {
-    ctx.reset();
+void protect_sources(mft_entries_ctx& ctx, const std::vector<std::string>& args) {
+    protect(ctx.evidence, ctx);
+    std::vector<std::u16string> left = widened(args), items;
+    std::u16string value;
+    for (const char* name : source_names) {
+        while (take_value_wide(name, value, left)) protect(ctx.evidence, value);
+    }
+}
+
+// Cut and written only now that it is known not to be evidence.
+bool settle_log(mft_entries_ctx& ctx) {
+    // The generic pass opened it, as this.
+    auto* const stream = static_cast<uni::ofstream*>(ctx.diags_log.stream.get());
+    file_identity log;
+    if (stream == nullptr) return true;
+    if (stream->identify(log) && !is_evidence(ctx.evidence, log)) {
+        stream->release();
+        return true;
+    }
+    write_standard_error("prob opening file " + ctx.diags_path + " for output, aborting\n");
+    ctx.diags_log.stream.reset();
+    return false;
+}
+
+option_result read_passes(mft_entries_ctx& ctx, std::vector<std::string>& args, const std::string& version,
+                          const std::string& source_type) {
     if (source_type.empty()) ctx.source_type = "NTFS$MFT";
     if (args.size() < 2) return options_invalid;
     ctx.future_limit = present_time() + one_hour;
 
     std::vector<std::u16string> list = widened(args);
-    append_script(list);
+    const std::string without_script = append_script(list, ctx.evidence);
     args = narrowed(list);
     take_hashfile(ctx, list);
     if (!parse_generic_options(ctx, args)) return options_invalid;
+    if (!without_script.empty()) log_diag(ctx.log, "err: the script is left out: %s", without_script.c_str());
     ctx.version_text = version;
 
     list = widened(args);
@@ -45,4 +72,14 @@ option_result parse_run_options(mft_entries_ctx& ctx, std::vector<std::string>& 
     }
     args = narrowed(list);
     return options_read;
+}
+
+}  // namespace
+
+option_result parse_run_options(mft_entries_ctx& ctx, std::vector<std::string>& args, const std::string& version,
+                                const std::string& source_type) {
+    ctx.reset();
+    const option_result result = read_passes(ctx, args, version, source_type);
+    protect_sources(ctx, args);
+    return settle_log(ctx) ? result : option_failed;
 }

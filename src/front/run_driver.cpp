@@ -18,6 +18,7 @@
 #include "platform/host_paths.h"
 #include "report/report_output.h"
 #include "report/result_stream.h"
+#include "report/results_file.h"
 #include "walk/open_source.h"
 #include "walk/phases.h"
 
@@ -73,9 +74,11 @@ bool make_results_directories(const mft_entries_ctx& ctx) {
 bool open_results(run_state& state) {
     const std::u16string& path = state.ctx->results_path_wide;
     if (path.empty()) return true;
-    state.results_file.open(path);
-    if (!state.results_file) {
-        write_standard_error("prob opening file " + utf8_from_utf16(path) + " for output, aborting\n ");
+    const std::string name = utf8_from_utf16(path);
+    std::string why;
+    if (!open_results_file(state.results_file, path, state.ctx->evidence, why)) {
+        log_diag(state.ctx->log, "err: cannot open %s for output: %s", name.c_str(), why.c_str());
+        write_standard_error("prob opening file " + name + " for output, aborting\n ");
         return false;
     }
     write_header_block(state.results_file, state.run_header);
@@ -84,7 +87,9 @@ bool open_results(run_state& state) {
 }
 
 // What went wrong with the results stream, if anything did.
-int results_verdict(const run_state& state, const report_output& results) {
+int results_verdict(run_state& state, const report_output& results) {
+    // A file may refuse at its end what it seemed to have taken.
+    state.results_file.close();
     if (!results.failed && results.stream) return 0;
     const std::u16string& path = state.ctx->results_path_wide;
     write_standard_error("prob writing to output file: " + (path.empty() ? "standard output" : utf8_from_utf16(path)) +

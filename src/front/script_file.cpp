@@ -1,6 +1,7 @@
 #include "front/script_file.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 
 #include "base/text.h"
@@ -12,8 +13,10 @@ namespace {
 enum class line_ends { none, cr_lf, lf_cr, lf, cr, mixed };
 
 constexpr std::size_t style_window = 1024;  // bytes looked at to tell the line ends
-// Guard: a larger file is no script, and its text would not fit into memory.
-constexpr std::int64_t largest_script = 64 << 20;
+// Guards: a larger file is no script. Each argument is held several times over in the passes, and costs many times
+// its letters when they are few.
+constexpr std::int64_t largest_script = 4 << 20;
+constexpr std::size_t most_tokens = 65'536;
 
 line_ends style_of(std::string_view text) {
     line_ends style = line_ends::none;
@@ -31,19 +34,19 @@ line_ends style_of(std::string_view text) {
     return style;
 }
 
-std::vector<std::string> lines_of(std::string text) {
+// Calls `take` for each line that is not empty, until it says false.
+template <class call>
+void for_each_line(std::string text, const call& take) {
     const line_ends style = style_of(text);
-    std::vector<std::string> lines;
-    if (style == line_ends::none || style == line_ends::mixed) return lines;
+    if (style == line_ends::none || style == line_ends::mixed) return;
     if (style == line_ends::lf_cr) std::replace(text.begin(), text.end(), '\n', ' ');
     const char end = style == line_ends::cr || style == line_ends::lf_cr ? '\r' : '\n';
     for (std::size_t from = 0; from <= text.size();) {
         const std::size_t to = std::min(text.find(end, from), text.size());
         const std::string_view line = trimmed(std::string_view(text).substr(from, to - from));
-        if (!line.empty()) lines.emplace_back(line);
+        if (!line.empty() && !take(line)) return;
         from = to + 1;
     }
-    return lines;
 }
 
 bool is_white(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
@@ -89,26 +92,32 @@ void append_unquoted(std::vector<std::u16string>& tokens, const std::vector<std:
 
 }  // namespace
 
-std::vector<std::u16string> script_tokens(byte_view text) {
-    std::vector<std::u16string> tokens;
-    for (const std::string& line : lines_of(std::string(reinterpret_cast<const char*>(text.data), text.size))) {
-        if (line.starts_with("//")) continue;
+bool script_tokens(byte_view text, std::vector<std::u16string>& tokens) {
+    for_each_line({reinterpret_cast<const char*>(text.data), text.size}, [&tokens](std::string_view line) {
+        if (line.starts_with("//")) return true;
         const std::vector<std::string> words = words_of(line);
         if (words.size() == 1) {
             tokens.push_back(utf16_from_utf8(words.front()));
         } else {
             append_unquoted(tokens, words);
         }
-    }
-    return tokens;
+        return tokens.size() <= most_tokens;
+    });
+    return tokens.size() <= most_tokens;
 }
 
-void append_script(std::vector<std::u16string>& list) {
+std::string append_script(std::vector<std::u16string>& list, evidence_files& evidence) {
     std::u16string path;
-    if (!take_value_wide("-script", path, list)) return;
+    if (!take_value_wide("-script", path, list)) return {};
+    protect(evidence, path);
     plain_file file;
+    if (!file.open_read(path)) return system_error_text(last_system_error());
     std::vector<std::uint8_t> bytes;
-    if (!file.open_read(path) || file.file_size() > largest_script) return;
-    if (!file.read_into(bytes, static_cast<std::uint64_t>(file.file_size()), 0)) return;
-    for (std::u16string& token : script_tokens(bytes)) list.push_back(std::move(token));
+    std::vector<std::u16string> tokens;
+    const std::int64_t size = file.file_size();
+    if (size > largest_script) return "too large";
+    if (!file.read_into(bytes, static_cast<std::uint64_t>(size), 0)) return system_error_text(last_system_error());
+    if (!script_tokens(bytes, tokens)) return "too many arguments";
+    std::move(tokens.begin(), tokens.end(), std::back_inserter(list));
+    return {};
 }

@@ -8,10 +8,26 @@
 #include "platform/console.h"
 #include "platform/paths.h"
 #include "sources/volume_offset.h"
+#include "walk/walkers.h"
 
 namespace {
 
 using wide_list = std::vector<std::u16string>;
+
+void show_search(std::uint64_t position, std::uint64_t size) {
+    constexpr int mebibyte = 20;
+    const std::string text = "searching for partitions: " + std::to_string(position >> mebibyte) + " of " +
+                             std::to_string(size >> mebibyte) + " MiB";
+    write_progress(position < size ? text : std::string());
+}
+
+template <class check_call>
+bool run_check(const mft_entries_ctx& ctx, offset_check& asked, const check_call& check) {
+    if (ctx.show_progress) asked.progress = show_search;
+    const bool accepted = check(asked);
+    if (!asked.reason.empty()) log_diag(ctx, "err: the source cannot be read: %s", asked.reason.c_str());
+    return accepted;
+}
 
 // Compares the offset with the partitions of the source, by `check`. Without -offset a source also passes that holds
 // an NTFS volume at 0 and is shorter than it.
@@ -21,7 +37,7 @@ bool accept_source(mft_entries_ctx& ctx, wide_list& list, const check_call& chec
     offset_check asked;
     asked.offset = ctx.volume_offset;
     asked.ignore_size = offset_given && take_flag_wide("-ignore_image_size", list);
-    const bool accepted = check(asked) || (!offset_given && asked.found && asked.offset == 0);
+    const bool accepted = run_check(ctx, asked, check) || (!offset_given && asked.found && asked.offset == 0);
     ctx.volume_offset = asked.offset;
     if (!accepted) write_standard_error(asked.text + "\n");
     return accepted;

@@ -12,10 +12,10 @@
 #include "instances/portable_thread.h"
 #include "ntfs/record_read.h"
 #include "platform/console.h"
-#include "platform/process.h"
-#include "report/result_stream.h"
-#include "run/run_context.h"
 #include "platform/host_paths.h"
+#include "platform/process.h"
+#include "report/results_file.h"
+#include "run/run_context.h"
 #include "sources/plain_file.h"
 #include "walk/open_source.h"
 #include "walk/walkers.h"
@@ -51,25 +51,28 @@ bool measure_job(mft_entries_ctx& ctx) {
     return ctx.mft_count != 0;
 }
 
-bool results_fail(const mft_entries_ctx& ctx) {
+bool results_fail(const mft_entries_ctx& ctx, const std::string& why = {}) {
     write_standard_error("prob writing to output file: " + ctx.results_path + "\n");
     log_diag(ctx.log, "prob writing to output file: %s", ctx.results_path.c_str());
+    if (!why.empty()) log_diag(ctx.log, "err: %s", why.c_str());
     return false;
 }
 
 // The merged file with the run's header; with separate files none: the options' test open has made one.
 bool prepare_results(const mft_entries_ctx& ctx) {
     if (ctx.separate_files) {
-        remove_file(ctx.results_path_wide);
+        if (may_be_removed(ctx.results_path_wide, ctx.evidence)) remove_file(ctx.results_path_wide);
         return true;
     }
-    uni::ofstream results(ctx.results_path_wide);
-    if (!results) return results_fail(ctx);
+    uni::ofstream results;
+    std::string why;
+    if (!open_results_file(results, ctx.results_path_wide, ctx.evidence, why)) return results_fail(ctx, why);
     if (ctx.run_header_text.empty()) {
         log_diag(ctx.log, "banner not present");
         return true;
     }
     results << ctx.run_header_text + "\n";
+    results.close();
     return results.good() || results_fail(ctx);
 }
 

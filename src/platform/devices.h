@@ -1,11 +1,12 @@
 // Volumes and whole drives of the host: open for shared reading, geometry, place on the disk, read.
-// Called by source_reader alone, which widens reads to whole sectors and keeps what is learned here.
+// Called by device_source, which widens reads to whole sectors and keeps what is learned here, and by evidence.
 // Never writes; words nothing: last_device_error says why the last call of this header was refused.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/files.h"
 
@@ -40,4 +41,6 @@ bool query_partition(const native_file& device, partition_facts& facts);
 bool query_device_number(const native_file& device, std::uint32_t& number);
 // One read of `count` bytes at `position`, both whole sectors. Returns how many came; -1 when the system refused.
 std::int64_t read_device(const native_file& device, std::uint64_t position, void* bytes, std::uint32_t count);
+// Adds the files that hold the bytes of a device: what lies behind a loop device, directly or below a mapped one.
+void identify_backing(const std::u16string& path, std::vector<file_identity>& found);
 std::uint32_t last_device_error();

@@ -19,15 +19,39 @@ std::string system_error_text(std::uint32_t error);
 // Failures after which a path is tried once more in its long form; never on POSIX.
 bool is_long_path_error(std::uint32_t error);
 
-// Opens for reading, shared with every other reader and writer. A directory is refused.
+// A path with a NUL inside is refused by every call below: the system would take the part ahead of it for the whole.
+
+// Opens for reading, shared with every other reader and writer. What has no size is refused: a directory, a pipe, a
+// terminal; none of them is waited for.
 bool open_for_reading(native_file& file, const std::u16string& path);
 // Creates or truncates, for reading and writing, shared.
 bool open_for_writing(native_file& file, const std::u16string& path);
 // For writing behind what an existing file holds.
 bool open_for_appending(native_file& file, const std::u16string& path);
+// Creates or opens, for reading and writing, shared; what is in the file stays. Refuses a disk, and does not touch it.
+bool open_for_update(native_file& file, const std::u16string& path);
+// Cuts the file down to nothing, where it has a length at all.
+bool cut_file(const native_file& file);
 void close_file(native_file& file);
+// False: something that was written before could not be kept.
+bool close_written_file(native_file& file);
+
+// What a name leads to: the same for every spelling and every link of one file.
+struct file_identity {
+    std::uint64_t volume = 0;  // device; serial number of the volume on Windows
+    std::uint64_t index = 0;   // inode; file index
+    bool is_device = false;    // a disk or a part of one
+
+    bool operator==(const file_identity&) const = default;
+};
+bool identify(const native_file& file, file_identity& identity);
+// The same without opening the file for reading. False: nothing is there.
+bool identify(const std::u16string& path, file_identity& identity);
 // Size in bytes; -1 when the system refuses.
 std::int64_t file_size(const native_file& file);
+// The first position from `position` on where the system does not know of a hole; the file's size where only holes
+// follow, and `position` itself where the system cannot tell.
+std::uint64_t next_data(const native_file& file, std::uint64_t position);
 // Reads up to `count` bytes at `position` (below 2^63); keeps no file position.
 // Returns how many came: fewer only at the end of the file; -1 when the system refused.
 std::int64_t read_at(const native_file& file, std::uint64_t position, void* bytes, std::size_t count);

@@ -1,13 +1,27 @@
 #include "report/result_stream.h"
 
+#include <utility>
+
 #include "platform/host_paths.h"
 
 namespace uni {
 
-bool text_filebuf::open(const std::u16string& path) {
+bool text_filebuf::open_held(const std::u16string& path) {
     close();
-    if (open_for_writing(file_, path)) return true;
-    return is_long_path_error(last_system_error()) && open_for_writing(file_, long_form(path));
+    held_ = open_for_update(file_, path) ||
+            (is_long_path_error(last_system_error()) && open_for_update(file_, long_form(path)));
+    return held_;
+}
+
+bool text_filebuf::release() {
+    held_ = false;
+    return cut_file(file_) && write_text(file_, std::exchange(waiting_, {}));
+}
+
+bool text_filebuf::close() {
+    held_ = false;
+    waiting_.clear();
+    return close_written_file(file_);
 }
 
 text_filebuf::int_type text_filebuf::overflow(int_type unit) {
@@ -17,7 +31,10 @@ text_filebuf::int_type text_filebuf::overflow(int_type unit) {
 }
 
 std::streamsize text_filebuf::xsputn(const char* text, std::streamsize count) {
-    return is_open() && write_text(file_, {text, static_cast<std::size_t>(count)}) ? count : 0;
+    if (held_) waiting_.append(text, static_cast<std::size_t>(count));
+    return held_ || (is_open() && write_text(file_, {text, static_cast<std::size_t>(count)})) ? count : 0;
 }
+
+ofstream::~ofstream() = default;
 
 }  // namespace uni

@@ -19,10 +19,15 @@ public:
     text_filebuf& operator=(const text_filebuf&) = delete;
     ~text_filebuf() override { close_file(file_); }
 
-    // Truncates. False: the system refused.
-    bool open(const std::u16string& path);
+    // Truncates. False: the system refused, or the path leads to a disk.
+    bool open(const std::u16string& path) { return open_held(path) && release(); }
+    // What is in the file stays until release(), and what is put in waits in memory for it.
+    bool open_held(const std::u16string& path);
+    bool release();
     bool is_open() const { return file_.is_open(); }
-    void close() { close_file(file_); }
+    bool identify(file_identity& identity) const { return ::identify(file_, identity); }
+    // False: something that had been put in could not be kept.
+    bool close();
 
 protected:
     int_type overflow(int_type unit) override;
@@ -30,6 +35,8 @@ protected:
 
 private:
     native_file file_;
+    bool held_ = false;
+    std::string waiting_;
 };
 
 // A narrow text stream that is opened by a wide path; in a failed state if that did not work.
@@ -37,11 +44,22 @@ class ofstream : public std::ostream {
 public:
     ofstream() : std::ostream(nullptr) { rdbuf(&buffer_); }
     explicit ofstream(const std::u16string& path) : ofstream() { open(path); }
+    // Not inline: the tables of a class with a virtual base are to be made in one place, or mingw's linker meets them
+    // twice.
+    ~ofstream() override;
     void open(const std::u16string& path) { clear(buffer_.open(path) ? goodbit : failbit); }
+    // For a file that may turn out to be one that must not be written: see text_filebuf.
+    void open_held(const std::u16string& path) { clear(buffer_.open_held(path) ? goodbit : failbit); }
+    void release() { settle(buffer_.release()); }
     bool is_open() const { return buffer_.is_open(); }
-    void close() { buffer_.close(); }
+    bool identify(file_identity& identity) const { return buffer_.identify(identity); }
+    void close() { settle(buffer_.close()); }
 
 private:
+    void settle(bool worked) {
+        if (!worked) setstate(failbit);
+    }
+
     text_filebuf buffer_;
 };
 

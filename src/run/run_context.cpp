@@ -18,6 +18,7 @@ void cmd_params::reset() {
                               &hostname, &source_type, &zlibex_text, &diags_path, &run_header_text, &signal_name}) {
         text->clear();
     }
+    evidence = {};
     alias_paths.clear();
     aliases.clear();
     date_format = "mm/dd/yyyy";

@@ -14,6 +14,7 @@
 #include "base/flat_map.h"
 #include "ntfs/record_source.h"
 #include "run/filter_tables.h"
+#include "sources/evidence.h"
 #include "sources/source_choice.h"
 
 // One term of -filter: name and value around the first ":", with what stood in place of a "*".
@@ -34,6 +35,7 @@ struct cmd_params {
     std::string version_text;
     std::string results_path;
     std::string results_dir;
+    evidence_files evidence;  // what neither results nor log may lead to
     std::string username;
     std::string hostname;
     std::string source_type;

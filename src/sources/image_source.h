@@ -13,6 +13,7 @@ struct image_source : byte_source {
     // A file that cannot be opened makes a source without bytes; system_error says why.
     explicit image_source(const std::u16string& path);
     ~image_source() override { close_file(fd); }
+    std::uint64_t next_data(std::uint64_t offset) override { return ::next_data(fd, offset); }
 
 protected:
     bool deliver(std::uint8_t* buffer, std::uint32_t& size, std::uint64_t offset) override;

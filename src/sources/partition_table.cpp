@@ -14,6 +14,7 @@ namespace {
 constexpr std::uint32_t first_read = 16384;
 constexpr std::uint32_t table_sector = 512;
 constexpr std::uint32_t search_block = 1024 * 1024;
+constexpr std::uint64_t progress_step = 64 * search_block;
 constexpr std::uint32_t larger_sectors[] = {1024, 2048, 4096, 8192, 16384};
 // Where an old partitioner left the first track free and the first volume began.
 constexpr std::uint64_t first_track = 63;
@@ -30,6 +31,7 @@ struct table_walk {
     partition_list& list;
     std::uint32_t sector_size;
     bool follows_gpt;
+    search_progress progress;
 };
 
 struct table_slot {
@@ -165,13 +167,35 @@ std::optional<std::uint64_t> table_in_block(byte_view block, std::uint64_t posit
     return std::nullopt;
 }
 
+// The first sector from `position` on that may hold more than zeros. A hole holds no mark, so it is not read.
+std::uint64_t next_sector(byte_source& disk, std::uint64_t position) {
+    const std::uint64_t data = disk.next_data(position);
+    return std::max(position, data - data % table_sector);
+}
+
+// Tells how far the search is, and after the first time also that it has ended.
+struct search_meter {
+    search_progress progress;
+    std::uint64_t size;
+    std::uint64_t told = 0;
+
+    void at(std::uint64_t position) {
+        if (progress != nullptr && position - told >= progress_step) progress(told = position, size);
+    }
+    ~search_meter() {
+        if (told > 0) progress(size, size);
+    }
+};
+
 // Every sector from the second on. Read ahead in blocks; where a block cannot be read its sectors are asked for one by
 // one, so that a bad spot ends the search where it lies and not a block earlier.
-std::optional<std::uint64_t> search_table(byte_source& disk) {
+std::optional<std::uint64_t> search_table(byte_source& disk, search_progress progress) {
     const std::uint64_t size = disk.size();
     std::vector<std::uint8_t> bytes;
     std::uint32_t step = search_block;
-    for (std::uint64_t position = table_sector; position < size;) {
+    search_meter meter{progress, size};
+    for (std::uint64_t position = table_sector; (position = next_sector(disk, position)) < size;) {
+        meter.at(position);
         const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(step, size - position));
         if (!read_bytes(disk, bytes, position, wanted)) {
             if (step == table_sector) return std::nullopt;
@@ -187,7 +211,7 @@ std::optional<std::uint64_t> search_table(byte_source& disk) {
 // Kept: what is found this way is not compared with the volumes' boot sectors.
 bool read_without_mark(table_walk& walk, bool deep) {
     if (!deep) return false;
-    const std::optional<std::uint64_t> found = search_table(walk.disk);
+    const std::optional<std::uint64_t> found = search_table(walk.disk, walk.progress);
     if (!found.has_value()) return false;
     return follow_extended_chain(walk, *found / table_sector) && !walk.list.empty();
 }
@@ -210,13 +234,13 @@ bool read_table(table_walk& walk, bool deep) {
 
 }  // namespace
 
-bool read_partition_table(byte_source& disk, partition_list& list, bool deep) {
-    table_walk walk{disk, list, table_sector, true};
+bool read_partition_table(byte_source& disk, partition_list& list, bool deep, search_progress progress) {
+    table_walk walk{disk, list, table_sector, true, progress};
     return read_table(walk, deep);
 }
 
 bool read_partition_table_from_memory(byte_view bytes, partition_list& list, bool deep) {
     memory_source memory(bytes);
-    table_walk walk{memory, list, table_sector, false};
+    table_walk walk{memory, list, table_sector, false, nullptr};
     return read_table(walk, deep);
 }

@@ -32,9 +32,12 @@ struct partition_entry {
 // In the order of the tables: primary entries, then those of the extended chain; a guess stands in front.
 using partition_list = std::deque<partition_entry>;
 
+// How far the search through a whole disk has come, in bytes: told every 64 MiB, and with `size` at its end.
+using search_progress = void (*)(std::uint64_t position, std::uint64_t size);
+
 // Fills `list`; true when it is not empty. `deep`: where the first sectors carry no mark, every following one is looked
 // at until one begins an extended chain.
-bool read_partition_table(byte_source& disk, partition_list& list, bool deep);
+bool read_partition_table(byte_source& disk, partition_list& list, bool deep, search_progress progress = nullptr);
 // The same over a piece of memory, which never leads to a GPT.
 bool read_partition_table_from_memory(byte_view bytes, partition_list& list, bool deep);
 // Partitions of a GPT, in table order, and the gaps between them as entries of type 0. The signature and the sums of

@@ -33,7 +33,10 @@ bool open_drive(source_reader& reader, std::uint64_t number) {
     auto device = std::make_unique<device_source>();
     device->facts.device_number = static_cast<std::uint32_t>(number);
     const std::u16string path = drive_device_path(device->facts.device_number);
-    if (!device->open(path, {.random_access = true, .is_partition = false})) return false;
+    if (!device->open(path, {.random_access = true, .is_partition = false})) {
+        reader.open_error = device->system_error;
+        return false;
+    }
     static_cast<device_facts&>(reader) = device->facts;
     reader.bytes = std::move(device);
     return true;

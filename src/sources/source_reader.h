@@ -12,6 +12,7 @@
 struct source_reader : device_facts {
     reader_kind kind = kind_none;
     std::unique_ptr<byte_source> bytes;  // null: closed
+    std::uint32_t open_error = 0;        // the system's, where that made it so
 
     source_reader() = default;
     // Over a source that is open already.
@@ -23,7 +24,7 @@ struct source_reader : device_facts {
         return bytes != nullptr && bytes->read_at(buffer, size, offset);
     }
     std::uint64_t size() const { return bytes == nullptr ? 0 : bytes->size(); }
-    std::uint32_t system_error() const { return bytes == nullptr ? 0 : bytes->system_error; }
+    std::uint32_t system_error() const { return bytes == nullptr ? open_error : bytes->system_error; }
     void close() { bytes.reset(); }
 };
 

@@ -22,7 +22,7 @@ bool find_partitions(offset_check& check, byte_source& disk, partition_list& lis
         check.offset = 0;
         return true;
     }
-    if (!read_partition_table(disk, list, true)) {
+    if (!read_partition_table(disk, list, true, check.progress)) {
         check.text += "couldn't find any partitions on disk\n";
         return false;
     }
@@ -59,11 +59,18 @@ void propose(offset_check& check, const partition_list& list, std::uint64_t prop
     say_offset(check, "use option [-offset 0x", proposal, "]\n");
 }
 
+std::string reason_of(const source_reader& reader) {
+    if (reader.system_error() != 0) return system_error_text(reader.system_error());
+    return reader.size() == 0 ? "it is empty" : "";
+}
+
 // The source is open for this call alone; `words` if it cannot be opened.
 bool check_source(offset_check& check, const source_choice& choice, const std::string& words) {
     source_reader reader;
-    if (open_source(reader, choice)) return check_volume_offset(check, reader);
-    check.text += words;
+    const bool opened = open_source(reader, choice);
+    if (!opened) check.text += words;
+    if (opened && check_volume_offset(check, reader)) return true;
+    check.reason = reason_of(reader);
     return false;
 }
 

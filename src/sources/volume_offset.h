@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "sources/partitions.h"
+
 struct source_reader;
 
 // What the offset options ask, and what comes of it.
@@ -13,7 +15,9 @@ struct offset_check {
     std::uint64_t offset = 0;  // bytes; takes 0 for a bare volume, or the proposal when the check fails
     bool ignore_size = false;  // a volume may reach beyond the end of the source
     bool found = false;        // there is an NTFS volume somewhere
-    std::string text;          // lines, each with its line feed
+    std::string text{};        // lines, each with its line feed
+    std::string reason{};      // what the system said where the source could not be opened or read
+    search_progress progress = nullptr;
 };
 
 // True: `offset` is the start of an NTFS volume. False otherwise, with the reason and the list in `text`.

@@ -27,7 +27,9 @@ bool is_line_space(char16_t unit) { return unit >= u'\t' && unit <= u'\r'; }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::vector<std::string> arguments;
-    for (const std::u16string& token : script_tokens({data, size})) {
+    std::vector<std::u16string> tokens;
+    script_tokens({data, size}, tokens);
+    for (const std::u16string& token : tokens) {
         expect(token.size() <= size && std::none_of(token.begin(), token.end(), is_line_space));
         if (!reaches_out(token)) arguments.push_back(bytes_from_utf16(token));
     }

@@ -49,14 +49,16 @@ private:
 }  // namespace
 
 void prepare_console() {
-    // Guard: a standard stream that is closed at the start must not come to mean the first file that is opened. Standard
-    // output is opened for reading, so that writing to it still fails.
+    // Guard: a standard stream that is closed at the start must not come to mean the first file that is opened.
+    // Standard output is opened for reading, so that writing to it still fails.
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
         if (open("/dev/null", descriptor == STDOUT_FILENO ? O_RDONLY : O_RDWR) == -1) return;
     }
-    // A closed pipe is to show as a failed write, which ends the run with its message.
+    // A closed pipe and a limit on the size of files are to show as a failed write, which ends the run with its
+    // message.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 std::vector<std::string> native_arguments(int count, char** values) { return {values, values + count}; }

@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <linux/loop.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -31,14 +32,19 @@ bool refused(int error) {
 
 int descriptor_of(const native_file& device) { return static_cast<int>(device.handle); }
 
-std::vector<std::string> drive_names() {
+std::vector<std::string> names_in(const std::string& path) {
     std::vector<std::string> names;
-    DIR* const folder = opendir("/sys/block");
+    DIR* const folder = opendir(path.c_str());
     if (folder == nullptr) return names;
     while (const dirent* entry = readdir(folder)) {
         if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
     }
     closedir(folder);
+    return names;
+}
+
+std::vector<std::string> drive_names() {
+    std::vector<std::string> names = names_in("/sys/block");
     order_drive_names(names);
     return names;
 }
@@ -77,6 +83,7 @@ std::u16string drive_device_path(std::uint32_t number) {
 
 bool open_device(native_file& device, const std::u16string& path, bool random_access) {
     if (path.empty()) return refused(ENOENT);
+    if (path.find(u'\0') != std::u16string::npos) return refused(EINVAL);
     // Without O_NONBLOCK the open would wait for the other end of a pipe before its kind could be seen.
     const int descriptor = open(bytes_from_utf16(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor == -1) return refused(errno);
@@ -138,6 +145,22 @@ std::int64_t read_device(const native_file& device, std::uint64_t position, void
         done += static_cast<std::size_t>(got);
     }
     return static_cast<std::int64_t>(done);
+}
+
+void identify_backing(const std::u16string& path, std::vector<file_identity>& found) {
+    native_file device;
+    if (!open_device(device, path, false)) return;
+    const std::string folder = sysfs_folder(device);
+    loop_info64 backing{};
+    // The fields have the form that stat has; a partition answers for its disk.
+    if (ioctl(descriptor_of(device), LOOP_GET_STATUS64, &backing) == 0) {
+        found.push_back({backing.lo_device, backing.lo_inode, false});
+    }
+    close_file(device);
+    // What a mapped device is made of. Devices cannot be built in a ring, so this ends.
+    for (const std::string& part : names_in(folder + "/slaves")) {
+        identify_backing(utf16_from_utf8("/dev/" + part), found);
+    }
 }
 
 std::uint32_t last_device_error() { return last_error; }

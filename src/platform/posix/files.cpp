@@ -20,11 +20,26 @@ bool note(bool worked) {
     return worked;
 }
 
+bool refuse(int error) {
+    errno = error;
+    return note(false);
+}
+
+bool has_nul(const std::u16string& path) { return path.find(u'\0') != std::u16string::npos; }
+
 bool open_with_flags(native_file& file, const std::u16string& path, int flags) {
     constexpr mode_t new_file_mode = 0666;
+    file.handle = -1;
+    if (has_nul(path)) return refuse(EINVAL);
     const int descriptor = open(bytes_from_utf16(path).c_str(), flags | O_CLOEXEC, new_file_mode);
     file.handle = descriptor;
     return note(descriptor != -1);
+}
+
+// A disk is the same by whatever node it is reached.
+file_identity identity_of(const struct stat& facts) {
+    if (S_ISBLK(facts.st_mode)) return {facts.st_rdev, 0, true};
+    return {facts.st_dev, facts.st_ino, false};
 }
 
 }  // namespace
@@ -34,12 +49,13 @@ std::string system_error_text(std::uint32_t error) { return std::strerror(static
 bool is_long_path_error(std::uint32_t) { return false; }
 
 bool open_for_reading(native_file& file, const std::u16string& path) {
-    if (!open_with_flags(file, path, O_RDONLY)) return false;
+    // Without O_NONBLOCK the open would wait for the other end of a pipe.
+    if (!open_with_flags(file, path, O_RDONLY | O_NONBLOCK)) return false;
     struct stat facts {};
-    if (fstat(static_cast<int>(file.handle), &facts) == 0 && !S_ISDIR(facts.st_mode)) return true;
+    fstat(static_cast<int>(file.handle), &facts);
+    if (S_ISREG(facts.st_mode) || S_ISBLK(facts.st_mode)) return true;
     close_file(file);
-    last_error = EISDIR;
-    return false;
+    return refuse(S_ISDIR(facts.st_mode) ? EISDIR : ESPIPE);
 }
 
 bool open_for_writing(native_file& file, const std::u16string& path) {
@@ -50,9 +66,44 @@ bool open_for_appending(native_file& file, const std::u16string& path) {
     return open_with_flags(file, path, O_WRONLY | O_APPEND);
 }
 
-void close_file(native_file& file) {
-    if (file.is_open()) close(static_cast<int>(file.handle));
+bool open_for_update(native_file& file, const std::u16string& path) {
+    file_identity target;
+    // Asked ahead of the open: the system looks at a disk anew when one who could have written closes it.
+    if (identify(path, target) && target.is_device) return refuse(ENOTSUP);
+    if (!open_with_flags(file, path, O_RDWR | O_CREAT)) return false;
+    if (identify(file, target) && !target.is_device) return true;
+    close_file(file);
+    return refuse(ENOTSUP);
+}
+
+bool cut_file(const native_file& file) {
+    struct stat facts {};
+    if (!note(fstat(static_cast<int>(file.handle), &facts) == 0)) return false;
+    return !S_ISREG(facts.st_mode) || note(ftruncate(static_cast<int>(file.handle), 0) == 0);
+}
+
+void close_file(native_file& file) { close_written_file(file); }
+
+bool close_written_file(native_file& file) {
+    // EINTR: the descriptor is gone all the same.
+    const bool worked = !file.is_open() || close(static_cast<int>(file.handle)) == 0 || errno == EINTR;
     file.handle = -1;
+    return note(worked);
+}
+
+bool identify(const native_file& file, file_identity& identity) {
+    struct stat facts {};
+    if (!note(fstat(static_cast<int>(file.handle), &facts) == 0)) return false;
+    identity = identity_of(facts);
+    return true;
+}
+
+bool identify(const std::u16string& path, file_identity& identity) {
+    struct stat facts {};
+    if (has_nul(path)) return refuse(EINVAL);
+    if (!note(stat(bytes_from_utf16(path).c_str(), &facts) == 0)) return false;
+    identity = identity_of(facts);
+    return true;
 }
 
 std::int64_t file_size(const native_file& file) {
@@ -61,6 +112,14 @@ std::int64_t file_size(const native_file& file) {
     if (!note(end >= 0)) return -1;
     lseek(static_cast<int>(file.handle), 0, SEEK_SET);
     return end;
+}
+
+std::uint64_t next_data(const native_file& file, std::uint64_t position) {
+    const int descriptor = static_cast<int>(file.handle);
+    const off_t found = lseek(descriptor, static_cast<off_t>(position), SEEK_DATA);
+    if (found >= 0) return static_cast<std::uint64_t>(found);
+    const std::int64_t size = errno == ENXIO ? file_size(file) : -1;
+    return size < 0 ? position : static_cast<std::uint64_t>(size);
 }
 
 std::int64_t read_at(const native_file& file, std::uint64_t position, void* bytes, std::size_t count) {
@@ -111,7 +170,11 @@ move_outcome move_without_replacing(const std::u16string& from, const std::u16st
 
 bool create_one_directory(const std::u16string& path) {
     constexpr mode_t new_directory_mode = 0777;
+    if (has_nul(path)) return refuse(EINVAL);
     return note(mkdir(bytes_from_utf16(path).c_str(), new_directory_mode) == 0 || errno == EEXIST);
 }
 
-bool remove_one_file(const std::u16string& path) { return note(unlink(bytes_from_utf16(path).c_str()) == 0); }
+bool remove_one_file(const std::u16string& path) {
+    if (has_nul(path)) return refuse(EINVAL);
+    return note(unlink(bytes_from_utf16(path).c_str()) == 0);
+}

@@ -48,6 +48,10 @@ std::u16string drive_device_path(std::uint32_t number) {
 }
 
 bool open_device(native_file& device, const std::u16string& path, bool random_access) {
+    if (path.find(u'\0') != std::u16string::npos) {
+        SetLastError(ERROR_INVALID_NAME);
+        return note(FALSE);
+    }
     const HANDLE handle =
         CreateFileW(wide_of(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                     random_access ? FILE_FLAG_RANDOM_ACCESS : FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -107,5 +111,7 @@ std::int64_t read_device(const native_file& device, std::uint64_t position, void
     if (!note(ReadFile(handle_of(device), bytes, count, &came, &place))) return -1;
     return came;
 }
+
+void identify_backing(const std::u16string&, std::vector<file_identity>&) {}
 
 std::uint32_t last_device_error() { return last_error; }

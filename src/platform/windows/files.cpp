@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include <windows.h>
+#include <winioctl.h>
 
 #include <algorithm>
 
@@ -21,7 +22,16 @@ bool note(bool worked) {
 
 HANDLE handle_of(const native_file& file) { return reinterpret_cast<HANDLE>(file.handle); }
 
+bool refuse(DWORD error) {
+    SetLastError(error);
+    return note(false);
+}
+
+bool has_nul(const std::u16string& path) { return path.find(u'\0') != std::u16string::npos; }
+
 bool open_with(native_file& file, const std::u16string& path, DWORD access, DWORD disposition) {
+    file.handle = -1;
+    if (has_nul(path)) return refuse(ERROR_INVALID_NAME);
     const HANDLE handle = CreateFileW(wide_of(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                       disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
     file.handle = reinterpret_cast<std::intptr_t>(handle);
@@ -56,14 +66,78 @@ bool open_for_appending(native_file& file, const std::u16string& path) {
     return open_with(file, path, FILE_APPEND_DATA, OPEN_EXISTING);
 }
 
+bool open_for_update(native_file& file, const std::u16string& path) {
+    file_identity target;
+    if (identify(path, target) && target.is_device) return refuse(ERROR_NOT_SUPPORTED);
+    if (!open_with(file, path, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS)) return false;
+    if (identify(file, target) && !target.is_device) return true;
+    close_file(file);
+    return refuse(ERROR_NOT_SUPPORTED);
+}
+
+bool cut_file(const native_file& file) {
+    if (GetFileType(handle_of(file)) != FILE_TYPE_DISK) return true;
+    LARGE_INTEGER start{};
+    return note(SetFilePointerEx(handle_of(file), start, nullptr, FILE_BEGIN) != 0 &&
+                SetEndOfFile(handle_of(file)) != 0);
+}
+
 void close_file(native_file& file) {
     if (file.is_open()) CloseHandle(handle_of(file));
     file.handle = -1;
 }
 
+bool close_written_file(native_file& file) {
+    if (!file.is_open()) return true;
+    // What a share has not taken yet it refuses here: closing alone would not tell.
+    const bool kept = note(GetFileType(handle_of(file)) != FILE_TYPE_DISK || FlushFileBuffers(handle_of(file)) != 0);
+    close_file(file);
+    return kept;
+}
+
+bool identify(const native_file& file, file_identity& identity) {
+    identity = {};
+    SetLastError(ERROR_SUCCESS);
+    const DWORD type = GetFileType(handle_of(file));
+    if (type == FILE_TYPE_UNKNOWN && GetLastError() != ERROR_SUCCESS) return note(false);
+    if (type != FILE_TYPE_DISK) return note(true);
+    BY_HANDLE_FILE_INFORMATION facts{};
+    // Volumes and drives are of this type too, and have no such facts.
+    identity.is_device = GetFileInformationByHandle(handle_of(file), &facts) == 0;
+    identity.volume = facts.dwVolumeSerialNumber;
+    identity.index = std::uint64_t{facts.nFileIndexHigh} << 32 | facts.nFileIndexLow;
+    return note(true);
+}
+
+bool identify(const std::u16string& path, file_identity& identity) {
+    if (has_nul(path)) return refuse(ERROR_INVALID_NAME);
+    constexpr DWORD with_everybody = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE handle = CreateFileW(wide_of(path).c_str(), 0, with_everybody, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (!note(handle != INVALID_HANDLE_VALUE)) return false;
+    native_file file{reinterpret_cast<std::intptr_t>(handle)};
+    const bool worked = identify(file, identity);
+    CloseHandle(handle);
+    return worked;
+}
+
 std::int64_t file_size(const native_file& file) {
     LARGE_INTEGER size{};
     return note(GetFileSizeEx(handle_of(file), &size) != 0) ? size.QuadPart : -1;
+}
+
+std::uint64_t next_data(const native_file& file, std::uint64_t position) {
+    const std::int64_t size = file_size(file);
+    if (size < 0 || position >= static_cast<std::uint64_t>(size)) return position;
+    FILE_ALLOCATED_RANGE_BUFFER asked{}, first{};
+    asked.FileOffset.QuadPart = static_cast<LONGLONG>(position);
+    asked.Length.QuadPart = size - asked.FileOffset.QuadPart;
+    DWORD came = 0;
+    const BOOL all = DeviceIoControl(handle_of(file), FSCTL_QUERY_ALLOCATED_RANGES, &asked, sizeof asked, &first,
+                                     sizeof first, &came, nullptr);
+    if (all == 0 && GetLastError() != ERROR_MORE_DATA) return position;
+    if (came < sizeof first) return static_cast<std::uint64_t>(size);
+    return std::max(position, static_cast<std::uint64_t>(first.FileOffset.QuadPart));
 }
 
 std::int64_t read_at(const native_file& file, std::uint64_t position, void* bytes, std::size_t count) {
@@ -121,10 +195,12 @@ move_outcome move_without_replacing(const std::u16string& from, const std::u16st
 }
 
 bool create_one_directory(const std::u16string& path) {
+    if (has_nul(path)) return refuse(ERROR_INVALID_NAME);
     return note(CreateDirectoryW(wide_of(path).c_str(), nullptr) != 0 || GetLastError() == ERROR_ALREADY_EXISTS);
 }
 
 bool remove_one_file(const std::u16string& path) {
+    if (has_nul(path)) return refuse(ERROR_INVALID_NAME);
     const std::wstring wide = wide_of(path);
     SetFileAttributesW(wide.c_str(), FILE_ATTRIBUTE_NORMAL);
     return note(DeleteFileW(wide.c_str()) != 0);

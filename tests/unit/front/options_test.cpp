@@ -294,7 +294,7 @@ TEST(options, results_and_log_are_opened_while_the_options_are_read) {
     temp_folder::put(results, "old");
     const read_options read = options_of({"-outfile", utf8_from_utf16(results), "-diags", utf8_from_utf16(log), "-mftfile", "x y"});
     EXPECT_EQ(read.ctx->results_path_wide, results);
-    EXPECT_EQ(temp_folder::content(results), "");
+    EXPECT_EQ(temp_folder::content(results), "old");
     std::erase_if(read.ctx->command_line, [](char c) { return c == '\r'; });
     EXPECT_TRUE(temp_folder::content(log).starts_with("->grelmoor -outfile ")) << temp_folder::content(log);
     EXPECT_NE(temp_folder::content(log).find("-mftfile \"x y\""), std::string::npos);

@@ -146,6 +146,47 @@ TEST(run, results_hold_the_header_and_the_rows_and_standard_output_the_header) {
     EXPECT_GT(lines_of(rows).size(), 5u);
 }
 
+// Each name leads to the $MFT or to the script, by another way; links where the host makes them.
+TEST(run, results_and_logs_never_cut_a_source) {
+    const temp_folder folder;
+    const build::bytes mft = build::mft({});
+    const std::string content(mft.begin(), mft.end());
+    temp_folder::put(folder.path(u"mft"), content);
+    temp_folder::put(folder.path(u"script"), "-base10\n");
+    std::error_code no_link;
+    std::filesystem::create_hard_link(folder.path(u"mft"), folder.path(u"hard"), no_link);
+    std::filesystem::create_symlink(folder.path(u"mft"), folder.path(u"soft"), no_link);
+    const struct { const char* option; std::u16string name; } cases[] = {
+        {"-out", u"mft"}, {"-outfile", u"./mft"}, {"-out", u"hard"}, {"-out", u"soft"}, {"-out", u"script"},
+        {"-diags", u"mft"}, {"-diags", u"hard"}, {"-diags", u"soft"}, {"-diags", u"script"},
+    };
+    for (const auto& c : cases) {
+        const std::string path = utf8_from_utf16(folder.path(c.name)), log = utf8_from_utf16(folder.path(u"log"));
+        if (!temp_folder::exists(folder.path(c.name))) continue;
+        arguments args = {"-mftfile", utf8_from_utf16(folder.path(u"mft")), "-script", utf8_from_utf16(folder.path(u"script")), c.option, path};
+        const bool is_log = args[4] == "-diags";
+        if (!is_log) args.insert(args.end(), {"-diags", log});
+        const run_result result = result_of(args);
+        EXPECT_EQ(result.exit_code, -1) << c.option << path;
+        EXPECT_NE(result.err.find(" for output, aborting\n"), std::string::npos) << c.option << path << result.err;
+        EXPECT_EQ(temp_folder::content(folder.path(u"mft")), content) << c.option << path;
+        EXPECT_EQ(temp_folder::content(folder.path(u"script")), "-base10\n") << c.option << path;
+        const bool told = temp_folder::content(folder.path(u"log")).find("it is a source") != std::string::npos;
+        EXPECT_TRUE(told || is_log) << path;
+    }
+}
+
+TEST(run, an_option_that_fails_leaves_old_results_as_they_were) {
+    const temp_folder folder;
+    temp_folder::put(folder.path(u"old"), "old results");
+    for (const arguments& given : {arguments{"-sqlite", "x"}, {"-image", "missing"}, {"-cpu", "2", "-filter_all_clusters"}}) {
+        arguments args = {"-out", utf8_from_utf16(folder.path(u"old"))};
+        args.insert(args.end(), given.begin(), given.end());
+        EXPECT_EQ(result_of(args).exit_code, -1) << given[0];
+        EXPECT_EQ(temp_folder::content(folder.path(u"old")), "old results") << given[0];
+    }
+}
+
 TEST(run, record_numbers_alone_are_visited_alone) {
     std::vector<build::bytes> records(8);
     records[6] = build::record().std_info().name(u"six.txt").data("6").on_disk();

@@ -11,7 +11,9 @@ namespace {
 using tokens = std::vector<std::string>;
 
 tokens tokens_of(const std::string& text) {
-    return narrowed(script_tokens({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}));
+    std::vector<std::u16string> list;
+    script_tokens({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, list);
+    return narrowed(list);
 }
 
 TEST(script, lines_and_quotes_become_tokens) {
@@ -51,11 +53,18 @@ TEST(script, tokens_stand_behind_the_real_arguments) {
     const temp_folder folder;
     temp_folder::put(folder.path(u"s"), "-csv\n-script t\n");
     std::vector<std::u16string> list = {u"grelmoor", u"-SCRIPT", folder.path(u"s"), u"-base10"};
-    append_script(list);
+    evidence_files evidence;
+    EXPECT_EQ(append_script(list, evidence), "");
     EXPECT_EQ(narrowed(list), (tokens{"grelmoor", "-base10", "-csv", "-script", "t"}));
-    list = {u"grelmoor", u"-script", folder.path(u"missing"), u"-base10"};
-    append_script(list);
-    EXPECT_EQ(narrowed(list), (tokens{"grelmoor", "-base10"}));
+    temp_folder::put(folder.path(u"large"), std::string((4 << 20) + 1, '\n'));
+    std::string many;
+    for (int count = 0; count < 70'000; ++count) many += "a\n";
+    temp_folder::put(folder.path(u"many"), many);
+    for (const std::u16string& path : {folder.path(u"missing"), folder.path(u"s") + u'\0' + u"x", folder.path(u"large"), folder.path(u"many")}) {
+        list = {u"grelmoor", u"-script", path, u"-base10"};
+        EXPECT_NE(append_script(list, evidence), "");
+        EXPECT_EQ(narrowed(list), (tokens{"grelmoor", "-base10"}));
+    }
 }
 
 }  // namespace

@@ -45,13 +45,42 @@ TEST(host_files, what_is_open_for_writing_is_new_and_can_be_read_by_others) {
     close_file(file);
 }
 
+TEST(host_files, an_update_keeps_what_is_there_until_it_is_cut_and_a_lost_file_shows_at_its_end) {
+    const temp_folder folder;
+    temp_folder::put(folder.path(u"f"), "old");
+    native_file file, null;
+    ASSERT_TRUE(open_for_update(file, folder.path(u"f")));
+    EXPECT_EQ(temp_folder::content(folder.path(u"f")), "old");
+    EXPECT_TRUE(cut_file(file) && write_next(file, "x", 1));
+    EXPECT_EQ(temp_folder::content(folder.path(u"f")), "x");
+    native_file lost = file;
+    EXPECT_TRUE(close_written_file(file));
+    EXPECT_FALSE(close_written_file(lost));
+    ASSERT_TRUE(open_for_update(null, temp_folder::separator() == u'/' ? u"/dev/null" : u"NUL")) << "no length, no disk";
+    EXPECT_TRUE(cut_file(null) && write_next(null, "x", 1) && close_written_file(null));
+}
+
+TEST(host_files, the_search_for_data_passes_over_holes_alone) {
+    const temp_folder folder;
+    const std::uint64_t hole = 64 << 20;
+    temp_folder::put(folder.path(u"f"), "x");
+    std::filesystem::resize_file(folder.path(u"f"), hole);
+    native_file file;
+    ASSERT_TRUE(open_for_reading(file, folder.path(u"f")));
+    EXPECT_EQ(next_data(file, 0), 0u);
+    const std::uint64_t behind = next_data(file, 1 << 20);
+    EXPECT_TRUE(behind == hole || behind == 1 << 20) << behind << ": a system that does not tell says the position";
+    close_file(file);
+}
+
 TEST(host_files, a_refusal_has_a_number_and_words) {
     const temp_folder folder;
     const auto none = [&] { native_file file; return open_for_reading(file, folder.path(u"none")); };
     const auto directory = [&] { native_file file; return open_for_reading(file, folder.path()); };
     const auto no_parent = [&] { return create_one_directory(folder.path(u"none") + temp_folder::separator() + u"x"); };
     const auto no_file = [&] { return remove_one_file(folder.path(u"none")); };
-    const std::function<bool()> calls[] = {none, directory, no_parent, no_file};
+    const auto with_nul = [&] { native_file file; return open_for_update(file, folder.path(u"f") + u'\0' + u"x"); };
+    const std::function<bool()> calls[] = {none, directory, no_parent, no_file, with_nul};
     for (const auto& call : calls) {
         EXPECT_FALSE(call());
         EXPECT_NE(last_system_error(), 0u);

@@ -175,6 +175,18 @@ TEST(partitions, a_bad_spot_ends_the_search_where_it_lies_and_not_a_block_earlie
     }
 }
 
+TEST(partitions, the_search_steps_over_holes_and_tells_how_far_it_is) {
+    struct holed : faulty_source {
+        explicit holed(build::bytes bytes) : faulty_source(std::move(bytes)) {}
+        std::uint64_t next_data(std::uint64_t offset) override { return offset < 70'000'300 ? 70'000'300 : offset; }
+    } source(disk(140'000).table(136'720, {{7, 2, 10}}).all());
+    static std::vector<std::uint64_t> told;
+    partition_list list;
+    EXPECT_TRUE(read_partition_table(source, list, true, [](std::uint64_t at, std::uint64_t) { told.push_back(at); }));
+    EXPECT_EQ(told, (std::vector<std::uint64_t>{70'000'128, 140'000 * 512}));
+    EXPECT_LT(source.reads, 10u);
+}
+
 TEST(partitions, types_are_named_by_their_low_byte) {
     const struct { std::uint16_t type; const char* name; } cases[] = {
         {0x87, "ntfs volume set"}, {0x1B, "Hidden fat32"}, {0x42, "unkn"}, {0xEE, "gpt"},

@@ -64,19 +64,26 @@ TEST(volume_offset, is_accepted_or_answered_by_the_list_and_a_proposal) {
     }
 }
 
+std::string words_of_missing(const std::u16string& path) {
+    native_file file;
+    return open_for_reading(file, path) ? "" : system_error_text(last_system_error());
+}
+
 // A path claims to be open: what is missing shows at the first read.
 TEST(volume_offset, of_a_source_that_is_not_there_is_answered_in_words) {
     const build::disk_file empty({});
-    const struct { std::u16string path; std::uint64_t offset; const char* text; } cases[] = {
-        {u"", 0, "invalid image: \n"},
-        {empty.path() + u"-missing", 0, "couldn't find any partitions on disk\n"},
-        {empty.path() + u"-missing", 512, "volume offset 0x200 is not within image bounds\n"},
-        {empty.path(), 0, "couldn't find any partitions on disk\n"},
+    const std::string none = words_of_missing(empty.path() + u"-missing");
+    const struct { std::u16string path; std::uint64_t offset; const char* text; std::string reason; } cases[] = {
+        {u"", 0, "invalid image: \n", "it is empty"},
+        {empty.path() + u"-missing", 0, "couldn't find any partitions on disk\n", none},
+        {empty.path() + u"-missing", 512, "volume offset 0x200 is not within image bounds\n", none},
+        {empty.path(), 0, "couldn't find any partitions on disk\n", "it is empty"},
     };
     for (const auto& c : cases) {
         offset_check check{c.offset, false, false, {}};
         EXPECT_FALSE(check_image(check, c.path));
         EXPECT_EQ(check.text, c.text);
+        EXPECT_EQ(check.reason, c.reason);
     }
     offset_check check;
     EXPECT_FALSE(check_drive(check, 25));
