@@ -18,11 +18,6 @@ bool needs_other_source(const ctx_t& ctx) {
     return !ctx.live_volume_text.empty() && ctx.drive_number == -1 && !has_image;
 }
 
-// Paths inside a volume are not looked up yet. Without a volume such a filter counts for nothing anyway.
-bool needs_path_lookup(const ctx_t& ctx) {
-    return ctx.mft_file_path.empty() && (!ctx.filter_dirs.empty() || !ctx.filter_files.empty());
-}
-
 constexpr bool (*not_offered[])(const ctx_t& ctx) = {
     needs_other_source,
     [](const ctx_t& ctx) { return ctx.cpu_count > 1; },
@@ -30,7 +25,6 @@ constexpr bool (*not_offered[])(const ctx_t& ctx) = {
     [](const ctx_t& ctx) { return ctx.want_md5 || ctx.want_sha1; },
     [](const ctx_t& ctx) { return ctx.copy_files; },
     [](const ctx_t& ctx) { return ctx.unalloc_phase || ctx.all_clusters || ctx.deleted_all; },
-    needs_path_lookup,
     // One cell a line, and tagged text: tables cannot be written so. The bare list is no table.
     [](const ctx_t& ctx) { return (ctx.format_multiline || ctx.format_xml) && !ctx.filepath_only; },
 };
