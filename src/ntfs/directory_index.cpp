@@ -26,7 +26,7 @@ struct index_attributes {
 // Kept: of several the last one counts.
 index_attributes find_index_attributes(byte_view record, std::uint32_t limit) {
     index_attributes found;
-    std::size_t at = first_attribute(record);
+    std::size_t at = attributes_start(record);
     while (record.u32(at + attribute_at::type) != type_end) {
         const byte_view attribute = record.part(at, record.size);
         const std::uint32_t type = attribute.u32(attribute_at::type);
@@ -76,7 +76,7 @@ public:
         if (!find_listed_record(list_, type, inode) || inode == directory_) return true;
         if (!read_raw_record(volume_, inode, bytes_)) return false;
         const byte_view record(bytes_);
-        std::size_t at = first_attribute(record);
+        std::size_t at = attributes_start(record);
         if (find_named_attribute(record, at, type, index_name, volume_.record_alloc_size)) {
             attribute = record.part(at, record.size);
         }

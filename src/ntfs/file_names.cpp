@@ -23,7 +23,7 @@ public:
         : names_(names), volume_(volume), inode_(inode), all_names_(all_names), parent_filter_(parent_filter) {}
 
     void collect_listed(byte_view record) {
-        std::size_t at = first_attribute(record);
+        std::size_t at = attributes_start(record);
         attribute_list list;
         if (!find_attribute(record, at, type_attribute_list, volume_.record_bytes())) return;
         if (!read_attribute_list(volume_, record.part(at, record.size), list)) return;
@@ -32,7 +32,7 @@ public:
     }
 
     void collect(byte_view record) {
-        std::size_t at = first_attribute(record);
+        std::size_t at = attributes_start(record);
         while (find_attribute(record, at, type_file_name, longest_attribute)) {
             take(record.part(at, record.size));
             at += record.u32(at + attribute_at::length);
@@ -46,7 +46,7 @@ private:
         const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
         if (inode == inode_ || !load(inode)) return;
         const byte_view record(extension_);
-        std::size_t at = first_attribute(record);
+        std::size_t at = attributes_start(record);
         if (at == 0 || !find_attribute_id(record, at, entry.u16(list_entry_at::attribute_id))) return;
         collect(record);
         collected_ = true;

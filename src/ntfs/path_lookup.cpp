@@ -161,7 +161,7 @@ bool read_link(ntfs_volume& volume, std::uint64_t inode, std::u16string& text) {
     std::vector<std::uint8_t> bytes;
     if (!read_raw_record(volume, inode, bytes) || bytes.size() < volume.record_bytes()) return false;
     const byte_view record(bytes);
-    std::size_t at = first_attribute(record);
+    std::size_t at = attributes_start(record);
     if (!find_attribute(record, at, type_reparse_point, volume.record_bytes())) return false;
     const byte_view attribute = record.part(at, record.size);
     const byte_view value = attribute.part(attribute.u16(attribute_at::value_offset), attribute.size);

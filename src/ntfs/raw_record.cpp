@@ -35,7 +35,7 @@ bool read_raw_record(ntfs_volume& volume, std::uint64_t inode, std::vector<std::
     return fits && read_record(volume, inode, bytes);
 }
 
-std::size_t first_attribute(byte_view record) { return record.u16(record_at::first_attribute); }
+std::size_t attributes_start(byte_view record) { return record.u16(record_at::first_attribute); }
 
 bool find_attribute(byte_view record, std::size_t& cursor, std::uint32_t type, std::uint32_t limit) {
     while (true) {

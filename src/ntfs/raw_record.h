@@ -17,7 +17,7 @@ bool read_raw_record(ntfs_volume& volume, std::uint64_t inode, std::vector<std::
 
 // A cursor is an attribute's offset in the record; attributes are viewed from their header to the record's end, so that
 // a lying length reaches what lies behind them, as everywhere.
-std::size_t first_attribute(byte_view record);
+std::size_t attributes_start(byte_view record);
 // Moves the cursor to the first attribute of `type`, beginning with the one under it. False where the attributes end,
 // or at a length of 0 or above `limit`.
 bool find_attribute(byte_view record, std::size_t& cursor, std::uint32_t type, std::uint32_t limit);
