@@ -16,7 +16,7 @@ struct ntfs_volume;
 // Record numbers, without their sequence numbers.
 using inode_set = std::set<std::uint64_t>;
 
-constexpr std::size_t index_block_bytes = 4096;  // whatever the index says of its blocks
+constexpr std::uint32_t index_block_bytes = 4096;  // whatever the index says of its blocks
 
 // Adds the children of a directory; an extension record stands for its base. What was added before a failure stays.
 bool list_directory_children(ntfs_volume& volume, std::uint64_t inode, inode_set& children);
