@@ -18,14 +18,8 @@ bool needs_other_source(const ctx_t& ctx) {
     return !ctx.live_volume_text.empty() && ctx.drive_number == -1 && !has_image;
 }
 
-// Paths inside a volume are not looked up yet. Without a volume such a filter counts for nothing anyway.
-bool needs_path_lookup(const ctx_t& ctx) {
-    return ctx.mft_file_path.empty() && (!ctx.filter_dirs.empty() || !ctx.filter_files.empty());
-}
-
 constexpr bool (*not_offered[])(const ctx_t& ctx) = {
     needs_other_source,
-    needs_path_lookup,
     // Tagged text: tables cannot be written so. The bare list and the dump of a record are no tables.
     [](const ctx_t& ctx) { return ctx.format_xml && !ctx.filepath_only && !ctx.find_mft; },
 };

@@ -25,7 +25,7 @@ template <class check_call>
 bool run_check(const mft_entries_ctx& ctx, offset_check& asked, const check_call& check) {
     if (ctx.show_progress) asked.progress = show_search;
     const bool accepted = check(asked);
-    if (!asked.reason.empty()) log_diag(ctx, "err: the source cannot be read: %s", asked.reason.c_str());
+    if (!asked.reason.empty()) log_diag(ctx.log, "err: the source cannot be read: %s", asked.reason.c_str());
     return accepted;
 }
 

@@ -97,12 +97,52 @@ struct standard_information_at {
 // Entry of $ATTRIBUTE_LIST.
 struct list_entry_at {
     enum : std::size_t {
-        type = 0,          // 4
-        length = 4,        // 2
-        reference = 16,    // 8
-        attribute_id = 24  // 2
+        type = 0,           // 4
+        length = 4,         // 2
+        name_length = 6,    // 1  in UTF-16 units
+        name_offset = 7,    // 1
+        reference = 16,     // 8
+        attribute_id = 24,  // 2
     };
 };
+
+// Value of $INDEX_ROOT.
+struct index_root_at {
+    enum : std::size_t {
+        indexed_type = 0,  // 4
+        block_size = 8,    // 4  bytes of an index block
+        node = 16,         // index_node_at
+    };
+};
+
+// Block of $INDEX_ALLOCATION.
+struct index_block_at {
+    enum : std::size_t {
+        signature = 0,  // 4  "INDX"
+        node = 24,      // index_node_at
+    };
+};
+
+// Header of the entries in a root or a block.
+struct index_node_at {
+    enum : std::size_t {
+        first_entry = 0,    // 4  from the header's first byte
+        entries_bytes = 4,  // 4  of all entries, this header included
+    };
+};
+
+struct index_entry_at {
+    enum : std::size_t {
+        reference = 0,    // 8
+        length = 8,       // 2
+        key_length = 10,  // 2
+        flags = 12,       // 2  index_entry_flag
+    };
+};
+
+enum index_entry_flag : std::uint16_t { index_entry_has_node = 1, index_entry_is_last = 2 };
+
+constexpr std::uint32_t index_signature = 0x58444E49;  // "INDX"
 
 // Behind the tag and length of $REPARSE_POINT.
 struct reparse_at {

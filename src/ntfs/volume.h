@@ -1,14 +1,16 @@
 // One open NTFS volume: geometry from its boot sector, the place of each file record from record 0, and the reads by
 // record, by cluster and by position through which every other reader of the volume goes. Opened by walk/open_source.
-// Decodes no record but 0, and that only as far as it tells where the others lie; nothing is cached.
+// Decodes no record but 0, and that only as far as it tells where the others lie; caches nothing that it reads.
 #pragma once
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "ntfs/dir_cache.h"
 #include "ntfs/runs.h"
 #include "sources/source_reader.h"
 
@@ -45,6 +47,7 @@ struct ntfs_volume {
     std::uint32_t record_alloc_size = 0;  // bytes, from the header of record 0: the stride of records
     bool valid = false;                   // set by validate, once
     std::int64_t record_count = 0;        // what $MFT holds by its runs
+    std::map<std::uint64_t, dir_cache_entry> dir_cache;  // by record number: the directories that lookups passed
     volume_geometry geometry;
 
     std::uint32_t cluster_bytes() const { return static_cast<std::uint32_t>(geometry.cluster_size); }

@@ -6,6 +6,7 @@
 #include "run/run_context.h"
 #include "ntfs/volume.h"
 #include "sources/plain_file.h"
+#include "walk/path_filters.h"
 
 namespace {
 
@@ -39,6 +40,7 @@ bool prepare_volume(mft_entries_ctx& ctx, const std::vector<source_choice>& choi
     ctx.volume_record_count = static_cast<std::uint64_t>(std::max<std::int64_t>(ctx.volume->record_count, 0));
     ctx.record_size = ctx.volume->record_bytes();
     ctx.sector_size = ctx.volume->sector_size();
+    resolve_path_filters(ctx);
     return true;
 }
 

@@ -1,0 +1,102 @@
+#include "ntfs/file_names.h"
+
+#include "ntfs/attributes.h"
+#include "ntfs/layout.h"
+#include "ntfs/raw_record.h"
+#include "ntfs/volume.h"
+
+namespace {
+
+// Kept: the limit of an attribute's length is that of the usual record, whatever the record's size.
+constexpr std::uint32_t longest_attribute = 1024;
+// Guard: one file costs at most so many reads, 64 MiB of the largest records.
+constexpr std::uint32_t most_loads = 16'384;
+
+bool is_path_name(std::uint8_t name_space) {
+    return name_space == name_posix || name_space == name_win32 || name_space == name_win32_and_dos;
+}
+
+class name_collector {
+public:
+    name_collector(file_name_map& names, ntfs_volume& volume, std::uint64_t inode, bool all_names,
+                   std::uint64_t parent_filter)
+        : names_(names), volume_(volume), inode_(inode), all_names_(all_names), parent_filter_(parent_filter) {}
+
+    void collect_listed(byte_view record) {
+        std::size_t at = attributes_start(record);
+        attribute_list list;
+        if (!find_attribute(record, at, type_attribute_list, volume_.record_bytes())) return;
+        if (!read_attribute_list(volume_, record.part(at, record.size), list)) return;
+        byte_view entry;
+        for (std::size_t next = 0; next_list_entry(list, next, entry);) follow(entry);
+    }
+
+    void collect(byte_view record) {
+        std::size_t at = attributes_start(record);
+        while (find_attribute(record, at, type_file_name, longest_attribute)) {
+            take(record.part(at, record.size));
+            at += record.u32(at + attribute_at::length);
+            if (record.u32(at + attribute_at::length) >= longest_attribute) return;
+        }
+    }
+
+private:
+    // Kept: the entry's type plays no part; its id alone must be there.
+    void follow(byte_view entry) {
+        const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
+        if (inode == inode_ || !load(inode)) return;
+        const byte_view record(extension_);
+        std::size_t at = attributes_start(record);
+        if (at == 0 || !find_attribute_id(record, at, entry.u16(list_entry_at::attribute_id))) return;
+        collect(record);
+        collected_ = true;
+    }
+
+    // Neighbouring entries mostly name the same record: it is read once, and collected from once.
+    bool load(std::uint64_t inode) {
+        if (loads_ > 0 && loaded_inode_ == inode) return usable_ && !collected_;
+        if (++loads_ > most_loads) return false;
+        loaded_inode_ = inode;
+        collected_ = false;
+        record_kind kind = record_kind::none;
+        usable_ = read_record_checked(volume_, inode, extension_, kind) && kind == record_kind::file;
+        return usable_;
+    }
+
+    void take(byte_view attribute) {
+        const byte_view value = attribute.part(attribute.u16(attribute_at::value_offset), attribute.size);
+        const std::size_t units = value.u8(file_name_at::name_length);
+        if (attribute.u32(attribute_at::value_length) == 0 || units == 0) return;
+        const std::uint64_t parent = value.u64(file_name_at::parent) & inode_mask;
+        if (parent_filter_ != any_parent && parent != parent_filter_) return;
+        const std::uint8_t name_space = value.u8(file_name_at::name_space);
+        if (!all_names_ && !is_path_name(name_space)) return;
+        const auto id_and_space = static_cast<std::uint16_t>(attribute.u16(attribute_at::id) * 16u + name_space);
+        bool made = false;
+        file_name& name = names_.insert((std::uint64_t{id_and_space} << 48) | parent, made);
+        if (!made) return;
+        read_name(name.name, value, file_name_at::name, units);
+        name.parent = parent;
+        name.is_dos = name_space == name_dos;
+    }
+
+    file_name_map& names_;
+    ntfs_volume& volume_;
+    std::uint64_t inode_;
+    bool all_names_;
+    std::uint64_t parent_filter_;
+    std::vector<std::uint8_t> extension_;
+    std::uint64_t loaded_inode_ = 0;
+    std::uint32_t loads_ = 0;
+    bool usable_ = false, collected_ = false;
+};
+
+}  // namespace
+
+bool collect_names(file_name_map& names, ntfs_volume& volume, std::uint64_t inode,
+                   const std::vector<std::uint8_t>& record, bool all_names, std::uint64_t parent_filter) {
+    name_collector collector(names, volume, inode, all_names, parent_filter);
+    collector.collect_listed(record);
+    collector.collect(record);
+    return !names.empty();
+}

@@ -1,0 +1,29 @@
+// The names of one file, from all records that hold some, without decoding anything else.
+// Called by path lookups, which want the names of every child of a directory.
+// Reads no directory index; names are not lower-cased.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/flat_map.h"
+
+struct ntfs_volume;
+
+struct file_name {
+    std::u16string name;
+    std::uint64_t parent = 0;  // record number
+    bool is_dos = false;
+};
+
+// Attribute id * 16 + name space in the top 16 bits, the parent's record number in the low 48.
+using file_name_map = flat_map<std::uint64_t, file_name>;
+
+constexpr std::uint64_t any_parent = ~std::uint64_t{0};
+
+// Adds the names of the file `inode`, whose record is at hand. Without `all_names` the DOS name space is left out.
+// `parent_filter` leaves only the names in one directory. False: `names` is empty.
+bool collect_names(file_name_map& names, ntfs_volume& volume, std::uint64_t inode,
+                   const std::vector<std::uint8_t>& record, bool all_names = false,
+                   std::uint64_t parent_filter = any_parent);

@@ -1,0 +1,152 @@
+#include "ntfs/subtree.h"
+
+#include <set>
+
+#include "ntfs/directory_index.h"
+#include "ntfs/file_names.h"
+#include "ntfs/layout.h"
+#include "ntfs/raw_record.h"
+#include "ntfs/volume.h"
+
+namespace {
+
+// Guards: directories with several names would multiply without end.
+constexpr std::size_t most_paths = 4096;
+constexpr std::size_t most_steps = 65'536;
+// No path on a volume is longer, in UTF-16 units.
+constexpr std::size_t longest_path = 32'767;
+
+// All climbs from one record to the root, depth first, without recursion: a chain may be as long as the volume has
+// records.
+class climb {
+public:
+    climb(ntfs_volume& volume, std::vector<std::u16string> prefix, std::vector<std::u16string>& paths)
+        : volume_(volume), prefix_(std::move(prefix)), paths_(paths) {}
+
+    bool run(std::uint64_t inode) {
+        if (!enter(inode)) return false;
+        while (!levels_.empty()) {
+            if (paths_.size() >= most_paths) return true;
+            level& top = levels_.back();
+            if (top.next == top.names.size()) {
+                leave();
+            } else if (!take_name(top)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    // One record on the way up: its names, and the prefix as its caller handed it over.
+    struct level {
+        std::uint64_t inode = 0;
+        std::size_t prefix_before = 0;
+        file_name_map names;
+        std::size_t next = 0;  // name to climb by
+    };
+
+    bool enter(std::uint64_t inode) {
+        // Guard: parent references may form a ring.
+        if (++steps_ > most_steps || !on_the_way_.insert(inode).second) return false;
+        level& made = levels_.emplace_back();
+        made.inode = inode;
+        made.prefix_before = prefix_.size();
+        return read_raw_record(volume_, inode, record_) && collect_names(made.names, volume_, inode, record_);
+    }
+
+    void leave() {
+        on_the_way_.erase(levels_.back().inode);
+        prefix_.resize(levels_.back().prefix_before);
+        levels_.pop_back();
+    }
+
+    // Kept: a name pushed stays there for the record's next name.
+    bool take_name(level& top) {
+        const file_name& name = top.names.begin()[top.next++].value;
+        if (prefix_.size() != 1 || prefix_.front() != name.name) prefix_.push_back(name.name);
+        if (name.parent != root_inode) return enter(name.parent);
+        std::u16string path;
+        for (auto part = prefix_.rbegin(); part != prefix_.rend(); ++part) {
+            if (*part != u".") path.append(*part).append(u"\\");
+            if (path.size() > longest_path) return false;
+        }
+        paths_.push_back(path);
+        return true;
+    }
+
+    ntfs_volume& volume_;
+    std::vector<std::u16string> prefix_;
+    std::vector<std::u16string>& paths_;
+    std::vector<level> levels_;
+    std::set<std::uint64_t> on_the_way_;
+    std::vector<std::uint8_t> record_;
+    std::size_t steps_ = 0;
+};
+
+// Lists directories level by level.
+class descent {
+public:
+    descent(ntfs_volume& volume, subtree_map& known) : volume_(volume), known_(known) {}
+
+    // Those below `frontier` that are not known yet, a level down.
+    subtree_map next_level(const subtree_map& frontier) {
+        subtree_map next;
+        for (const auto& [inode, path] : frontier) {
+            children_.clear();
+            // What a failed listing found before it failed counts.
+            list_directory_children(volume_, inode, children_);
+            for (const std::uint64_t child : children_) add_child(next, child, path);
+        }
+        return next;
+    }
+
+private:
+    // A directory that is known keeps its first path; going into it again would show nothing new.
+    void add_child(subtree_map& next, std::uint64_t child, const std::u16string& parent_path) {
+        if (known_.contains(child) || next.contains(child)) return;
+        if (!read_raw_record(volume_, child, record_)) return;
+        if ((byte_view(record_).u16(record_at::flags) & record_is_directory) == 0) return;
+        names_.clear();
+        const bool named = collect_names(names_, volume_, child, record_);
+        const std::u16string path = parent_path + (named ? names_.begin()->value.name : u"unk") + u"\\";
+        // Guard: a hostile tree may be deeper than any path.
+        if (path.size() <= longest_path) next.emplace(child, path);
+    }
+
+    ntfs_volume& volume_;
+    const subtree_map& known_;
+    inode_set children_;
+    std::vector<std::uint8_t> record_;
+    file_name_map names_;
+};
+
+bool is_directory(ntfs_volume& volume, std::uint64_t inode) {
+    std::vector<std::uint8_t> record;
+    if (!read_raw_record(volume, inode, record)) return false;
+    return (byte_view(record).u16(record_at::flags) & record_is_directory) != 0;
+}
+
+}  // namespace
+
+bool collect_paths(ntfs_volume& volume, std::uint64_t inode, const std::vector<std::u16string>& prefix_names,
+                   std::vector<std::u16string>& paths_out) {
+    return climb(volume, prefix_names, paths_out).run(inode);
+}
+
+bool expand_subtree(subtree_map& result, std::uint64_t inode, std::int64_t depth, ntfs_volume& volume,
+                    const std::u16string& base_path) {
+    result.clear();
+    std::vector<std::u16string> paths;
+    if (!volume.valid || !is_directory(volume, inode) || !collect_paths(volume, inode, {}, paths)) return false;
+    std::u16string text = base_path + u"\\";
+    // Kept: the first path again for each path found.
+    for (std::size_t count = 0; count < paths.size() && text.size() <= longest_path; ++count) text += paths.front();
+    result.emplace(inode, text);
+    subtree_map frontier = result;
+    for (std::int64_t level = 0; level <= depth && !frontier.empty(); ++level) {
+        frontier = descent(volume, result).next_level(frontier);
+        result.insert(frontier.begin(), frontier.end());
+    }
+    return true;
+}
