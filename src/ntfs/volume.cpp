@@ -231,6 +231,19 @@ bool open_volume_from_drive(std::uint32_t number, std::int64_t offset, std::uniq
     return finish_open(std::make_unique<source_reader>(std::uint64_t{number}), open_by_drive, offset, out, log);
 }
 
+bool open_volume_from_vmdk(const std::vector<std::u16string>& paths, std::int64_t offset,
+                           std::unique_ptr<ntfs_volume>& out, const cmd_params& log) {
+    auto reader = std::make_unique<source_reader>(paths);
+    if (offset < 1) {
+        const bool is_told = reader->is_open && !reader->chain->base->partition_offsets.empty();
+        offset = is_told ? static_cast<std::int64_t>(reader->chain->base->partition_offsets.front()) : 0;
+    }
+    reader->partition_number = 0;
+    // Kept: 28 bits of each half.
+    reader->partition_offset = static_cast<std::uint64_t>(offset) & 0x0FFF'FFFF'0FFF'FFFF;
+    return finish_open(std::move(reader), open_by_vmdk, offset, out, log);
+}
+
 bool validate(ntfs_volume& volume, const cmd_params& log) {
     if (volume.valid) return true;
     if (volume.reader == nullptr) return false;

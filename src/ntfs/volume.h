@@ -19,6 +19,7 @@ enum volume_open_kind : std::uint32_t {
     open_by_image = 0x21,
     open_by_drive = 0x22,
     open_by_device_path = 0x23,
+    open_by_vmdk = 0x24,
     open_invalid = 0xFF,
 };
 
@@ -69,6 +70,10 @@ bool open_volume_from_letter(const std::u16string& path, std::unique_ptr<ntfs_vo
                              const cmd_params& log);
 bool open_volume_from_drive(std::uint32_t number, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
                             const cmd_params& log);
+// Virtual disks in any order. An offset of 0 is that of the first partition of which the base disk tells, if there is
+// one.
+bool open_volume_from_vmdk(const std::vector<std::u16string>& paths, std::int64_t offset,
+                           std::unique_ptr<ntfs_volume>& out, const cmd_params& log);
 
 // Boot sector, geometry and record 0. False: no NTFS volume that this program can read.
 bool validate(ntfs_volume& volume, const cmd_params& log);

@@ -164,12 +164,13 @@ std::optional<std::uint64_t> table_in_block(byte_view block, std::uint64_t posit
 }
 
 // Every sector from the second on. Read ahead in blocks; where a block cannot be read its sectors are asked for one by
-// one, so that a bad spot ends the search where it lies and not a block earlier.
+// one, so that a bad spot ends the search where it lies and not a block earlier. Grains that no virtual disk holds are
+// passed over.
 std::optional<std::uint64_t> search_table(disk_bytes disk) {
     const std::uint64_t size = disk.size();
     std::vector<std::uint8_t> bytes;
     std::uint32_t step = search_block;
-    for (std::uint64_t position = table_sector; position < size;) {
+    for (std::uint64_t position = disk.next_data(table_sector); position < size; position = disk.next_data(position)) {
         const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(step, size - position));
         if (!disk.read(bytes, position, wanted)) {
             if (step == table_sector) return std::nullopt;

@@ -106,6 +106,10 @@ bool disk_bytes::is_open() const { return reader == nullptr || reader->is_open; 
 
 std::uint64_t disk_bytes::size() const { return reader == nullptr ? memory.size : reader->size(); }
 
+std::uint64_t disk_bytes::next_data(std::uint64_t offset) const {
+    return reader == nullptr ? offset : reader->next_data(offset);
+}
+
 bool disk_bytes::read(std::vector<std::uint8_t>& bytes, std::uint64_t offset, std::uint32_t count) const {
     if (offset > INT64_MAX) return false;
     bytes.resize(count);

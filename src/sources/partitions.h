@@ -42,6 +42,8 @@ struct disk_bytes {
 
     bool is_open() const;
     std::uint64_t size() const;
+    // The first position from `offset` on that may hold anything but zeros.
+    std::uint64_t next_data(std::uint64_t offset) const;
     // At most `count` bytes at `offset`: fewer at the end. False: none.
     bool read(std::vector<std::uint8_t>& bytes, std::uint64_t offset, std::uint32_t count) const;
 };

@@ -78,6 +78,25 @@ void open_device_path(source_reader& reader, const std::u16string& path) {
     if (open_with_geometry(reader, false)) learn_partition(reader);
 }
 
+bool open_chain(source_reader& reader, const std::vector<std::u16string>& paths) {
+    vmdk_chain& chain = *reader.chain;
+    const bool linked =
+        std::all_of(paths.begin(), paths.end(), [&chain](const auto& path) { return chain.add(path); }) && chain.link();
+    reader.system_error = chain.system_error;
+    if (!linked) return false;
+    reader.image_path = chain.base->path;
+    reader.image_name = utf8_from_utf16(reader.image_path);
+    reader.total_size = static_cast<std::int64_t>(chain.size());
+    reader.bytes_per_sector = assumed_sector_size;
+    return true;
+}
+
+bool read_chain(source_reader& reader, std::uint8_t* buffer, std::uint32_t& size, std::int64_t offset) {
+    if (!reader.chain->read(buffer, static_cast<std::uint64_t>(offset), size)) return false;
+    if (reader.chain->system_error != 0) reader.system_error = reader.chain->system_error;
+    return true;
+}
+
 bool read_image(source_reader& reader, std::uint8_t* buffer, std::uint32_t& size, std::int64_t offset) {
     const std::uint32_t wanted = size;
     const std::int64_t remaining = reader.total_size - offset;
@@ -149,10 +168,17 @@ source_reader::source_reader(std::uint64_t drive_number) {
     is_open = open_with_geometry(*this, true);
 }
 
+source_reader::source_reader(const std::vector<std::u16string>& vmdk_paths) {
+    kind = kind_vmdk;
+    chain = std::make_unique<vmdk_chain>();
+    is_open = open_chain(*this, vmdk_paths);
+}
+
 bool source_reader::read_at(void* buffer, std::uint32_t& size, std::int64_t offset) {
     if (!is_open || size == 0 || offset < 0 || offset >= total_size) return false;
     auto* const bytes = static_cast<std::uint8_t*>(buffer);
     if (kind == kind_file) return fd.is_open() && read_image(*this, bytes, size, offset);
+    if (kind == kind_vmdk) return read_chain(*this, bytes, size, offset);
     const bool is_device = kind == kind_volume || kind == kind_device_path || kind == kind_physical_drive;
     return is_device && handle.is_open() && read_device_bytes(*this, bytes, size, offset);
 }
@@ -165,7 +191,12 @@ std::uint64_t source_reader::size() const {
            static_cast<std::uint64_t>(cylinders);
 }
 
+std::uint64_t source_reader::next_data(std::uint64_t offset) const {
+    return is_open && kind == kind_vmdk ? chain->next_data(offset) : offset;
+}
+
 void source_reader::close() {
+    chain.reset();
     if (handle.is_open()) close_file(handle);
     if (fd.is_open()) close_file(fd);
     is_open = false;

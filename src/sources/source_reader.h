@@ -1,12 +1,15 @@
-// The one way by which bytes of a volume are read: an image file, an open volume or a physical drive.
+// The one way by which bytes of a volume are read: an image file, an open volume, a physical drive or virtual disks.
 // Made by the volume object and, for one call, by partition discovery; each read goes to the system, nothing is cached.
 // Does not write, does not retry and words nothing: a caller says what a false means, `system_error` says why.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/files.h"
+#include "sources/vmdk_chain.h"
 
 enum reader_kind : std::int32_t {
     kind_file = 0,
@@ -18,7 +21,8 @@ enum reader_kind : std::int32_t {
 };
 
 struct source_reader {
-    std::u16string device_path;  // as handed to the system
+    std::unique_ptr<vmdk_chain> chain;  // of virtual disks
+    std::u16string device_path;         // as handed to the system
     std::uint32_t device_number = 0;
     reader_kind kind = kind_none;
     std::int32_t partition_number = -1;  // -1: a whole drive, or not known
@@ -44,6 +48,8 @@ struct source_reader {
     source_reader(const std::u16string& path, reader_kind as);
     // A whole drive by its number. 25 and above are not tried; is_open tells whether it could be opened.
     explicit source_reader(std::uint64_t drive_number);
+    // A base disk and its snapshots, in any order. is_open tells whether all could be opened and belong together.
+    explicit source_reader(const std::vector<std::u16string>& vmdk_paths);
     source_reader(const source_reader&) = delete;
     source_reader& operator=(const source_reader&) = delete;
     ~source_reader() { close(); }
@@ -54,6 +60,8 @@ struct source_reader {
     bool read_at(void* buffer, std::uint32_t& size, std::int64_t offset);
     // Bytes; 0 when closed or unknown.
     std::uint64_t size() const;
+    // For searches through whole disks: the first position from `offset` on that may hold anything but zeros.
+    std::uint64_t next_data(std::uint64_t offset) const;
     void close();
 };
 

@@ -109,3 +109,8 @@ bool check_drive(offset_check& check, std::int64_t number) {
     return check_open_reader(check, reader,
                              "problems accessing physical disk #" + std::to_string(number) + ", aborting\n");
 }
+
+bool check_vmdk_disks(offset_check& check, const std::vector<std::u16string>& paths) {
+    source_reader reader(paths);
+    return check_open_reader(check, reader, "invalid disk collection of snaps\n");
+}

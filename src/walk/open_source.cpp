@@ -34,9 +34,22 @@ std::u16string drive_text(std::int32_t number) {
     return utf16_from_utf8(text);
 }
 
+std::u16string vmdk_text(const std::vector<std::u16string>& paths) {
+    std::u16string text = paths.size() > 1 ? u"vmdk files: " : u"vmdk file: ";
+    for (const std::u16string& path : paths) {
+        if (&path != &paths.front()) text += u"; ";
+        text += u"'" + path + u"'";
+    }
+    return text;
+}
+
 // The first source that an option named, in this order of precedence.
 bool make_volume(mft_entries_ctx& ctx) {
     const auto offset = static_cast<std::int64_t>(ctx.volume_offset);
+    if (!ctx.vmdk_paths.empty()) {
+        ctx.source_text = vmdk_text(ctx.vmdk_paths);
+        return open_volume_from_vmdk(ctx.vmdk_paths, offset, ctx.volume, ctx);
+    }
     if (ctx.drive_number != -1) {
         ctx.source_text = drive_text(ctx.drive_number);
         return open_volume_from_drive(static_cast<std::uint32_t>(ctx.drive_number), offset, ctx.volume, ctx);
