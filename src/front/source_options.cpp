@@ -16,20 +16,19 @@ namespace {
 using wide_list = std::vector<std::u16string>;
 
 // Compares the offset with the partitions of the source, by `check`. Without -offset a source also passes that holds
-// an NTFS volume at 0 and is shorter than it; with it only one where `found_will_do` and there is any NTFS volume.
+// an NTFS volume at 0 and is shorter than it; with -offset only one that `may_be_cut`. No other partition than the one
+// asked for is ever taken.
 template <class check_call>
-bool accept_source(mft_entries_ctx& ctx, wide_list& list, const check_call& check, bool found_will_do = false) {
+bool accept_source(mft_entries_ctx& ctx, wide_list& list, const check_call& check, bool may_be_cut = false) {
     const bool offset_given = ctx.volume_offset != 0;
     offset_check asked;
     asked.offset = ctx.volume_offset;
     asked.ignore_size = offset_given && take_flag_wide("-ignore_image_size", list);
     const bool as_asked = check(asked);
-    const bool as_found = asked.found && (offset_given ? found_will_do : asked.offset == 0);
-    const bool accepted = as_asked || as_found;
+    const bool is_cut = !as_asked && asked.found && asked.offset == ctx.volume_offset;
+    const bool accepted = as_asked || (is_cut && (may_be_cut || !offset_given));
     ctx.volume_offset = asked.offset;
     if (!accepted) write_standard_error(asked.text + "\n");
-    if (accepted && !as_asked)
-        log_diag(ctx, "info: taken for the NTFS volume at 0x%llx", static_cast<unsigned long long>(asked.offset));
     return accepted;
 }
 
