@@ -139,7 +139,7 @@ bool set_results_file(cmd_params& params, const std::string& value) {
     uni::ofstream test_open;
     test_open.open_held(utf16_from_utf8(params.results_path));
     if (test_open) return true;
-    log_diag(params, "err: cannot open %s for output: %s", params.results_path.c_str(),
+    log_diag(&params.diags_log, "err: cannot open %s for output: %s", params.results_path.c_str(),
              system_error_text(last_system_error()).c_str());
     return refuse_output(params.results_path);
 }

@@ -10,10 +10,9 @@ namespace {
 
 using ctx_t = mft_entries_ctx;
 
-// In the order in which sources are opened: a virtual disk goes before a drive or an image, a live volume behind them.
+// A live volume counts only where no other source goes before it.
 bool needs_other_source(const ctx_t& ctx) {
-    if (!ctx.vmdk_paths.empty()) return true;
-    if (!ctx.mft_file_path.empty()) return false;
+    if (!ctx.mft_file_path.empty() || !ctx.vmdk_paths.empty()) return false;
     const bool has_image = !ctx.image_path_disk.empty() || !ctx.image_path_volume.empty();
     return !ctx.live_volume_text.empty() && ctx.drive_number == -1 && !has_image;
 }

@@ -1,6 +1,5 @@
 #include "front/option_reader.h"
 
-#include "front/diagnostic_log.h"
 #include "front/generic_options.h"
 #include "run/run_context.h"
 #include "front/scanners.h"

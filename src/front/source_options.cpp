@@ -6,9 +6,11 @@
 #include "front/scanners.h"
 #include "front/walk_options.h"
 #include "platform/console.h"
+#include "platform/files.h"
 #include "platform/paths.h"
+#include "sources/vmdk_chain.h"
 #include "sources/volume_offset.h"
-#include "walk/walkers.h"
+#include "walk/record_visit.h"
 
 namespace {
 
@@ -30,14 +32,17 @@ bool run_check(const mft_entries_ctx& ctx, offset_check& asked, const check_call
 }
 
 // Compares the offset with the partitions of the source, by `check`. Without -offset a source also passes that holds
-// an NTFS volume at 0 and is shorter than it.
+// an NTFS volume at 0 and is shorter than it; with -offset only one that `may_be_cut`. No other partition than the one
+// asked for is ever taken.
 template <class check_call>
-bool accept_source(mft_entries_ctx& ctx, wide_list& list, const check_call& check) {
+bool accept_source(mft_entries_ctx& ctx, wide_list& list, const check_call& check, bool may_be_cut = false) {
     const bool offset_given = ctx.volume_offset != 0;
     offset_check asked;
     asked.offset = ctx.volume_offset;
     asked.ignore_size = offset_given && take_flag_wide("-ignore_image_size", list);
-    const bool accepted = run_check(ctx, asked, check) || (!offset_given && asked.found && asked.offset == 0);
+    const bool as_asked = run_check(ctx, asked, check);
+    const bool is_cut = !as_asked && asked.found && asked.offset == ctx.volume_offset;
+    const bool accepted = as_asked || (is_cut && (may_be_cut || !offset_given));
     ctx.volume_offset = asked.offset;
     if (!accepted) write_standard_error(asked.text + "\n");
     return accepted;
@@ -69,11 +74,34 @@ int take_drive(mft_entries_ctx& ctx, const std::u16string& value, wide_list& lis
     return accept_source(ctx, list, check) ? 0 : -1;
 }
 
+std::string suggested_array(const wide_list& paths) {
+    std::string text = "suggested array: -vmdk \"";
+    for (const std::u16string& path : paths) {
+        if (&path != &paths.front()) text += " | ";
+        text += utf8_from_utf16(path);
+    }
+    return text + "\"\n";
+}
+
+// Parents that were found are proposed, not taken: the list that the user gives is the list that is read.
+bool is_whole_chain(const mft_entries_ctx& ctx) {
+    vmdk_chain chain;
+    std::string text;
+    wide_list paths;
+    if (chain.resolve(ctx.vmdk_paths, text, paths)) return true;
+    write_standard_error(text + "\n");
+    if (paths.size() > ctx.vmdk_paths.size()) write_standard_error(suggested_array(paths));
+    if (chain.system_error != 0) log_diag(ctx.log, "err: %s", system_error_text(chain.system_error).c_str());
+    return false;
+}
+
 int take_vmdk(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list) {
     split_list(ctx.vmdk_paths, value, "|,;");
     std::u16string further;
     while (take_value_wide("-vmdk", further, list)) ctx.vmdk_paths.push_back(further);
-    return 0;
+    if (ctx.vmdk_paths.empty()) return 0;
+    const auto check = [&ctx](offset_check& asked) { return check_vmdk_disks(asked, ctx.vmdk_paths); };
+    return is_whole_chain(ctx) && accept_source(ctx, list, check, true) ? 0 : -1;
 }
 
 int take_index_file(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "sources/image_source.h"
+#include "sources/vmdk_source.h"
 
 namespace {
 
@@ -12,6 +13,18 @@ constexpr std::size_t longest_letter_path = 3;
 void open_image(source_reader& reader, const std::u16string& path) {
     reader.bytes = std::make_unique<image_source>(path);
     reader.bytes_per_sector = 512;
+}
+
+bool open_disks(source_reader& reader, const std::vector<std::u16string>& paths) {
+    auto disks = std::make_unique<vmdk_source>();
+    if (!disks->open(paths)) {
+        reader.open_error = disks->system_error;
+        return false;
+    }
+    reader.bytes_per_sector = 512;
+    reader.first_partition = disks->first_partition();
+    reader.bytes = std::move(disks);
+    return true;
 }
 
 // A device without its geometry is of no use when it was named by a letter or by a device path.
@@ -51,6 +64,7 @@ bool open_source(source_reader& reader, const source_choice& choice) {
     if (choice.paths.empty() || choice.paths.front().empty()) return false;
     switch (choice.kind) {
         case kind_file: open_image(reader, choice.paths.front()); break;
+        case kind_vmdk: open_disks(reader, choice.paths); break;
         case kind_volume:
         case kind_device_path: open_volume_device(reader, choice.paths.front()); break;
         default: break;

@@ -1,4 +1,4 @@
-// The one way by which bytes of a volume are read: an image file, an open volume or a physical drive.
+// The one way by which bytes of a volume are read: an image file, an open volume, a drive or virtual disks.
 // Opened by the volume object and, for one call, by the check of the volume's offset; holds whatever the bytes lie in.
 // Each read goes to the system, nothing is cached, nothing is written; a caller says what a false means.
 #pragma once
@@ -13,6 +13,7 @@ struct source_reader : device_facts {
     reader_kind kind = kind_none;
     std::unique_ptr<byte_source> bytes;  // null: closed
     std::uint32_t open_error = 0;        // the system's, where that made it so
+    std::uint64_t first_partition = 0;   // bytes: where a virtual disk's volume begins, unless an offset is given
 
     source_reader() = default;
     // Over a source that is open already.

@@ -114,3 +114,7 @@ bool check_drive(offset_check& check, std::int64_t number) {
     return check_source(check, drive_choice(static_cast<std::uint64_t>(number), 0),
                         "problems accessing physical disk #" + std::to_string(number) + ", aborting\n");
 }
+
+bool check_vmdk_disks(offset_check& check, const std::vector<std::u16string>& paths) {
+    return check_source(check, {.kind = kind_vmdk, .paths = paths}, "invalid disk collection of snaps\n");
+}

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "sources/partitions.h"
 
@@ -25,3 +26,4 @@ bool check_volume_offset(offset_check& check, source_reader& reader);
 // The same over a source that is opened for this call.
 bool check_image(offset_check& check, const std::u16string& path);
 bool check_drive(offset_check& check, std::int64_t number);
+bool check_vmdk_disks(offset_check& check, const std::vector<std::u16string>& paths);

@@ -1,0 +1,98 @@
+#include "sources/vmdk_chain.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "sources/vmdk_layout.h"
+
+namespace {
+
+vmdk_disk* owner_of(const vmdk_chain& chain, std::uint64_t offset) {
+    std::uint64_t ignored = 0;
+    vmdk_disk* disk = chain.leaf;
+    while (disk != nullptr && !disk->map(offset, ignored)) disk = disk->parent;
+    return disk;
+}
+
+// At most to the end of the owner's grain, or of the base's where there is no owner. Returns how many came: at least 1.
+std::uint32_t read_piece(vmdk_chain& chain, std::uint8_t* to, std::uint64_t offset, std::uint32_t size) {
+    vmdk_disk* const owner = owner_of(chain, offset);
+    const std::uint64_t grain_bytes = (owner != nullptr ? owner : chain.base)->grain_bytes;
+    const auto piece = static_cast<std::uint32_t>(std::min<std::uint64_t>(size, grain_bytes - offset % grain_bytes));
+    std::uint32_t came = piece;
+    if (owner != nullptr && owner->read_grains(to, offset, came)) return came;
+    if (owner != nullptr) chain.system_error = owner->system_error;
+    std::memset(to, 0, piece);
+    return piece;
+}
+
+}  // namespace
+
+bool vmdk_chain::add(const std::u16string& path) {
+    auto disk = std::make_unique<vmdk_disk>();
+    if (!disk->open(path)) {
+        system_error = disk->system_error;
+        return false;
+    }
+    std::string id = disk->cid;
+    disks.try_emplace(std::move(id), std::move(disk));
+    return true;
+}
+
+void join_disks(vmdk_disk& parent, vmdk_disk& child) {
+    child.parent = &parent;
+    parent.child = &child;
+}
+
+void order_disks(vmdk_chain& chain) {
+    chain.ordered_disks.clear();
+    vmdk_disk* disk = chain.base;
+    for (; disk != nullptr && chain.ordered_disks.size() < chain.disks.size(); disk = disk->child) {
+        chain.ordered_disks.push_back(disk);
+        chain.leaf = disk;
+    }
+    chain.ready = chain.base != nullptr && disk == nullptr;
+}
+
+bool vmdk_chain::link() {
+    base = nullptr;
+    bool complete = true;
+    for (const auto& [id, disk] : disks) {
+        if (disk->parent_cid == cid_of_no_parent) {
+            base = disk.get();
+            continue;
+        }
+        const auto parent = disks.find(disk->parent_cid);
+        if (parent == disks.end())
+            complete = false;
+        else
+            join_disks(*parent->second, *disk);
+    }
+    if (!complete || base == nullptr) return false;
+    order_disks(*this);
+    return ready;
+}
+
+bool vmdk_chain::read(void* buffer, std::uint64_t offset, std::uint32_t& size) {
+    if (!ready || buffer == nullptr || size == 0) return false;
+    system_error = 0;
+    auto* const to = static_cast<std::uint8_t*>(buffer);
+    for (std::uint32_t done = 0; done < size;) done += read_piece(*this, to + done, offset + done, size - done);
+    return true;
+}
+
+std::uint64_t vmdk_chain::size() const {
+    constexpr std::uint64_t most_sectors = INT64_MAX / vmdk_sector;  // positions are signed
+    return ready ? std::min(base->capacity, most_sectors) * vmdk_sector : 0;
+}
+
+std::uint64_t vmdk_chain::next_data(std::uint64_t offset) const {
+    const std::uint64_t end = size();
+    while (offset < end) {
+        std::uint64_t nearest = end;
+        for (const vmdk_disk* disk : ordered_disks) nearest = std::min(nearest, disk->next_data(offset));
+        if (nearest == offset) return offset;
+        offset = nearest;
+    }
+    return end;
+}
