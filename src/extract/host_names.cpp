@@ -31,15 +31,20 @@ std::size_t length_of(std::u16string_view text, const host_name_rules& rules) {
     return rules.length_in_bytes ? utf8_from_utf16(text).size() : text.size();
 }
 
-// At most half of the room goes to the ending, and neither part begins or ends inside a pair.
+// Where `text` can be divided, at or ahead of `at`: not inside a pair.
+std::size_t ahead_of_pair(std::u16string_view text, std::size_t at) {
+    return at > 0 && at < text.size() && is_low_half(text[at]) ? at - 1 : at;
+}
+
 std::u16string without_middle(const std::u16string& text, const host_name_rules& rules) {
-    constexpr std::size_t ending_units = 40;
-    std::size_t tail = text.size() - std::min(ending_units, text.size() / 2);
-    if (is_low_half(text[tail])) ++tail;
+    constexpr std::size_t ending_units = 40;  // at most 120 bytes
+    const std::size_t tail = ahead_of_pair(text, text.size() - std::min(ending_units, text.size() / 2));
     const std::u16string ending = text.substr(tail);
     std::size_t head = tail;
-    while (head > 0 && length_of(text.substr(0, head) + ending, rules) > longest_host_name) --head;
-    if (head > 0 && is_high_half(text[head - 1])) --head;
+    // Half a pair at the end would be measured as nothing.
+    while (head > 0 && length_of(text.substr(0, head) + ending, rules) > longest_host_name) {
+        head = ahead_of_pair(text, head - 1);
+    }
     return text.substr(0, head) + ending;
 }
 

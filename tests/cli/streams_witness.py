@@ -242,24 +242,35 @@ SHAPES = [(512, 512, 16, 2000, 200), (512, 1024, 24, 400, 20), (512, 4096, 32, 4
           (4096, 4096, 32, 60, 5), (4096, 524288, 256, 20, 2)]
 
 
-def volumes(tool, work):
+def want_what_makes_volumes():
     missing = [name for name in ("mkntfs", "ntfs-3g", "istat", "icat", "ils") if shutil.which(name) is None]
     if missing:
         skip("not installed: " + ", ".join(missing))
     if os.geteuid() != 0 or not os.path.exists("/dev/fuse"):
         skip("mounting wants root and /dev/fuse")
+
+
+def make_volume(work, shape):
+    sector_size, cluster_size, megabytes, pieces, _ = shape
+    image = work / f"{sector_size}-{cluster_size}.img"
+    with open(image, "wb") as file:
+        file.truncate(megabytes << 20)
+    subprocess.run(["mkntfs", "-F", "-f", "-q", "-s", str(sector_size), "-c", str(cluster_size), "-p", "0", "-H", "255",
+                    "-S", "63", image], check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    with mounted(image, work) as root:
+        fill(root, cluster_size)
+        scatter(root, cluster_size, pieces)
+    with mounted(image, work) as root:
+        (root / "deleted.bin").unlink()
+    return image
+
+
+def volumes(tool, work):
+    want_what_makes_volumes()
     good = True
-    for sector_size, cluster_size, megabytes, pieces, least_runs in SHAPES:
-        image = work / f"{sector_size}-{cluster_size}.img"
-        with open(image, "wb") as file:
-            file.truncate(megabytes << 20)
-        subprocess.run(["mkntfs", "-F", "-f", "-q", "-s", str(sector_size), "-c", str(cluster_size), "-p", "0", "-H", "255",
-                        "-S", "63", image], check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        with mounted(image, work) as root:
-            fill(root, cluster_size)
-            scatter(root, cluster_size, pieces)
-        with mounted(image, work) as root:
-            (root / "deleted.bin").unlink()
+    for shape in SHAPES:
+        sector_size, cluster_size, _, _, least_runs = shape
+        image = make_volume(work, shape)
         own = own_streams(tool, image, 0)
         comparison = Comparison(image.stem)
         for key, size, initialised, clusters, digest in icat_streams(image):

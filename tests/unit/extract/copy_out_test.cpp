@@ -1,0 +1,200 @@
+#include "extract/copy_out.h"
+
+#include <gtest/gtest.h>
+
+#include "base/text.h"
+#include "extract/digests.h"
+#include "run/filter_tables.h"
+#include "sources/host_paths.h"
+#include "support/open_volume.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using build::bytes;
+using build::hole;
+
+constexpr const char* md5_of_hello = "5d41402abc4b2a76b9719d911017c592";
+
+// Record 1 of a volume with clusters of 1024 bytes, and the state of a stream of it.
+struct one_record {
+    opened_volume opened;
+    file_record record;
+    stream_state state;
+
+    explicit one_record(const build::record& built) : opened(build::volume(64).mft({{4, 4}}, {built.on_disk()}).all()) {
+        opened.decode(record, 1);
+    }
+    const attr_entry& last() { return (record.attributes.end() - 1)->value; }
+    bool digest() {
+        opened.ctx.want_md5 = true;
+        return digest_stream(record, opened.ctx, &record.std_infos.begin()->value, &last(), state);
+    }
+    std::string copy(const std::u16string& folder, std::string_view path = "[root]\\") {
+        opened.ctx.copy_files = true;
+        opened.ctx.copy_dir = folder;
+        state.begin_stream(record, path);
+        state.extracted_path = u"a:b.txt";
+        copy_stream(record, opened.ctx, last(), state);
+        return utf8_from_utf16(state.extracted_path.substr(std::min(folder.size(), state.extracted_path.size())));
+    }
+};
+
+build::record hello() { return build::record().std_info().name(u"a:b.txt").data("hello"); }
+build::record in_clusters(const std::vector<build::run>& runs, std::uint64_t size) {
+    return build::record().std_info().non_resident(0x80, build::pairs(runs), size);
+}
+
+bytes clusters(std::initializer_list<std::int64_t> numbers) {
+    bytes out;
+    for (const std::int64_t number : numbers)
+        out.insert(out.end(), 1024,
+                   number == hole ? std::uint8_t{0} : build::volume::fill_of(static_cast<std::uint64_t>(number)));
+    return out;
+}
+
+md5_value md5_of(bytes content, std::size_t size) {
+    content.resize(size);
+    md5_context digest;
+    digest.update(content);
+    return digest.finish();
+}
+
+TEST(digest_stream, goes_by_sizes_holes_and_slack_as_the_options_say) {
+    const struct {
+        const char* what;
+        bool raw, skip_sparse;
+        bytes content;
+        std::size_t size;
+    } cases[] = {
+        {"holes are zeros, the end is the file's", false, false, clusters({20, hole, 21}), 2500},
+        {"left-out holes take their bytes along", false, true, clusters({20, 21}), 2048},
+        {"the slack belongs to a raw read", true, false, clusters({20, hole, 21}), 3072},
+    };
+    for (const auto& c : cases) {
+        one_record file(in_clusters({{1, 20}, {1, hole}, {1, 21}}, 2500));
+        file.opened.ctx.raw_copy = c.raw;
+        file.opened.ctx.skip_sparse = c.skip_sparse;
+        EXPECT_TRUE(file.digest()) << c.what;
+        EXPECT_EQ(file.state.md5_digest, md5_of(c.content, c.size)) << c.what;
+    }
+}
+
+TEST(digest_stream, a_failed_read_or_nothing_to_read_leaves_zeros) {
+    const std::pair<const char*, build::record> cases[] = {
+        {"a cluster behind the volume's end", in_clusters({{1, 20}, {1, 5000}}, 2048)},
+        {"no runs", in_clusters({}, 2048)},
+        {"no clusters", in_clusters({{1, 20}}, 0)},
+        {"an empty value", build::record().std_info().data("")},
+        {"no $DATA", build::record().std_info().resident(0x50, bytes(8, 1))},
+    };
+    for (const auto& [what, built] : cases) {
+        one_record file(built);
+        file.state.extracted_path = u"name";
+        EXPECT_FALSE(file.digest()) << what;
+        EXPECT_EQ(file.state.md5_digest, md5_value{}) << what;
+        EXPECT_TRUE(file.state.extracted_path.empty()) << what;
+    }
+}
+
+TEST(user_names, are_the_component_behind_the_profiles) {
+    const std::pair<const char*, const char16_t*> cases[] = {
+        {"[root]\\Users\\bob\\Desktop\\", u"bob"},
+        {"[root]\\Documents and Settings\\ann\\x\\", u"ann"},
+        {"[root]\\Users\\bob\\", u""},
+        {"[root]\\Users\\", u""},
+        {"[root]\\Windows\\", u"non_acct"},
+    };
+    for (const auto& [path, name] : cases) {
+        std::u16string found;
+        set_user_name(found, path);
+        EXPECT_EQ(found, name) << path;
+    }
+}
+
+TEST(copy_out, a_copy_lies_by_state_account_and_reason_under_time_digest_and_name) {
+    const temp_folder folder;
+    const std::u16string colon(1, temp_folder::separator() == u'/' ? u':' : u'_');
+    const std::string name =
+        "2020_01_01_0000_00_000_" + std::string(md5_of_hello) + "_a" + utf8_from_utf16(colon) + "b.txt";
+    const auto slashed = [](std::string path) {
+        std::replace(path.begin(), path.end(), '\\', '/');
+        return path;
+    };
+    one_record file(hello());
+    EXPECT_EQ(slashed(file.copy(folder.path())), "/valid/non_acct/catchall/" + name + ".bin");
+    EXPECT_EQ(temp_folder::content(file.state.extracted_path), "hello");
+    file.record.dir_match = true;
+    file.record.dir_match_text = "\\Windows\\My Files\\";
+    file.opened.ctx.use_orig_ext = true;
+    EXPECT_EQ(slashed(file.copy(folder.path(), "[root]\\Users\\..\\x\\")),
+              "/valid/__/[root]-Windows-My_Files-/" + name);
+    file.record.ext_match = true;
+    file.record.ext_match_text = "";
+    file.opened.ctx.unalloc_phase = true;
+    EXPECT_EQ(slashed(file.copy(folder.path())), "/deleted-unalloc/non_acct/" + name);
+}
+
+TEST(copy_out, what_is_there_already_stays) {
+    const temp_folder folder;
+    one_record file(hello());
+    file.copy(folder.path());
+    const std::u16string path = file.state.extracted_path;
+    temp_folder::put(path, "first");
+    file.copy(folder.path());
+    EXPECT_EQ(file.state.extracted_path, path);
+    EXPECT_EQ(temp_folder::content(path), "first");
+    EXPECT_FALSE(temp_folder::exists(folder.path(u"__temp__.bin")));
+}
+
+TEST(copy_out, a_failed_copy_leaves_neither_path_nor_file) {
+    const temp_folder folder;
+    one_record cut(in_clusters({{1, 20}, {1, 5000}}, 2048));
+    cut.opened.ctx.instance_number = 26;
+    EXPECT_EQ(cut.copy(folder.path()), "");
+    EXPECT_FALSE(temp_folder::exists(folder.path(u"1a__temp__.bin")));
+    EXPECT_EQ(one_record(hello()).copy(folder.path(u"missing")), "");
+}
+
+TEST(copy_out, a_destination_may_lie_deeper_than_the_host_likes) {
+    const temp_folder folder;
+    std::u16string deep = folder.path();
+    for (int level = 0; level < 3; ++level) {
+        deep += temp_folder::separator() + std::u16string(90, u'd');
+        ASSERT_TRUE(create_directory(deep));
+    }
+    one_record file(hello());
+    EXPECT_NE(file.copy(deep), "");
+    EXPECT_EQ(temp_folder::content(file.state.extracted_path), "hello");
+}
+
+TEST(copy_out, sub_options_and_named_streams_select) {
+    one_record file(hello().data("x", u"Stream").resident(0x50, bytes(8, 1)));
+    const attr_entry *unnamed = nullptr, *named = nullptr;
+    for (const auto& item : file.record.attributes) {
+        if (item.value.is_data) (item.value.is_named_data ? named : unnamed) = &item.value;
+    }
+    const attr_entry& other = file.last();
+    const struct {
+        bool mft_settings::*option;
+        bool unnamed, named, other;
+    } cases[] = {{&mft_settings::copy_all_streams, true, true, true},
+                 {&mft_settings::copy_normal_data, true, false, false},
+                 {&mft_settings::copy_named_data, false, true, false}};
+    mft_entries_ctx& ctx = file.opened.ctx;
+    for (const auto& c : cases) {
+        ctx.*c.option = true;
+        EXPECT_EQ(is_selected_for_copy(file.record, *unnamed, ctx), c.unnamed);
+        EXPECT_EQ(is_selected_for_copy(file.record, *named, ctx), c.named);
+        EXPECT_EQ(is_selected_for_copy(file.record, other, ctx), c.other);
+        ctx.*c.option = false;
+    }
+    bool made = false;
+    filter_entry& entry = ctx.selected_inodes.insert(std::uint64_t{1}, made);
+    entry.has_stream = true;
+    entry.streams = {u"stream"};
+    EXPECT_TRUE(is_selected_for_copy(file.record, *named, ctx));
+    EXPECT_FALSE(is_selected_for_copy(file.record, *unnamed, ctx));
+}
+
+}  // namespace
