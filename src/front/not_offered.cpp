@@ -3,19 +3,23 @@
 #include <algorithm>
 #include <iterator>
 
+#include "base/text.h"
 #include "front/run_context.h"
 #include "platform/console.h"
+#include "platform/devices.h"
+#include "platform/host_paths.h"
 
 namespace {
 
 using ctx_t = mft_entries_ctx;
 
-// In the order in which sources are opened: a virtual disk goes before a drive or an image, a live volume behind them.
+bool is_shadow_copy(const std::u16string& text) {
+    return text.starts_with(utf16_from_utf8(shadow_device_prefix(false)));
+}
+
 bool needs_other_source(const ctx_t& ctx) {
     if (!ctx.vmdk_paths.empty()) return true;
-    if (!ctx.mft_file_path.empty()) return false;
-    const bool has_image = !ctx.image_path_disk.empty() || !ctx.image_path_volume.empty();
-    return !ctx.live_volume_text.empty() && ctx.drive_number == -1 && !has_image;
+    return is_shadow_copy(ctx.live_volume_text) && !host_has_shadow_copies();
 }
 
 // Paths inside a volume are not looked up yet. Without a volume such a filter counts for nothing anyway.
