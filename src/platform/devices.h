@@ -25,6 +25,7 @@ struct partition_facts {
     std::int32_t number = 0;
 };
 
+bool host_has_shadow_copies();
 // The system's name of the volume that a path of three characters or fewer names: "\\.\x:" for a drive letter; the
 // path itself where there are no letters.
 std::u16string letter_device_path(const std::u16string& path);

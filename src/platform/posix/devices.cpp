@@ -71,6 +71,8 @@ bool is_partition(const std::string& folder) { return access((folder + "/partiti
 
 }  // namespace
 
+bool host_has_shadow_copies() { return false; }
+
 std::u16string letter_device_path(const std::u16string& path) { return path; }
 
 std::u16string drive_device_path(std::uint32_t number) {

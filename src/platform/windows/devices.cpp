@@ -38,6 +38,8 @@ bool is_letter(char16_t unit) { return (unit >= u'a' && unit <= u'z') || (unit >
 
 }  // namespace
 
+bool host_has_shadow_copies() { return true; }
+
 std::u16string letter_device_path(const std::u16string& path) {
     if (path.empty() || !is_letter(path[0])) return path;
     return u"\\\\.\\" + path.substr(0, 1) + u":";

@@ -91,8 +91,9 @@ bool close_written_file(native_file& file) {
     if (!file.is_open()) return true;
     // What a share has not taken yet it refuses here: closing alone would not tell.
     const bool kept = note(GetFileType(handle_of(file)) != FILE_TYPE_DISK || FlushFileBuffers(handle_of(file)) != 0);
-    close_file(file);
-    return kept;
+    const bool closed = CloseHandle(handle_of(file)) != 0;
+    file.handle = -1;
+    return kept && (closed || note(false));
 }
 
 bool identify(const native_file& file, file_identity& identity) {

@@ -5,7 +5,7 @@
 #include "base/text.h"
 #include "extract/digests.h"
 #include "run/filter_tables.h"
-#include "sources/host_paths.h"
+#include "platform/host_paths.h"
 #include "support/open_volume.h"
 #include "support/temp_folder.h"
 
