@@ -1,5 +1,6 @@
 #include "front/option_reader.h"
 
+#include "base/filetime.h"
 #include "front/generic_options.h"
 #include "front/run_context.h"
 #include "front/scanners.h"
@@ -9,8 +10,6 @@
 #include "platform/host.h"
 
 namespace {
-
-constexpr std::uint64_t one_hour = 36'000'000'000;  // FILETIME ticks
 
 bool is_live_source(const mft_entries_ctx& ctx) { return ctx.drive_number != -1 || !ctx.live_volume_text.empty(); }
 
@@ -27,7 +26,7 @@ option_result parse_run_options(mft_entries_ctx& ctx, std::vector<std::string>& 
     ctx.reset();
     if (source_type.empty()) ctx.source_type = "NTFS$MFT";
     if (args.size() < 2) return options_invalid;
-    ctx.future_limit = present_time() + one_hour;
+    ctx.future_limit = present_time() + filetime_per_hour;
 
     std::vector<std::u16string> list = widened(args);
     append_script(list);

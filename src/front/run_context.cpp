@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/filetime.h"
 #include "front/diagnostic_log.h"
 #include "ntfs/volume.h"
 #include "platform/host.h"
@@ -14,8 +15,6 @@
 #include "walk/walk_scratch.h"
 
 namespace {
-
-constexpr std::uint64_t seconds_from_1601_to_1970 = 11'644'473'600;
 
 void write_diag_line(const cmd_params& params, std::string_view text) {
     std::string line = "->";
@@ -81,7 +80,8 @@ void mft_entries_ctx::reset() {
 
 std::uint64_t present_time() {
     const clock_reading now = read_clock();
-    return ((static_cast<std::uint64_t>(now.seconds) + seconds_from_1601_to_1970) * 1000 + now.milliseconds) * 10'000;
+    return filetime_of_1970 + static_cast<std::uint64_t>(now.seconds) * filetime_per_second +
+           now.milliseconds * filetime_per_millisecond;
 }
 
 void log_diag(const cmd_params& params, const char* format, ...) {

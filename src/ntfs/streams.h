@@ -65,7 +65,7 @@ bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream
                             std::uint64_t allocated_size);
 
 // Update sequences of every whole index block in a piece of an index stream.
-void fix_index_blocks(std::uint8_t* bytes, std::size_t size, std::uint32_t sector_size);
+void fix_index_blocks(byte_span bytes, std::uint32_t sector_size);
 // The whole attribute. True if all of it was delivered; nothing is without a volume.
 bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const stream_sink& sink,
                          const cmd_params& log);

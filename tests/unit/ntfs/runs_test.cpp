@@ -43,8 +43,7 @@ TEST(mapping_pairs, a_run_remembers_its_pair_and_its_place) {
     EXPECT_EQ(runs[1].lcn_delta, 1u);
     EXPECT_TRUE(runs[1].delta_negative);
     EXPECT_EQ(runs[0].pair_offset, 64u);
-    EXPECT_EQ(runs[0].raw_pair.count, 3);
-    EXPECT_EQ(runs[0].following_bytes, (std::array<std::uint8_t, 3>{0x11, 0x04, 0xFF}));
+    EXPECT_EQ(runs[0].offset_width, 1);
 }
 
 TEST(mapping_pairs, an_offset_of_zero_is_a_hole_behind_the_first_run_only) {
@@ -58,7 +57,7 @@ TEST(mapping_pairs, an_offset_of_zero_is_a_hole_behind_the_first_run_only) {
 }
 
 TEST(mapping_pairs, the_decoder_with_text_tells_each_step) {
-    std::vector<cluster_run> runs;
+    std::vector<described_run> runs;
     const build::bytes pairs = {0x11, 0x30, 0x60, 0x01, 0x05, 0x11, 0x04, 0xFF, 0x00};
     ASSERT_TRUE(decode_runs_with_text(pairs, runs, type_data));
     EXPECT_EQ(runs[0].text, "\thdr: 0x11, 0x1 byte length, 0x1 byte offset\n\tnum clusters: 0x30\n\tlcn: 0x0 + 0x60 = 0x60\n");
