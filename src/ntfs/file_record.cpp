@@ -79,4 +79,20 @@ void file_record::clear() {
     any_joined = false;
     costs = {};
     followed.clear();
+    names_by_parent.clear();
+}
+
+std::span<const name_entry* const> names_in(const file_record& record, std::uint64_t parent) {
+    std::vector<const name_entry*>& names = record.names_by_parent;
+    if (names.size() != record.file_names.size()) {
+        names.clear();
+        for (const auto& item : record.file_names) names.push_back(&item.value);
+        const auto by_parent = [](const name_entry* left, const name_entry* right) {
+            return left->parent < right->parent;
+        };
+        if (!std::is_sorted(names.begin(), names.end(), by_parent))
+            std::stable_sort(names.begin(), names.end(), by_parent);
+    }
+    const auto range = std::ranges::equal_range(names, parent, {}, &name_entry::parent);
+    return {range.begin(), range.end()};
 }

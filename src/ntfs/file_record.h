@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -143,6 +144,12 @@ struct file_record {
     std::u16string name_scratch;
     std::vector<std::uint8_t> extension_bytes;
     std::vector<id_place> extension_ids;
+    // Of names_in: all names by parent, in map order within each.
+    mutable std::vector<const name_entry*> names_by_parent;
+
+    file_record() = default;
+    file_record(file_record&&) = default;  // no copies: what is reused points into the maps
+    file_record& operator=(file_record&&) = default;
 
     void clear();
     byte_view header_view() const { return {header.data(), header.size()}; }
@@ -151,3 +158,7 @@ struct file_record {
     bool in_use() const { return (flags() & record_in_use) != 0; }
     bool is_directory() const { return (flags() & record_is_directory) != 0; }
 };
+
+// The names in the directory of this whole reference, in map order. A record may have thousands of names and as many
+// parents: whoever goes through both asks here. Lasts until the record changes.
+std::span<const name_entry* const> names_in(const file_record& record, std::uint64_t parent);
