@@ -1,6 +1,7 @@
 // Bounds-checked little-endian view of foreign bytes.
 // Every decoder of on-disk structures reads through it; nothing else does pointer arithmetic on foreign data.
-// It owns nothing and never fails: a field beyond the end reads as 0, which most on-disk lists take as their end.
+// It owns nothing and never fails: a field beyond the end reads as 0, which most on-disk lists take as their end. The
+// few places that change such bytes write through byte_span.
 #pragma once
 
 #include <algorithm>
@@ -45,5 +46,34 @@ struct byte_view {
         if (size < sizeof value || offset > size - sizeof value) return 0;
         std::memcpy(&value, data + offset, sizeof value);
         return value;
+    }
+};
+
+// The same bytes where they may be changed. What would lie beyond the end is not written.
+struct byte_span {
+    std::uint8_t* data = nullptr;
+    std::size_t size = 0;
+
+    byte_span() = default;
+    byte_span(std::uint8_t* bytes, std::size_t count) : data(bytes), size(count) {}
+    byte_span(std::vector<std::uint8_t>& bytes) : data(bytes.data()), size(bytes.size()) {}  // NOLINT: implicit
+    operator byte_view() const { return {data, size}; }                                      // NOLINT: implicit
+
+    // At most `count` bytes from `offset`, as of a byte_view.
+    byte_span part(std::size_t offset, std::size_t count) const {
+        if (offset >= size) return {};
+        return {data + offset, std::min(count, size - offset)};
+    }
+
+    void put_u16(std::size_t offset, std::uint16_t value) const {
+        if (size < sizeof value || offset > size - sizeof value) return;
+        std::memcpy(data + offset, &value, sizeof value);
+    }
+    void put(std::size_t offset, byte_view bytes) const {
+        const byte_span there = part(offset, bytes.size);
+        if (there.size > 0) std::memcpy(there.data, bytes.data, there.size);
+    }
+    void fill_zero() const {
+        if (size > 0) std::memset(data, 0, size);
     }
 };

@@ -1,9 +1,9 @@
 #include "base/time_point.h"
 
+#include "base/filetime.h"
+
 namespace {
 
-constexpr std::uint64_t ticks_per_second = 10'000'000;
-constexpr std::uint64_t epoch_1970 = 116'444'736'000'000'000;       // as a FILETIME
 constexpr std::uint64_t last_second_of_year_3000 = 32'535'215'999;  // since 1970
 constexpr std::uint64_t seconds_per_day = 86'400;
 
@@ -43,8 +43,8 @@ time_point time_point_of_seconds(std::uint64_t seconds, std::uint32_t remainder)
 time_point time_point_of(std::uint64_t filetime) {
     if (filetime == 0 || (filetime >> 63) != 0) return {};
     // A time ahead of 1970 wraps to a huge count here and is refused with those behind the year 3000.
-    return time_point_of_seconds((filetime - epoch_1970) / ticks_per_second,
-                                 static_cast<std::uint32_t>(filetime % ticks_per_second));
+    return time_point_of_seconds((filetime - filetime_of_1970) / filetime_per_second,
+                                 static_cast<std::uint32_t>(filetime % filetime_per_second));
 }
 
 time_point time_point_of(std::uint64_t number, time_mode mode) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "base/filetime.h"
 #include "base/text.h"
 
 namespace {
@@ -132,6 +133,6 @@ bool parse_filter_date(std::string_view value, std::string_view default_time, st
     moment at;
     if (!parse_date(text.substr(0, blank), at) || (!time.empty() && !parse_time(time, at))) return false;
     const auto second_of_day = static_cast<std::uint64_t>(at.hour * 3600 + at.minute * 60 + at.second);
-    filetime = (days_since_1601(at) * 86'400 + second_of_day) * 10'000'000;
+    filetime = days_since_1601(at) * filetime_per_day + second_of_day * filetime_per_second;
     return true;
 }

@@ -58,7 +58,7 @@ std::u16string shadow_device(const std::u16string& value) {
 // Opened for this test alone. Kept: in spite of its words the run goes on, and fails where the source is opened.
 void test_live_volume(const mft_entries_ctx& ctx) {
     std::unique_ptr<ntfs_volume> volume;
-    if (open_volume(live_choice(ctx.live_volume_text), volume, ctx)) return;
+    if (open_volume(live_choice(ctx.live_volume_text), volume, ctx.log)) return;
     write_standard_error("prob validating volume " + utf8_from_utf16(ctx.live_volume_text) +
                          " as a NTFS partition, aborting...\n");
 }

@@ -1,5 +1,6 @@
 #include "front/option_reader.h"
 
+#include "base/filetime.h"
 #include "front/generic_options.h"
 #include "run/run_context.h"
 #include "front/scanners.h"
@@ -10,8 +11,6 @@
 #include "report/result_stream.h"
 
 namespace {
-
-constexpr std::uint64_t one_hour = 36'000'000'000;  // FILETIME ticks
 
 bool is_live_source(const mft_entries_ctx& ctx) { return ctx.drive_number != -1 || !ctx.live_volume_text.empty(); }
 
@@ -52,7 +51,7 @@ option_result read_passes(mft_entries_ctx& ctx, std::vector<std::string>& args, 
                           const std::string& source_type) {
     if (source_type.empty()) ctx.source_type = "NTFS$MFT";
     if (args.size() < 2) return options_invalid;
-    ctx.future_limit = present_time() + one_hour;
+    ctx.future_limit = present_time() + filetime_per_hour;
 
     std::vector<std::u16string> list = widened(args);
     const std::string without_script = append_script(list, ctx.evidence);

@@ -163,7 +163,7 @@ bool append_piece(ntfs_volume& volume, cluster_walk& walk, const index_piece& pi
     }
     if (bytes.size() == start) return false;
     bytes.resize(start + piece.blocks * index_block_bytes);
-    if (whole) fix_index_blocks(bytes.data() + start, bytes.size() - start, volume.sector_size());
+    if (whole) fix_index_blocks(byte_span(bytes).part(start, bytes.size()), volume.sector_size());
     return whole;
 }
 

@@ -11,6 +11,7 @@ void attr_entry::clear() {
     head_bytes.clear();
     is_named_data = is_data = false;
     runs.clear();
+    runs_joined = false;
     resident_value.clear();
 }
 
@@ -20,7 +21,29 @@ std::uint64_t attr_entry::data_size() const {
     return std::max(header.u64(attribute_at::real_size), header.u64(attribute_at::initialised_size));
 }
 
+namespace {
+
+// A record that held more than this leaves no storage behind: each place of each map may have grown in another record.
+constexpr std::size_t most_kept_storage = 64 * 1024;
+
+void release_maps(file_record& record) {
+    record.file_names.release();
+    record.attributes.release();
+    record.parents.release();
+    record.lower_names.release();
+    record.volume_names.release();
+    record.volume_infos.release();
+    record.reparse_targets.release();
+    record.index_roots.release();
+    record.object_ids.release();
+    record.std_infos.release();
+    record.followed.release();
+}
+
+}  // namespace
+
 void file_record::clear() {
+    if (costs.held_bytes + costs.path_bytes > most_kept_storage) release_maps(*this);
     source_text = {};
     has_attribute_list = attribute_list_nonresident = false;
     time_warning = false;
@@ -51,4 +74,24 @@ void file_record::clear() {
     signature_match_text.clear();
     record_offset = 0;
     parked_fragments.clear();
+    parts.clear();
+    any_joined = false;
+    costs = {};
+    followed.clear();
+    names_by_parent.clear();
+}
+
+std::span<const name_entry* const> names_in(const file_record& record, std::uint64_t parent) {
+    std::vector<const name_entry*>& names = record.names_by_parent;
+    if (names.size() != record.file_names.size()) {
+        names.clear();
+        for (const auto& item : record.file_names) names.push_back(&item.value);
+        const auto by_parent = [](const name_entry* left, const name_entry* right) {
+            return left->parent < right->parent;
+        };
+        if (!std::is_sorted(names.begin(), names.end(), by_parent))
+            std::stable_sort(names.begin(), names.end(), by_parent);
+    }
+    const auto range = std::ranges::equal_range(names, parent, {}, &name_entry::parent);
+    return {range.begin(), range.end()};
 }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,6 +15,7 @@
 #include "base/flat_map.h"
 #include "ntfs/layout.h"
 #include "ntfs/runs.h"
+#include "ntfs/stream_parts.h"
 
 struct si_entry {
     std::array<std::uint8_t, 72> raw{};  // copied whatever the value's length: the old form has 48
@@ -63,6 +65,7 @@ struct attr_entry {
     bool is_named_data = false;
     bool is_data = false;
     std::vector<cluster_run> runs;
+    bool runs_joined = false;                  // of several parts: in order once settle_fragments has run
     std::vector<std::uint8_t> resident_value;  // only when asked for
 
     void clear();
@@ -81,6 +84,21 @@ struct parent_entry {
 using attr_key = std::uint64_t;
 // attribute id * 16 + name space in the top 16 bits, the parent's record number in the low 48.
 using name_key = std::uint64_t;
+
+// What one record has cost so far: attribute lists and runs can ask for anything.
+struct record_costs {
+    std::uint32_t list_bytes = 0;  // of attribute lists, followed
+    std::uint64_t read_bytes = 0;  // of other records, read for them
+    std::size_t held_bytes = 0;    // of what the maps hold
+    std::size_t path_bytes = 0;    // of the texts of its parents' paths
+    bool told = false;             // -diags knows that a limit was met
+};
+
+// Where an extension record has an attribute.
+struct id_place {
+    std::uint16_t id;
+    std::uint32_t at;
+};
 
 struct file_record {
     std::u16string_view source_text;  // the context's
@@ -116,10 +134,23 @@ struct file_record {
     // Continuations of streams that an attribute list delivered ahead of their first part: a record's list is read
     // before the attributes behind it. settle_fragments puts them in their place once all is decoded.
     std::vector<std::pair<attr_key, attr_entry>> parked_fragments;
+    stream_parts parts;
+    bool any_joined = false;  // some entry's runs are those of several parts
 
-    // Reused by decoding: a lower-cased name, and the extension record that an attribute list led to last.
+    record_costs costs;
+    flat_map<std::uint64_t, bool> followed;  // record number and attribute id, of what its lists delivered
+
+    // Reused by decoding: a lower-cased name; the extension record that an attribute list led to last, and its
+    // attributes by their ids.
     std::u16string name_scratch;
     std::vector<std::uint8_t> extension_bytes;
+    std::vector<id_place> extension_ids;
+    // Of names_in: all names by parent, in map order within each.
+    mutable std::vector<const name_entry*> names_by_parent;
+
+    file_record() = default;
+    file_record(file_record&&) = default;  // no copies: what is reused points into the maps
+    file_record& operator=(file_record&&) = default;
 
     void clear();
     byte_view header_view() const { return {header.data(), header.size()}; }
@@ -128,3 +159,7 @@ struct file_record {
     bool in_use() const { return (flags() & record_in_use) != 0; }
     bool is_directory() const { return (flags() & record_is_directory) != 0; }
 };
+
+// The names in the directory of this whole reference, in map order. A record may have thousands of names and as many
+// parents: whoever goes through both asks here. Lasts until the record changes.
+std::span<const name_entry* const> names_in(const file_record& record, std::uint64_t parent);

@@ -1,18 +1,28 @@
 #include "ntfs/fixups.h"
 
-#include <cstring>
-
-#include "base/bytes.h"
 #include "ntfs/layout.h"
 
-void apply_fixups(std::uint8_t* bytes, std::size_t size, std::uint32_t sector_size) {
-    const byte_view view(bytes, size);
+namespace {
+
+constexpr std::uint32_t protected_by_windows = 512;
+
+}  // namespace
+
+std::uint32_t fixup_stride(byte_view bytes, std::uint32_t sector_size) {
+    const std::uint16_t count = bytes.u16(record_at::fixup_count);
+    if (count < 2) return sector_size;
+    const std::uint64_t sectors = count - 1u;
+    const bool by_512 = sectors * protected_by_windows == bytes.size && sectors * sector_size != bytes.size;
+    return by_512 ? protected_by_windows : sector_size;
+}
+
+void apply_fixups(byte_span bytes, std::uint32_t sector_size) {
+    const byte_view view(bytes);
     const std::size_t offset = view.u16(record_at::fixup_offset);
     const std::size_t count = view.u16(record_at::fixup_count);
-    if (count < 2 || sector_size < 2) return;
-    const std::size_t sectors = size / sector_size;
-    for (std::size_t sector = 1; sector < count && sector <= sectors; ++sector) {
-        const std::uint16_t word = view.u16(offset + 2 * sector);
-        std::memcpy(bytes + sector * sector_size - 2, &word, sizeof word);
+    const std::size_t stride = fixup_stride(bytes, sector_size);
+    if (count < 2 || stride < 2) return;
+    for (std::size_t sector = 1; sector < count && sector * stride <= bytes.size; ++sector) {
+        bytes.put_u16(sector * stride - sizeof(std::uint16_t), view.u16(offset + 2 * sector));
     }
 }

@@ -3,12 +3,14 @@
 // Does not compare them with the sequence number: a torn record is repaired silently, as the results expect.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <vector>
 
-// The array's offset and count are those in the bytes themselves. Nothing is done for a sector size below 2.
-void apply_fixups(std::uint8_t* bytes, std::size_t size, std::uint32_t sector_size);
-inline void apply_fixups(std::vector<std::uint8_t>& bytes, std::uint32_t sector_size) {
-    apply_fixups(bytes.data(), bytes.size(), sector_size);
-}
+#include "base/bytes.h"
+
+// Bytes that each word of the sequence stands for. `bytes` is the whole record or index block; `sector_size` that of
+// the source, which counts unless the sequence covers the block by sectors of 512 bytes and not by the source's: on
+// disks of 4096-byte sectors Windows protects each 512 bytes all the same.
+std::uint32_t fixup_stride(byte_view bytes, std::uint32_t sector_size);
+
+// The array's offset and count are those in the bytes themselves. Nothing is done for a stride below 2.
+void apply_fixups(byte_span bytes, std::uint32_t sector_size);

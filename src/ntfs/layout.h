@@ -1,22 +1,10 @@
 // Where the fields of on-disk NTFS structures lie: offsets count from the structure's first byte, the number behind
 // each is its width in bytes. Facts from the published descriptions of NTFS, as in the Linux-NTFS documentation.
-// Used by every decoder in place of naked numbers; holds no code that reads.
+// Used by every decoder in place of naked numbers; holds no code that reads. The boot sector: sources/boot_layout.h.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-
-// Boot sector.
-struct boot_at {
-    enum : std::size_t {
-        system_name = 3,           // 8  "NTFS" and four blanks
-        bytes_per_sector = 11,     // 2
-        sectors_per_cluster = 13,  // 1
-        total_sectors = 40,        // 8
-        mft_cluster = 48,          // 8
-        record_clusters = 64,      // 1  signed; -n: a record has 2^n bytes
-    };
-};
 
 // File record header.
 struct record_at {
@@ -103,30 +91,58 @@ struct list_entry_at {
         name_offset = 7,    // 1
         reference = 16,     // 8
         attribute_id = 24,  // 2
+        header_size = 26,
+    };
+};
+
+// Value of $OBJECT_ID: four GUIDs, of which the last three may be missing.
+struct object_id_at {
+    enum : std::size_t { object = 0, birth_volume = 16, birth_object = 32, domain = 48 };  // 16 each
+};
+
+struct guid_at {
+    enum : std::size_t {
+        first = 0,   // 4
+        second = 4,  // 2
+        third = 6,   // 2
+        bytes = 8,   // 8  single bytes; two of them stand ahead of the last dash
+        last = 10,   // 6  behind it
+        size = 16,
+    };
+};
+
+// Value of $VOLUME_INFORMATION.
+struct volume_information_at {
+    enum : std::size_t {
+        first = 0,    // 8
+        version = 8,  // 4  major, minor, flags
+        major = 8,    // 1
+        minor = 9,    // 1
     };
 };
 
 // Value of $INDEX_ROOT.
 struct index_root_at {
     enum : std::size_t {
-        indexed_type = 0,  // 4
+        indexed_type = 0,  // 4  attribute_type
         block_size = 8,    // 4  bytes of an index block
-        node = 16,         // index_node_at
+        node = 16,         //    index_node_at
     };
 };
 
-// Block of $INDEX_ALLOCATION.
+// Index block of $INDEX_ALLOCATION, ahead of its entries. The update sequence lies as in a file record.
 struct index_block_at {
     enum : std::size_t {
         signature = 0,  // 4  "INDX"
-        node = 24,      // index_node_at
+        node = 24,      //    index_node_at
+        size = 4096,    //    whatever $INDEX_ROOT says
     };
 };
 
-// Header of the entries in a root or a block.
+// Header of the entries of a node; offsets count from its own first byte.
 struct index_node_at {
     enum : std::size_t {
-        first_entry = 0,    // 4  from the header's first byte
+        first_entry = 0,    // 4
         entries_bytes = 4,  // 4  of all entries, this header included
     };
 };

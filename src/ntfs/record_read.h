@@ -1,5 +1,6 @@
 // Records by number: their bytes with fixups, and the decode that does no selection.
-// Called by the walkers, by path lookups and by attribute lists. The acceptance pipeline lies in walk/.
+// Called by the walkers, by path lookups and by attribute lists (attribute_list.h). The acceptance pipeline lies in
+// walk/.
 // Does not compare fixup words with the sequence number: a torn record is repaired silently, as the results expect.
 #pragma once
 
@@ -25,7 +26,3 @@ std::uint16_t fill_header_fields(file_record& record, std::uint64_t inode, byte_
 
 // Bytes and decode of a record, no selection, no paths. False: the record could not be read.
 bool read_and_decode_record(file_record& record, record_source& records, std::uint64_t inode, bool want_resident_copy);
-
-// Decodes what the attribute list at `at` in `record_bytes` names in other records, into `record`.
-void process_attribute_list(file_record& record, record_source& records, std::uint64_t inode, byte_view record_bytes,
-                            std::size_t at, bool want_resident_copy);

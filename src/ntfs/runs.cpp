@@ -47,11 +47,6 @@ bool read_pair(byte_view pairs, std::size_t at, mapping_pair& pair) {
     return true;
 }
 
-void keep_raw_pair(mapping_pair_bytes& kept, byte_view pairs, const mapping_pair& pair) {
-    kept.count = static_cast<std::uint8_t>(pair.bytes());
-    pairs.copy(pair.at, kept.bytes.data(), pair.bytes());
-}
-
 // Kept: a length of more than four bytes wraps around within 32 bits.
 std::uint32_t length_modulo_32_bits(byte_view pairs, const mapping_pair& pair) {
     std::uint32_t length = 0;
@@ -76,15 +71,16 @@ void describe_step(std::string& text, const mapping_pair& pair, std::uint64_t fr
 
 }  // namespace
 
-bool decode_runs_with_text(byte_view pairs, std::vector<cluster_run>& runs, std::uint32_t attr_type) {
+bool decode_runs_with_text(byte_view pairs, std::vector<described_run>& runs, std::uint32_t attr_type,
+                           std::size_t most) {
     mapping_pair pair;
     std::uint64_t lcn = 0;
     std::size_t at = 0;
-    for (; read_pair(pairs, at, pair); at += pair.bytes()) {
-        cluster_run& run = runs.emplace_back();
-        keep_raw_pair(run.raw_pair, pairs, pair);
+    for (; runs.size() < most && read_pair(pairs, at, pair); at += pair.bytes()) {
+        described_run& run = runs.emplace_back();
         run.clusters = length_modulo_32_bits(pairs, pair);
         run.attr_type = attr_type;
+        run.offset_width = static_cast<std::uint8_t>(pair.offset_width);
         run.lcn_delta = all_ones;
         append_format(run.text, "\thdr: 0x%x, 0x%x byte length, 0x%x byte offset\n", pair.header, pair.length_width,
                       pair.offset_width);
@@ -99,14 +95,14 @@ bool decode_runs_with_text(byte_view pairs, std::vector<cluster_run>& runs, std:
     return at > 0;
 }
 
-bool decode_runs(byte_view attribute, std::vector<cluster_run>& runs) {
+bool decode_runs(byte_view attribute, std::vector<cluster_run>& runs, std::size_t most) {
     if (attribute.u32(attribute_at::length) == 0) return false;
     const std::uint32_t type = attribute.u32(attribute_at::type);
     std::uint64_t vcn = attribute.u64(attribute_at::first_vcn);
     std::uint64_t lcn = 0;
     mapping_pair pair;
-    for (std::size_t at = attribute.u16(attribute_at::pairs_offset); read_pair(attribute, at, pair);
-         at += pair.bytes()) {
+    for (std::size_t at = attribute.u16(attribute_at::pairs_offset);
+         runs.size() < most && read_pair(attribute, at, pair); at += pair.bytes()) {
         // A pair without an offset leaves lcn alone: the next delta counts from the last real run.
         lcn = pair.negative ? lcn - pair.magnitude() : lcn + pair.magnitude();
         cluster_run& run = runs.emplace_back();
@@ -116,9 +112,8 @@ bool decode_runs(byte_view attribute, std::vector<cluster_run>& runs) {
         run.clusters = static_cast<std::uint32_t>(field_of_width(attribute, pair.length_at(), pair.length_width));
         run.start_vcn = vcn;
         run.attr_type = type;
-        run.pair_offset = at;
-        keep_raw_pair(run.raw_pair, attribute, pair);
-        attribute.copy(at + pair.bytes(), run.following_bytes.data(), run.following_bytes.size());
+        run.pair_offset = static_cast<std::uint32_t>(at);
+        run.offset_width = static_cast<std::uint8_t>(pair.offset_width);
         vcn += run.clusters;
     }
     return true;
@@ -127,25 +122,26 @@ bool decode_runs(byte_view attribute, std::vector<cluster_run>& runs) {
 bool is_sparse_run(const std::vector<cluster_run>& runs, std::size_t index) {
     const cluster_run& run = runs[index];
     if (run.lcn_delta != 0) return false;
-    return index != 0 || run.raw_pair.count == 0 || run.raw_pair.offset_width() == 0;
+    return index != 0 || run.offset_width == 0;
 }
 
 void to_stream_runs(const std::vector<cluster_run>& runs, std::vector<stream_run>& out) {
     out.clear();
+    out.reserve(runs.size());
     for (std::size_t index = 0; index < runs.size(); ++index) {
         const bool sparse = is_sparse_run(runs, index);
         out.push_back({sparse ? 0 : runs[index].lcn, runs[index].start_vcn, sparse, runs[index].clusters});
     }
 }
 
-void merge_cluster_runs(std::vector<cluster_run>& target, const std::vector<cluster_run>& more) {
+void join_runs(std::vector<cluster_run>& runs) {
     const auto by_start = [](const cluster_run& left, const cluster_run& right) {
         return left.start_vcn < right.start_vcn;
     };
     const auto same_start = [](const cluster_run& left, const cluster_run& right) {
         return left.start_vcn == right.start_vcn;
     };
-    target.insert(target.end(), more.begin(), more.end());
-    std::stable_sort(target.begin(), target.end(), by_start);
-    target.erase(std::unique(target.begin(), target.end(), same_start), target.end());
+    // Parts mostly come in order.
+    if (!std::is_sorted(runs.begin(), runs.end(), by_start)) std::stable_sort(runs.begin(), runs.end(), by_start);
+    runs.erase(std::unique(runs.begin(), runs.end(), same_start), runs.end());
 }

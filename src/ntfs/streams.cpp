@@ -1,8 +1,6 @@
 #include "ntfs/streams.h"
 
 #include <algorithm>
-#include <cstring>
-#include <limits>
 
 #include "base/diagnostic_log.h"
 #include "ntfs/record_source.h"
@@ -13,8 +11,6 @@
 #include "sources/plain_file.h"
 
 namespace {
-
-constexpr std::size_t index_block = 4096;
 
 bool append_to_vector(void* target, byte_view bytes) {
     auto& out = *static_cast<std::vector<std::uint8_t>*>(target);
@@ -81,19 +77,19 @@ private:
     bool skips_holes_;
 };
 
-// `count` bytes of one cluster, from `skip` on. The device is read by whole clusters; `scratch` holds what is not
-// wanted.
-bool read_part_of_cluster(ntfs_volume& volume, const planned_cluster& cluster, std::uint32_t skip, std::uint32_t count,
-                          std::uint8_t* target, std::vector<std::uint8_t>& scratch) {
+// The bytes of one cluster from `skip` on, as many as `target` holds. The device is read by whole clusters; `scratch`
+// holds what is not wanted.
+bool read_part_of_cluster(ntfs_volume& volume, const planned_cluster& cluster, std::uint32_t skip, byte_span target,
+                          std::vector<std::uint8_t>& scratch) {
     if (cluster.hole) {
-        std::memset(target, 0, count);
+        target.fill_zero();
         return true;
     }
     std::uint32_t size = volume.cluster_bytes();
-    if (count == size) return read_clusters(volume, cluster.lcn, target, size);
+    if (target.size == size) return read_clusters(volume, cluster.lcn, target.data, size);
     scratch.resize(size);
     if (!read_clusters(volume, cluster.lcn, scratch.data(), size)) return false;
-    std::memcpy(target, scratch.data() + skip, count);
+    target.put(0, byte_view(scratch).part(skip, target.size));
     return true;
 }
 
@@ -160,6 +156,7 @@ bool read_stream(ntfs_volume& volume, stream_runs& stream, std::uint64_t byte_of
     read_plan plan(stream, cluster_size, byte_offset, size, skips_holes);
     flags = position_flags(plan);
 
+    const byte_span target(buffer, size);
     std::vector<std::uint8_t> scratch;
     planned_cluster current, following;
     std::uint32_t done = 0;
@@ -171,7 +168,7 @@ bool read_stream(ntfs_volume& volume, stream_runs& stream, std::uint64_t byte_of
         std::uint32_t count = cluster_size - skip;
         if (any && !more && plan.tail != 0) count = plan.tail;
         count = std::min(count, size - done);
-        if (!read_part_of_cluster(volume, current, skip, count, buffer + done, scratch)) break;
+        if (!read_part_of_cluster(volume, current, skip, target.part(done, count), scratch)) break;
         if (current.hole) flags |= read_had_hole;
         any = true;
         done += count;
@@ -213,13 +210,13 @@ bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream
 }
 
 bool read_plain_stream(ntfs_volume& volume, const stream_sink& sink, stream_runs& stream, std::uint64_t data_size,
-                       bool is_index) {
+                   bool is_index) {
     std::vector<std::uint8_t> piece(request(data_size, chunk_bytes(volume)));
     for (std::uint64_t position = 0; position < data_size;) {
         std::uint32_t size = request(data_size - position, chunk_bytes(volume));
         std::uint32_t flags = 0;
         if (!read_stream(volume, stream, position, piece.data(), size, flags) || size == 0) return false;
-        if (is_index) fix_index_blocks(piece.data(), size, volume.sector_size());
+        if (is_index) fix_index_blocks(byte_span(piece).part(0, size), volume.sector_size());
         if (!sink.take(sink.target, {piece.data(), size})) return false;
         position += size;
     }
@@ -232,9 +229,9 @@ byte_view resident_bytes(const attr_entry& attribute) {
     return raw.part(raw.u16(attribute_at::value_offset), attribute.value_length());
 }
 
-void fix_index_blocks(std::uint8_t* bytes, std::size_t size, std::uint32_t sector_size) {
-    for (std::size_t at = 0; size - at >= index_block; at += index_block)
-        apply_fixups(bytes + at, index_block, sector_size);
+void fix_index_blocks(byte_span bytes, std::uint32_t sector_size) {
+    for (std::size_t at = 0; bytes.size - at >= index_block_at::size; at += index_block_at::size)
+        apply_fixups(bytes.part(at, index_block_at::size), sector_size);
 }
 
 bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const stream_sink& sink,

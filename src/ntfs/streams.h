@@ -72,7 +72,7 @@ bool read_plain_stream(ntfs_volume& volume, const stream_sink& sink, stream_runs
 // What a resident attribute holds of its value: the copy that decoding kept, or else the bytes inside the attribute.
 byte_view resident_bytes(const attr_entry& attribute);
 // Update sequences of every whole index block in a piece of an index stream.
-void fix_index_blocks(std::uint8_t* bytes, std::size_t size, std::uint32_t sector_size);
+void fix_index_blocks(byte_span bytes, std::uint32_t sector_size);
 // The whole attribute. True if all of it was delivered; nothing is without a volume.
 bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const stream_sink& sink,
                          const diagnostic_log* log);

@@ -1,15 +1,16 @@
 #include "ntfs/volume.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <new>
 
 #include "base/bytes.h"
 #include "base/diagnostic_log.h"
+#include "ntfs/attribute_cursor.h"
 #include "ntfs/fixups.h"
 #include "ntfs/layout.h"
 #include "platform/files.h"
+#include "sources/boot_layout.h"
 
 namespace {
 
@@ -17,26 +18,13 @@ constexpr std::uint64_t beyond_all_records = std::numeric_limits<std::uint64_t>:
 constexpr std::int64_t position_limit = std::numeric_limits<std::int64_t>::max();
 constexpr std::uint32_t unchecked_read = 1024 * 1024;
 constexpr std::uint32_t smallest_checked_record = 1024;
-constexpr std::uint16_t fixup_offset_limit = 48;
-constexpr std::uint16_t fixup_count_limit = 9;  // 8 sectors of 512 bytes and the check word
-constexpr std::uint16_t bad_fixup_offset_limit = 64;
-constexpr std::uint16_t bad_fixup_count_limit = 10;
+constexpr fixup_limits bad_record_limits{0xFFFF, 10};
+constexpr fixup_limits bad_record_limits_anywhere{64, 10};
+constexpr std::uint32_t plain_sectors_per_cluster = 128;  // a larger byte may be a power of two
+constexpr std::uint32_t largest_cluster = 2 * 1024 * 1024;
+// Guard: of record 0, whatever its size. Their texts take more than the runs.
+constexpr std::size_t most_described_runs = record_cost_limit / (2 * sizeof(described_run));
 constexpr int size_rule_sector = 512;  // whatever the volume's sectors are
-
-bool has_signature(byte_view bytes, const char* signature) {
-    return bytes.size >= 4 && std::memcmp(bytes.data, signature, 4) == 0;
-}
-
-// "FILE" outside its limits is none of the three.
-record_kind kind_of(byte_view bytes) {
-    const std::uint16_t offset = bytes.u16(record_at::fixup_offset);
-    const std::uint16_t count = bytes.u16(record_at::fixup_count);
-    const bool in_limits = offset <= fixup_offset_limit && count <= fixup_count_limit;
-    if (has_signature(bytes, "FILE") && in_limits) return record_kind::file;
-    if (has_signature(bytes, "INDX")) return record_kind::index;
-    if (has_signature(bytes, "BAAD") && count <= bad_fixup_count_limit) return record_kind::bad;
-    return record_kind::none;
-}
 
 // `what` names the thing that is read.
 bool read_logged(ntfs_volume& volume, std::uint64_t position, std::uint32_t size, std::vector<std::uint8_t>& bytes,
@@ -60,21 +48,30 @@ bool read_boot_sector(ntfs_volume& volume, const diagnostic_log* log) {
     }
     std::copy(bytes.begin(), bytes.end(), volume.boot_sector.begin());
     // Kept: nothing else is looked at, the mark at the sector's end included.
-    constexpr char system_name[] = "NTFS    ";
-    if (std::memcmp(volume.boot_sector.data() + boot_at::system_name, system_name, 8) == 0) return true;
+    if (has_signature(byte_view(bytes).part(boot_at::oem_name, boot_at::oem_size), "NTFS    ")) return true;
     return refuse(log, "the boot sector does not say NTFS");
+}
+
+// From 129 on the byte stands for 2 to the power of 256 minus its value where that makes a cluster that Windows makes.
+// Kept: otherwise it is a plain number.
+std::uint32_t sectors_per_cluster_of(byte_view boot) {
+    const std::uint32_t value = boot.u8(boot_at::sectors_per_cluster);
+    if (value <= plain_sectors_per_cluster) return value;
+    const std::uint32_t power = 256 - value;
+    const std::uint64_t sectors = power < 32 ? std::uint64_t{1} << power : 0;
+    const std::uint64_t cluster_size = sectors * boot.u16(boot_at::bytes_per_sector);
+    return cluster_size != 0 && cluster_size <= largest_cluster ? static_cast<std::uint32_t>(sectors) : value;
 }
 
 bool derive_geometry(ntfs_volume& volume, const diagnostic_log* log) {
     const byte_view boot(volume.boot_sector.data(), volume.boot_sector.size());
     volume_geometry& geometry = volume.geometry;
-    // Kept: a plain number; the form for more than 128 sectors per cluster is not understood.
-    geometry.sectors_per_cluster = boot.u8(boot_at::sectors_per_cluster);
+    geometry.sectors_per_cluster = sectors_per_cluster_of(boot);
     const std::uint32_t cluster_size = boot.u16(boot_at::bytes_per_sector) * geometry.sectors_per_cluster;
     // Guard: everything below divides by it.
     if (cluster_size == 0) return refuse(log, "cluster size 0");
     geometry.cluster_size = static_cast<std::int32_t>(cluster_size);
-    const auto record_clusters = static_cast<std::int8_t>(boot.u8(boot_at::record_clusters));
+    const auto record_clusters = static_cast<std::int8_t>(boot.u8(ntfs_boot_at::record_clusters));
     if (record_clusters < 0) {
         geometry.record_size = 1u << (-record_clusters & 31);
         geometry.clusters_per_record = geometry.record_size / cluster_size;
@@ -82,8 +79,8 @@ bool derive_geometry(ntfs_volume& volume, const diagnostic_log* log) {
         geometry.clusters_per_record = static_cast<std::uint32_t>(record_clusters);
         geometry.record_size = geometry.clusters_per_record * cluster_size;
     }
-    geometry.total_clusters = boot.u64(boot_at::total_sectors) / geometry.sectors_per_cluster;
-    const std::uint64_t mft_cluster = boot.u64(boot_at::mft_cluster);
+    geometry.total_clusters = boot.u64(ntfs_boot_at::total_sectors) / geometry.sectors_per_cluster;
+    const std::uint64_t mft_cluster = boot.u64(ntfs_boot_at::mft_cluster);
     if (mft_cluster > static_cast<std::uint64_t>(position_limit) / cluster_size)
         return refuse(log, "$MFT beyond any disk");
     geometry.mft_offset = static_cast<std::int64_t>(mft_cluster * cluster_size);
@@ -94,7 +91,7 @@ bool read_mft_record(ntfs_volume& volume, const diagnostic_log* log) {
     std::vector<std::uint8_t>& record = volume.mft_record;
     const auto position = static_cast<std::uint64_t>(volume.geometry.mft_offset);
     if (!read_logged(volume, position, volume.record_bytes(), record, log, "record 0")) return false;
-    const record_kind kind = kind_of(record);
+    const record_kind kind = classify_record(record, bad_record_limits);
     if (kind != record_kind::file && kind != record_kind::index) return refuse(log, "record 0 is no file record");
     apply_fixups(record, volume.sector_size());
     const byte_view bytes(record);
@@ -108,8 +105,8 @@ bool read_mft_record(ntfs_volume& volume, const diagnostic_log* log) {
     return volume.record_alloc_size != 0 || refuse(log, "record 0 has no size");
 }
 
-void add_resident_run(std::vector<cluster_run>& runs, byte_view attribute, std::uint32_t type) {
-    cluster_run& run = runs.emplace_back();
+void add_resident_run(std::vector<described_run>& runs, byte_view attribute, std::uint32_t type) {
+    described_run& run = runs.emplace_back();
     run.resident = true;
     run.attr_type = type;
     run.resident_length = attribute.u32(attribute_at::value_length);
@@ -121,7 +118,7 @@ void add_resident_run(std::vector<cluster_run>& runs, byte_view attribute, std::
 bool take_mft_attribute(mft_runs& info, byte_view attribute) {
     const std::uint32_t type = attribute.u32(attribute_at::type);
     const bool resident = attribute.u8(attribute_at::non_resident) == 0;
-    std::vector<cluster_run>* runs = nullptr;
+    std::vector<described_run>* runs = nullptr;
     bool wants_size = true;
     if (type == type_data) runs = &info.data_runs;
     if (type == type_index_allocation && !resident) runs = &info.index_runs;
@@ -137,26 +134,23 @@ bool take_mft_attribute(mft_runs& info, byte_view attribute) {
         add_resident_run(*runs, attribute, type);
         return true;
     }
-    return decode_runs_with_text(attribute.part(attribute.u16(attribute_at::pairs_offset), attribute.size), *runs,
-                                 type);
+    return decode_runs_with_text(attribute.part(attribute.u16(attribute_at::pairs_offset), attribute.size), *runs, type,
+                                 most_described_runs);
 }
 
 // Kept: an attribute list in record 0 is not followed; $MFT is seen as far as record 0 reaches.
 void read_mft_info(ntfs_volume& volume) {
     const byte_view record(volume.mft_record);
-    std::size_t at = record.u16(record_at::first_attribute);
-    while (record.u32(at + attribute_at::type) != type_end) {
-        const std::uint32_t length = record.u32(at + attribute_at::length);
-        if (length == 0 || length > volume.record_alloc_size) return;
-        if (!take_mft_attribute(volume.mft_info, record.part(at, record.size))) return;
-        at += length;
+    attribute_cursor cursor(record, record.u16(record_at::first_attribute), {.longest = volume.record_alloc_size});
+    for (; cursor.valid(); cursor.next()) {
+        if (!take_mft_attribute(volume.mft_info, cursor.bytes())) return;
     }
 }
 
 void place_records(ntfs_volume& volume) {
-    const std::vector<cluster_run>& runs = volume.mft_info.data_runs;
+    const std::vector<described_run>& runs = volume.mft_info.data_runs;
     std::uint64_t vcn = 0;
-    for (const cluster_run& run : runs) {
+    for (const described_run& run : runs) {
         if (run.clusters == 0) continue;
         volume.mft_extents.push_back({vcn, vcn + run.clusters, run.lcn});
         vcn += run.clusters;
@@ -172,6 +166,11 @@ const mft_extent* extent_of(const ntfs_volume& volume, std::uint64_t vcn) {
         std::upper_bound(extents.begin(), extents.end(), vcn,
                          [](std::uint64_t wanted, const mft_extent& each) { return wanted < each.end_vcn; });
     return found == extents.end() ? nullptr : &*found;
+}
+
+// Guard: positions that no disk can have would wrap around to ones that it has.
+bool has_position(const ntfs_volume& volume, std::uint64_t lcn) {
+    return lcn <= static_cast<std::uint64_t>(position_limit) / volume.cluster_bytes();
 }
 
 bool lies_inside(const ntfs_volume& volume, std::uint64_t lcn) {
@@ -231,8 +230,9 @@ std::uint64_t record_position(const ntfs_volume& volume, std::uint64_t inode) {
     const std::uint64_t byte = volume.record_alloc_size * inode;
     const std::uint64_t vcn = byte / volume.cluster_bytes();
     const mft_extent* extent = extent_of(volume, vcn);
-    if (extent == nullptr) return 0;
-    return (extent->lcn - extent->first_vcn + vcn) * volume.cluster_bytes() + byte % volume.cluster_bytes();
+    if (extent == nullptr || !has_position(volume, extent->lcn)) return 0;
+    const std::uint64_t lcn = extent->lcn + (vcn - extent->first_vcn);
+    return has_position(volume, lcn) ? lcn * volume.cluster_bytes() + byte % volume.cluster_bytes() : 0;
 }
 
 std::uint64_t next_record_inside(const ntfs_volume& volume, std::uint64_t inode) {
@@ -243,13 +243,7 @@ std::uint64_t next_record_inside(const ntfs_volume& volume, std::uint64_t inode)
     for (const mft_extent* each = extent_of(volume, vcn); each != nullptr && each != extents.data() + extents.size();
          ++each) {
         vcn = std::max(vcn, each->first_vcn);
-        const std::uint64_t lcn = each->lcn + (vcn - each->first_vcn);
-        // Kept: the lcn of a run without offset is all ones, so behind its first cluster positions count from 0.
-        if (!lies_inside(volume, lcn)) {
-            const std::uint64_t to_zero = 0 - lcn;
-            if (to_zero >= each->end_vcn - vcn || !lies_inside(volume, 0)) continue;
-            vcn += to_zero;
-        }
+        if (!has_position(volume, each->lcn) || !lies_inside(volume, each->lcn + (vcn - each->first_vcn))) continue;
         if (vcn == asked) return inode;
         const std::uint64_t byte = vcn * volume.cluster_bytes();
         return byte / volume.record_alloc_size + (byte % volume.record_alloc_size != 0 ? 1 : 0);
@@ -265,8 +259,7 @@ bool read_at_volume(ntfs_volume& volume, std::uint64_t position, void* buffer, s
 
 bool read_from_cluster(ntfs_volume& volume, std::uint64_t lcn, void* buffer, std::uint32_t& size) {
     const std::uint32_t cluster_size = volume.cluster_bytes();
-    // Guard: a cluster that no disk can have would wrap around to one that it has.
-    if (lcn > static_cast<std::uint64_t>(position_limit) / cluster_size) return false;
+    if (!has_position(volume, lcn)) return false;
     return read_at_volume(volume, lcn * cluster_size, buffer, size);
 }
 
@@ -292,7 +285,7 @@ bool read_record(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint
         is_mft ? static_cast<std::uint64_t>(volume.geometry.mft_offset) : record_position(volume, inode);
     const std::uint32_t size = is_mft ? volume.record_bytes() : volume.record_alloc_size;
     if (!read_bytes_at(volume, position, size, bytes)) return false;
-    const record_kind kind = kind_of(bytes);
+    const record_kind kind = classify_record(bytes, bad_record_limits);
     if (kind != record_kind::file && kind != record_kind::index) return false;
     apply_fixups(bytes, volume.sector_size());
     return true;
@@ -306,18 +299,16 @@ bool read_record_checked(ntfs_volume& volume, std::uint64_t inode, std::vector<s
     const std::uint64_t position =
         inode == 0 ? static_cast<std::uint64_t>(volume.geometry.mft_offset) : record_position(volume, inode);
     if (!read_bytes_at(volume, position, size, bytes) || size < smallest_checked_record) return false;
-    kind = kind_of(bytes);
+    kind = classify_record(bytes, bad_record_limits);
     const std::int64_t sectors = byte_view(bytes).u16(record_at::fixup_count) - 1;
-    if (kind == record_kind::none || sectors * volume.sector_size() > size) return false;
+    if (kind == record_kind::none || sectors * fixup_stride(bytes, volume.sector_size()) > size) return false;
     apply_fixups(bytes, volume.sector_size());
     return true;
 }
 
 bool fix_record_bytes(const ntfs_volume& volume, std::vector<std::uint8_t>& bytes, record_kind& kind) {
-    kind = kind_of(bytes);
+    kind = classify_record(bytes, bad_record_limits_anywhere);
     if (kind == record_kind::none) return false;
-    if (kind == record_kind::bad && byte_view(bytes).u16(record_at::fixup_offset) > bad_fixup_offset_limit)
-        return false;
     apply_fixups(bytes, volume.sector_size());
     return true;
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ntfs/dir_cache.h"
+#include "ntfs/record_kind.h"
 #include "ntfs/runs.h"
 #include "sources/source_reader.h"
 
@@ -21,14 +22,14 @@ struct volume_geometry {
     std::uint64_t total_clusters = 0;
     std::uint32_t clusters_per_record = 0;  // 0: a record is smaller than a cluster
     std::int64_t mft_offset = 0;            // bytes from the volume's start
-    std::uint32_t sectors_per_cluster = 0;
-    std::int64_t volume_offset = 0;  // bytes from the source's start; added to every read
-    std::uint32_t record_size = 0;   // bytes, from the boot sector; 0 reads as 1024
+    std::uint32_t sectors_per_cluster = 0;  // as many: not the boot sector's byte where that stands for a power
+    std::int64_t volume_offset = 0;         // bytes from the source's start; added to every read
+    std::uint32_t record_size = 0;          // bytes, from the boot sector; 0 reads as 1024
 };
 
 // Runs of record 0, by attribute.
 struct mft_runs {
-    std::vector<cluster_run> data_runs, index_runs, bitmap_runs;
+    std::vector<described_run> data_runs, index_runs, bitmap_runs;
 };
 
 // A run of $MFT: the clusters from the end of the one before it up to `end_vcn`.
@@ -51,7 +52,7 @@ struct ntfs_volume {
     volume_geometry geometry;
 
     std::uint32_t cluster_bytes() const { return static_cast<std::uint32_t>(geometry.cluster_size); }
-    std::uint32_t sector_size() const;  // of the boot sector: what fixups go by
+    std::uint32_t sector_size() const;  // of the boot sector
     std::uint32_t record_bytes() const { return geometry.record_size == 0 ? 1024 : geometry.record_size; }
 };
 
@@ -69,7 +70,8 @@ std::string read_error_text(const ntfs_volume& volume);
 
 // Positions below are bytes from the volume's start.
 
-// Position of a record; 0, which no record has, beyond the runs of $MFT or before the volume is valid.
+// Position of a record; 0, which no record has, beyond the runs of $MFT, in a hole or a run that lies beyond any disk,
+// or before the volume is valid.
 std::uint64_t record_position(const ntfs_volume& volume, std::uint64_t inode);
 // The first record number from `inode` on that lies inside the source; all ones if there is none. For loops over
 // numbers: runs may claim more clusters than any disk has.
@@ -83,8 +85,6 @@ bool read_from_cluster(ntfs_volume& volume, std::uint64_t lcn, void* buffer, std
 bool read_clusters(ntfs_volume& volume, std::uint64_t lcn, void* buffer, std::uint32_t& size);
 // Sizes `bytes` to `size`; what the source does not hold is zeros.
 bool read_bytes_at(ntfs_volume& volume, std::uint64_t position, std::uint32_t size, std::vector<std::uint8_t>& bytes);
-
-enum class record_kind : std::uint8_t { none, file, index, bad };
 
 // "FILE" within its limits or "INDX", fixed up; anything else is false. Record 0 is read where the boot sector says.
 bool read_record(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint8_t>& bytes);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/filetime.h"
 #include "base/text.h"
 #include "report/exchange_formats.h"
 #include "report/report_output.h"
@@ -26,9 +27,8 @@ struct body_record {
 
 // Kept: a time ahead of 1970 wraps to a huge number.
 std::uint64_t unix_seconds(std::uint64_t filetime) {
-    constexpr std::uint64_t epoch_1970 = 116'444'736'000'000'000, ticks_per_second = 10'000'000;
     if (filetime == 0 || (filetime >> 63) != 0) return 0;
-    return (filetime - epoch_1970) / ticks_per_second;
+    return (filetime - filetime_of_1970) / filetime_per_second;
 }
 
 // The whole group goes unless all of its times lie in the range: a line shows all four.

@@ -10,8 +10,8 @@ namespace {
 constexpr std::string_view root_part = "[root]";
 
 const name_entry* name_in(const file_record& record, std::uint64_t parent) {
-    for (const auto& item : record.file_names) {
-        if (item.value.parent == parent && !item.value.is_dos) return &item.value;
+    for (const name_entry* name : names_in(record, parent)) {
+        if (!name->is_dos) return name;
     }
     return nullptr;
 }

@@ -12,8 +12,8 @@ namespace {
 const name_entry* last_name(const report_call& call, bool dos) {
     const name_entry* found = nullptr;
     if (call.path == nullptr) return found;
-    for (const auto& item : call.record.file_names) {
-        if (item.value.parent == call.path->key && item.value.is_dos == dos) found = &item.value;
+    for (const name_entry* name : names_in(call.record, call.path->key)) {
+        if (name->is_dos == dos) found = name;
     }
     return found;
 }

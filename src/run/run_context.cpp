@@ -1,14 +1,9 @@
 #include "run/run_context.h"
 
+#include "base/filetime.h"
 #include "ntfs/volume.h"
 #include "platform/host.h"
 #include "sources/plain_file.h"
-
-namespace {
-
-constexpr std::uint64_t seconds_from_1601_to_1970 = 11'644'473'600;
-
-}  // namespace
 
 cmd_params::cmd_params(std::uint64_t start_time) : run_start_time(start_time) { cmd_params::reset(); }
 cmd_params::~cmd_params() = default;
@@ -62,6 +57,7 @@ void mft_entries_ctx::reset() {
 
 std::uint64_t present_time() {
     const clock_reading now = read_clock();
-    return ((static_cast<std::uint64_t>(now.seconds) + seconds_from_1601_to_1970) * 1000 + now.milliseconds) * 10'000;
+    return filetime_of_1970 + static_cast<std::uint64_t>(now.seconds) * filetime_per_second +
+           now.milliseconds * filetime_per_millisecond;
 }
 

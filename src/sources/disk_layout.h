@@ -1,10 +1,12 @@
-// Where the fields of partition tables and of the boot sectors of volumes lie: offsets count from the structure's first
-// byte, the number behind each is its width in bytes.
-// Used by partition discovery in place of naked numbers; holds no code. What NTFS itself needs is not here.
+// Where the fields of partition tables lie: offsets count from the structure's first byte, the number behind each is
+// its width in bytes. Used by partition discovery in place of naked numbers; holds no code. Boot sectors of volumes:
+// boot_layout.h.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+
+#include "sources/boot_layout.h"
 
 constexpr std::uint16_t boot_mark = 0xAA55;  // the last two bytes of a boot sector or of a partition table
 
@@ -50,37 +52,5 @@ struct gpt_entry_at {
         last_lba = 0x28,        // 8
         name = 0x38,            // 72  UTF-16
         size = 128,             // what is known of an entry; a table may make room for more
-    };
-};
-
-// Boot sectors of volumes.
-struct boot_at {
-    enum : std::size_t { oem_name = 3, oem_size = 8, bytes_per_sector = 11, sectors_per_cluster = 13, size = 512 };
-};
-
-struct ntfs_boot_at {
-    enum : std::size_t {
-        total_sectors = 40,  // 8
-        serial = 72,         // 4  its low half
-    };
-};
-
-struct exfat_boot_at {
-    enum : std::size_t {
-        partition_start = 64,             // 8  sectors
-        total_sectors = 72,               // 8
-        serial = 100,                     // 4
-        sector_size_shift = 108,          // 1
-        sectors_per_cluster_shift = 109,  // 1
-    };
-};
-
-struct fat_boot_at {
-    enum : std::size_t {
-        total_sectors = 32,  // 4
-        serial_of_16 = 39,   // 4
-        mark_of_16 = 57,     // 2  "16" of "FAT16"
-        serial_of_32 = 67,   // 4
-        mark_of_32 = 85,     // 2  "32" of "FAT32"
     };
 };

@@ -1,7 +1,8 @@
 #include "walk/acceptance.h"
 
-#include <cstring>
-
+#include "ntfs/attribute_cursor.h"
+#include "ntfs/attribute_list.h"
+#include "ntfs/record_kind.h"
 #include "ntfs/record_read.h"
 #include "run/run_context.h"
 #include "walk/filters.h"
@@ -28,28 +29,21 @@ pre_selection pre_select(file_record& record, const mft_entries_ctx& ctx) {
 bool decode_attributes(file_record& record, byte_view bytes, std::size_t first, mft_entries_ctx& ctx,
                        bool& cut_by_budget) {
     bool decoded = false;
-    std::size_t at = first;
-    // Kept: the budget starts at twice the first offset and never counts the first attribute's length.
-    std::uint64_t budget = 2 * static_cast<std::uint64_t>(first);
-    const std::uint32_t record_size = ctx.effective_record_size();
-    while (bytes.u32(at + attribute_at::type) != type_end) {
-        cut_by_budget = budget > bytes.size;
-        const std::uint32_t length = bytes.u32(at + attribute_at::length);
-        if (cut_by_budget || length == 0 || length > record_size) break;
+    attribute_cursor cursor(bytes, first, {.longest = ctx.effective_record_size(), .budget = true});
+    for (; cursor.valid(); cursor.next()) {
         bool is_list = false;
-        if (!decode_attribute(record, ctx, bytes, at, {}, is_list)) break;
-        if (is_list) process_attribute_list(record, ctx, record.inode, bytes, at, false);
-        at += length;
-        budget += bytes.u32(at + attribute_at::length);
+        if (!decode_attribute(record, ctx, bytes, cursor.at(), {}, is_list)) break;
+        if (is_list) process_attribute_list(record, ctx, record.inode, bytes, cursor.at(), false);
         decoded = true;
     }
-    settle_fragments(record);
+    cut_by_budget = cursor.cut_by_budget();
+    settle_fragments(record, ctx.log);
     return decoded;
 }
 
 void note_directory(const file_record& record, bool cut_by_budget, path_cache& paths) {
     if (!record.is_directory()) return;
-    const bool is_baad = std::memcmp(record.header.data(), "BAAD", 4) == 0;
+    const bool is_baad = has_signature(record.header_view(), "BAAD");
     // A decode that the budget cut short, or of a record that a read refuses, is the walk's alone.
     const bool reads_alike = !cut_by_budget && !is_baad;
     add_directory_node(paths, record, reads_alike);
@@ -68,6 +62,20 @@ bool select_decoded(file_record& record, bool pre_passed, mft_entries_ctx& ctx, 
         for (auto& item : record.attributes) fetch_attribute_head(item.value, ctx, ctx.head_start, ctx.head_length);
     }
     return evaluate_rules(record, ctx) || (!ctx.and_logic && (pre_passed || or_pass));
+}
+
+// Guard: a record can name many deep parents, and each has a text of its own. Those behind the limit are cut to a word.
+void build_paths(file_record& record, mft_entries_ctx& ctx, path_cache& paths) {
+    for (auto& item : record.parents) {
+        std::string& path = item.value.path;
+        if (record.costs.path_bytes < record_cost_limit) {
+            build_path(path, item.key & inode_mask, ctx, paths);
+            record.costs.path_bytes += path.size();
+        } else {
+            path = "[root]\\<path corrupted>\\";
+            tell_record_limit(record, ctx.log, "its paths take more than 64 MiB");
+        }
+    }
 }
 
 }  // namespace
@@ -89,6 +97,6 @@ bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode
 
     if (!select_decoded(record, selection == pre_selection::passed, ctx, state)) return false;
     analyze_record_times(record);
-    for (auto& item : record.parents) build_path(item.value.path, item.key & inode_mask, ctx, state.paths);
+    build_paths(record, ctx, state.paths);
     return true;
 }

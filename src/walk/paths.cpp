@@ -50,10 +50,10 @@ std::uint32_t add_node(path_cache& cache, std::uint64_t reference, std::uint64_t
     path_node& node = cache.nodes.emplace_back();
     node.reference = reference;
     node.parent = parent;
-    node.name_at = static_cast<std::uint32_t>(cache.names.size());
+    node.set_name_at(cache.names.size());
     if (!append_utf8(cache.names, name)) state |= node_name_cut;
     if (name.empty() || name == u".") state |= node_silent;
-    node.name_bytes = static_cast<std::uint16_t>(cache.names.size() - node.name_at);
+    node.name_bytes = static_cast<std::uint16_t>(cache.names.size() - node.name_at());
     node.state = state;
     if (2 * cache.nodes.size() <= cache.slots.size()) {
         occupy_slot(cache, index);
@@ -162,7 +162,7 @@ bool compose(std::string& path, const path_cache& cache) {
         }
         const path_node& node = cache.nodes[*part];
         if ((node.state & node_silent) != 0) continue;
-        path.append(cache.names, node.name_at, node.name_bytes);
+        path.append(cache.names, node.name_at(), node.name_bytes);
         if ((node.state & node_name_cut) != 0) return false;
         path += '\\';
     }
@@ -185,6 +185,11 @@ void remember(path_cache& cache, const known_path* continued, const std::string&
 }
 
 }  // namespace
+
+void path_node::set_name_at(std::uint64_t at) {
+    name_low = static_cast<std::uint32_t>(at);
+    name_high = static_cast<std::uint8_t>(at >> 32);
+}
 
 path_cache::path_cache() : slots(first_slots, 0) {}
 path_cache::~path_cache() = default;

@@ -12,16 +12,23 @@
 struct record_source;
 struct file_record;
 
-// One directory as climbs see it. Of the parents only the smallest reference is kept: no climb takes another.
+// One directory as climbs see it, in 32 bytes. Of the parents only the smallest reference is kept: no climb takes
+// another.
 struct path_node {
     std::uint64_t reference = 0;     // sequence << 48 | record number
     std::uint64_t parent = 0;        // whole reference; 0, for none, leads through $MFT to the root
-    std::uint32_t name_at = 0;       // UTF-8 name in path_cache::names
     std::uint32_t visit = 0;         // the climb that passed here last, by a whole reference
     std::uint32_t number_visit = 0;  // the same, by a reference without sequence number
-    std::uint16_t name_bytes = 0;
+    std::uint32_t name_low = 0;      // see name_at
+    std::uint8_t name_high = 0;
     std::uint8_t state = 0;  // node_state bits
+    std::uint16_t name_bytes = 0;
+
+    // The UTF-8 name's place in path_cache::names, in 40 bits: six million directories can have names of over 4 GiB.
+    std::uint64_t name_at() const { return (static_cast<std::uint64_t>(name_high) << 32) | name_low; }
+    void set_name_at(std::uint64_t at);
 };
+static_assert(sizeof(path_node) == 32);
 
 enum node_state : std::uint8_t {
     node_cached = 1,      // found by its whole reference

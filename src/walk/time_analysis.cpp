@@ -1,10 +1,9 @@
 #include "walk/time_analysis.h"
 
+#include "base/filetime.h"
 #include "ntfs/file_record.h"
 
 namespace {
-
-constexpr std::uint64_t one_day = 864'000'000'000;  // 100-nanosecond ticks
 
 // The first name in the same directory that is not the 8.3 one.
 const name_entry* long_twin(const file_record& record, const name_entry& dos_name) {
@@ -17,7 +16,7 @@ const name_entry* long_twin(const file_record& record, const name_entry& dos_nam
 
 // $STANDARD_INFORMATION more than a day older than the name, in both times that a user cannot set by ordinary means.
 bool predates_name(const si_entry& si, const name_entry& name) {
-    return si.created + one_day < name.created && si.mft_changed + one_day < name.mft_changed;
+    return si.created + filetime_per_day < name.created && si.mft_changed + filetime_per_day < name.mft_changed;
 }
 
 // The warning is `kind` and `what`; nothing if both are empty.

@@ -16,11 +16,12 @@ void expect(bool law) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const byte_view bytes(data, size);
-    std::vector<cluster_run> runs, with_text;
+    std::vector<cluster_run> runs;
+    std::vector<described_run> with_text;
     if (!decode_runs(bytes, runs)) return 0;
     std::uint64_t next = bytes.u64(attribute_at::first_vcn);
     for (const cluster_run& run : runs) {
-        expect(run.start_vcn == next && run.raw_pair.count == 1 + (run.raw_pair.bytes[0] & 15) + run.raw_pair.offset_width());
+        expect(run.start_vcn == next && run.offset_width == bytes.u8(run.pair_offset) >> 4);
         next += run.clusters;
     }
     expect(decode_runs_with_text(bytes.part(bytes.u16(attribute_at::pairs_offset), size), with_text, 0x80) == !runs.empty());

@@ -6,12 +6,12 @@
 
 #include <vector>
 
+#include "base/filetime.h"
 #include "base/text.h"
 #include "platform/windows/wide.h"
 
 namespace {
 
-constexpr std::uint64_t epoch_1970 = 116'444'736'000'000'000;  // as a FILETIME
 
 // Major, minor and build number of a system library, which say what the version calls hide from old programs.
 std::string library_version(const wchar_t* name) {
@@ -61,8 +61,8 @@ clock_reading read_clock() {
     FILETIME now{};
     GetSystemTimeAsFileTime(&now);
     const std::uint64_t ticks =
-        ((static_cast<std::uint64_t>(now.dwHighDateTime) << 32) | now.dwLowDateTime) - epoch_1970;
-    return {static_cast<std::int64_t>(ticks / 10'000'000), static_cast<std::uint32_t>(ticks / 10'000 % 1000)};
+        ((static_cast<std::uint64_t>(now.dwHighDateTime) << 32) | now.dwLowDateTime) - filetime_of_1970;
+    return {static_cast<std::int64_t>(ticks / filetime_per_second), static_cast<std::uint32_t>(ticks / filetime_per_millisecond % 1000)};
 }
 
 local_moment local_time_now() {

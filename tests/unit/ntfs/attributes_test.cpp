@@ -127,6 +127,16 @@ TEST(attributes, reparse_targets_of_links_and_junctions) {
         ASSERT_EQ(record.reparse_targets.size(), 1u);
         EXPECT_EQ(record.reparse_targets.begin()->value, c.target);
     }
+    // The substitute name must be shorter than the record, the data end ahead of it.
+    const auto bounded = [](std::size_t field, std::uint16_t length) {
+        build::bytes value = reparse(u"x", u"y", {});
+        build::poke_u16(value, field, length);
+        return decoded(build::record().resident(0xC0, value).data("").fixed_up()).reparse_targets.size();
+    };
+    EXPECT_EQ(bounded(10, 1023), 1u);
+    EXPECT_EQ(bounded(10, 1024), 0u);
+    EXPECT_EQ(bounded(4, 1024 - 24 - 1), 1u);  // the value lies 24 bytes behind the attribute's header
+    EXPECT_EQ(bounded(4, 1024 - 24), 0u);
     const file_record zeros = decoded(build::record().resident(0xC0, reparse(u"", u"", build::bytes(24))).data("").fixed_up());
     EXPECT_TRUE(zeros.reparse_targets.empty());
 }

@@ -121,3 +121,30 @@ TEST(lznt1, the_end_of_a_unit_tells_whether_it_is_stored_when_that_is_asked) {
     EXPECT_TRUE(decode_compression_unit(padded(packed), plenty, unit_test_tail, out));
     EXPECT_EQ(out, padded(packed)) << "a unit of 4096 bytes is its own end";
 }
+
+// Where the output passes 16, 32, 64 ... bytes, a bit of the word goes from length to offset.
+TEST(lznt1, the_bits_of_a_reference_shift_with_the_output) {
+    for (unsigned shift = 0; shift <= 7; ++shift) {
+        for (const std::size_t done : {std::size_t{16} << shift, (std::size_t{16} << shift) + 1}) {
+            bytes tokens;
+            for (std::size_t at = 0; at < done; ++at) {
+                if (at % 8 == 0) tokens.push_back(0);
+                tokens.push_back(static_cast<std::uint8_t>(1 + at % 251));
+            }
+            if (done % 8 == 0) tokens.push_back(1);
+            else tokens[done / 8 * 9] = static_cast<std::uint8_t>(1 << (done % 8));
+            // Back to the chunk's first byte, and one ahead of it.
+            const unsigned bits = 12 - (done > (std::size_t{16} << shift) ? shift + 1 : shift);
+            for (const std::size_t beyond : {std::size_t{0}, std::size_t{1}}) {
+                if (((done - 1 + beyond) << bits) > 0xFFFF) continue;
+                const auto word = static_cast<std::uint16_t>(((done - 1 + beyond) << bits) | 1);  // four bytes
+                const bytes packed = tokens + bytes{static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8)};
+                bytes out;
+                ASSERT_EQ(decode_compression_unit(unit(chunk(packed)), plenty, with_hole, out), beyond == 0) << done;
+                if (beyond != 0) continue;
+                EXPECT_EQ(bytes(out.begin() + static_cast<std::ptrdiff_t>(done), out.begin() + static_cast<std::ptrdiff_t>(done) + 5),
+                          (bytes{1, 2, 3, 4, 0})) << done;
+            }
+        }
+    }
+}

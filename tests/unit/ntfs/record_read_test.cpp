@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "run/run_context.h"
+#include "ntfs/attribute_list.h"
 #include "support/program_run.h"
 #include "support/record_builder.h"
 #include "walk/open_source.h"
@@ -143,6 +144,78 @@ TEST(record_read, parts_of_a_stream_join_in_any_order_and_under_colliding_ids) {
     ASSERT_TRUE(named.record(record, 8));
     ASSERT_EQ(record.attributes.size(), 2u);
     EXPECT_EQ(record.attributes.begin()->value.name, u"kept");
+}
+
+TEST(record_read, an_entry_counts_that_begins_within_its_list) {
+    for (const std::uint32_t length : {32u, 33u}) {
+        std::vector<build::bytes> records(12);
+        records[8] = build::record().std_info().attribute_list({{0x30, reference(9, 1), 0}, {0x30, reference(10, 1), 0}}).on_disk();
+        build::poke_u32(records[8], build::attribute_at(records[8], 0x20) + 16, length);
+        records[9] = build::record().base(reference(8, 1)).name(u"one").on_disk();
+        records[10] = build::record().base(reference(8, 1)).name(u"two", build::win32, 7).on_disk();
+        opened_mft mft(build::mft(records));
+        file_record record;
+        ASSERT_TRUE(mft.record(record, 8));
+        EXPECT_EQ(record.file_names.size(), length - 31);
+    }
+}
+
+TEST(record_read, what_a_list_names_again_is_not_read_again) {
+    std::vector<build::bytes> records(12);
+    const build::list_entry part{0x80, reference(9, 1), 3}, other{0x30, reference(10, 1), 0};
+    records[8] = build::record().std_info().attribute_list({part, other, part, other, part, other}).on_disk();
+    records[9] = build::record().base(reference(8, 1)).id(3).non_resident(0x80, {0x11, 1, 1, 0}, 0, u"s", 2).on_disk();
+    records[10] = build::record().base(reference(8, 1)).name(u"a").on_disk();
+    opened_mft mft(build::mft(records));
+    file_record record;
+    ASSERT_TRUE(mft.record(record, 8));
+    EXPECT_EQ(record.costs.read_bytes, 2u * 1024);
+    EXPECT_EQ(record.costs.list_bytes, 6u * 32);
+    ASSERT_EQ(record.attributes.size(), 1u);
+    EXPECT_EQ(record.attributes.begin()->value.runs.size(), 1u);
+}
+
+TEST(record_read, all_lists_of_a_record_together_end_at_256_kib) {
+    // Entries of the first list lead to the record itself; with 8192 of them nothing is left for the second.
+    build::bytes base = build::record(1 << 19).std_info().attribute_list(std::vector<build::list_entry>(8192, {0x30, 8, 0}))
+                            .attribute_list({{0x30, reference(9, 1), 0}}).fixed_up();
+    opened_mft mft(build::mft(with_record(9, build::record().base(reference(8, 1)).name(u"behind").on_disk())));
+    for (const bool over : {true, false}) {
+        file_record record;
+        if (!over) build::poke_u32(base, build::attribute_at(base, 0x20) + 16, 8191 * 32);
+        std::size_t at = build::attribute_at(base, 0x20);
+        process_attribute_list(record, *mft.read.ctx, 8, base, at, false);
+        at += byte_view(base).u32(at + 4);
+        process_attribute_list(record, *mft.read.ctx, 8, base, at, false);
+        EXPECT_EQ(record.file_names.size(), over ? 0u : 1u);
+    }
+}
+
+TEST(record_read, a_record_holds_no_more_than_its_share_and_any_order_of_keys) {
+    mft_entries_ctx ctx;
+    file_record record;
+    const build::bytes one = build::record(1 << 21).non_resident(0x80, build::bytes(1'100'000, 0x01), 4096).fixed_up();
+    bool is_list = false;
+    for (std::uint32_t id = 300; id-- > 0;) {
+        build::bytes bytes = build::record().id(static_cast<std::uint16_t>(id)).data("x").fixed_up();
+        ASSERT_TRUE(decode_attribute(record, ctx, bytes, 56, {}, is_list));
+    }
+    attr_key last = 0;
+    for (const auto& item : record.attributes) {
+        EXPECT_TRUE(item.key >= last);
+        last = item.key + 1;
+    }
+    ASSERT_EQ(record.attributes.size(), 300u);
+    std::size_t runs = 0;
+    for (std::uint16_t id = 400; id < 410; ++id) {
+        build::bytes bytes = one;
+        build::poke_u16(bytes, build::attribute_at(one, 0x80) + 14, id);
+        ASSERT_TRUE(decode_attribute(record, ctx, bytes, build::attribute_at(one, 0x80), {}, is_list));
+    }
+    for (const auto& item : record.attributes) runs += item.value.runs.size();
+    EXPECT_LE(runs, most_runs);
+    EXPECT_LE(record.costs.held_bytes, record_cost_limit);
+    EXPECT_TRUE(record.costs.told);
 }
 
 TEST(record_read, a_non_resident_list_is_only_noted_without_a_volume) {

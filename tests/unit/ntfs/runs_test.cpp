@@ -26,6 +26,7 @@ TEST(mapping_pairs, deltas_count_from_the_last_real_run) {
         {"backwards by one", {0x11, 0x04, 0x60, 0x11, 0x04, 0xFF, 0x00}, {0x60, 0x5F}},
         {"over a hole", {0x11, 0x30, 0x20, 0x01, 0x60, 0x11, 0x10, 0x30, 0x00}, {0x20, 0x20, 0x50}},
         {"cut off in a pair", {0x21, 0x30}, {0x00}},
+        {"backwards by seven bytes", {0x21, 1, 0, 1, 0x71, 1, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00}, {0x100, 0xFE}},
         {"fifteen bytes of offset", {0xF1, 0x01, 1, 2, 3, 4, 5, 6, 7, 8, 9, 9, 9, 9, 9, 9, 1, 0x00}, {0x0807060504030201}},
         {"nothing", {0x00}, {}},
     };
@@ -43,8 +44,7 @@ TEST(mapping_pairs, a_run_remembers_its_pair_and_its_place) {
     EXPECT_EQ(runs[1].lcn_delta, 1u);
     EXPECT_TRUE(runs[1].delta_negative);
     EXPECT_EQ(runs[0].pair_offset, 64u);
-    EXPECT_EQ(runs[0].raw_pair.count, 3);
-    EXPECT_EQ(runs[0].following_bytes, (std::array<std::uint8_t, 3>{0x11, 0x04, 0xFF}));
+    EXPECT_EQ(runs[0].offset_width, 1);
 }
 
 TEST(mapping_pairs, an_offset_of_zero_is_a_hole_behind_the_first_run_only) {
@@ -58,7 +58,7 @@ TEST(mapping_pairs, an_offset_of_zero_is_a_hole_behind_the_first_run_only) {
 }
 
 TEST(mapping_pairs, the_decoder_with_text_tells_each_step) {
-    std::vector<cluster_run> runs;
+    std::vector<described_run> runs;
     const build::bytes pairs = {0x11, 0x30, 0x60, 0x01, 0x05, 0x11, 0x04, 0xFF, 0x00};
     ASSERT_TRUE(decode_runs_with_text(pairs, runs, type_data));
     EXPECT_EQ(runs[0].text, "\thdr: 0x11, 0x1 byte length, 0x1 byte offset\n\tnum clusters: 0x30\n\tlcn: 0x0 + 0x60 = 0x60\n");
@@ -69,4 +69,27 @@ TEST(mapping_pairs, the_decoder_with_text_tells_each_step) {
     EXPECT_EQ(runs[2].lcn_delta, all_ones);
     const build::bytes none = {0x00};
     EXPECT_FALSE(decode_runs_with_text(none, runs, type_data));
+}
+
+TEST(mapping_pairs, of_two_runs_with_the_same_start_the_first_stays_whatever_the_order_of_the_parts) {
+    const auto part = [](std::uint64_t vcn, std::uint64_t lcn) {
+        cluster_run run;
+        run.start_vcn = vcn;
+        run.lcn = lcn;
+        return run;
+    };
+    for (const bool rising : {true, false}) {
+        std::vector<cluster_run> runs = {part(0, 1), part(rising ? 2 : 4, 2), part(rising ? 2 : 4, 3), part(rising ? 4 : 2, 4)};
+        join_runs(runs);
+        ASSERT_EQ(runs.size(), 3u);
+        EXPECT_EQ(runs[rising ? 1 : 2].lcn, 2u);
+        EXPECT_EQ(runs[rising ? 2 : 1].lcn, 4u);
+    }
+}
+
+TEST(mapping_pairs, a_list_ends_where_no_more_runs_are_wanted) {
+    const build::bytes record = build::record(8192).non_resident(type_data, build::bytes(3000, 0x01), 4096).fixed_up();
+    std::vector<cluster_run> runs;
+    EXPECT_TRUE(decode_runs(byte_view(record).part(build::attribute_at(record, type_data), 8192), runs, 10));
+    EXPECT_EQ(runs.size(), 10u);
 }

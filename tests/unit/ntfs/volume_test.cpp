@@ -33,7 +33,6 @@ TEST(volume, the_boot_sector_and_record_0_decide_whether_it_validates) {
         {"another name", byte_at(10, 'X'), false, 0, 0},
         {"no sectors per cluster", byte_at(13, 0), false, 0, 0},
         {"no bytes per sector", [](bytes& image) { build::poke_u16(image, 11, 0); }, false, 0, 0},
-        {"more than 128 sectors per cluster are a plain number", byte_at(13, 0xF4), false, 0, 0},
         {"records counted in clusters", byte_at(64, 1), true, 1024, 1},
         {"records of two clusters", byte_at(64, 2), true, 2048, 2},
         {"records of no size read as 1024", byte_at(64, 0), true, 0, 0},
@@ -77,6 +76,25 @@ TEST(volume, geometry_follows_the_boot_sector) {
     EXPECT_EQ(opened.ctx.volume_record_count, 8u);
 }
 
+TEST(volume, sectors_per_cluster_above_128_are_a_power_of_two_where_windows_makes_such_clusters) {
+    const struct { std::uint8_t value; std::uint16_t sector; std::uint32_t sectors; } cases[] = {
+        {1, 512, 1}, {128, 512, 128}, {0xF8, 512, 256}, {0xF4, 512, 4096}, {0xF3, 512, 0xF3}, {129, 512, 129}, {0xF7, 4096, 512},
+        {0xF6, 4096, 0xF6},
+    };
+    for (const auto& c : cases) {
+        bytes image = build::volume(256, c.sector, 0, c.sector).all();
+        image[13] = c.value;
+        const bytes record = build::record().on_disk();
+        image.resize(std::size_t{c.sectors} * c.sector + 4096);
+        build::poke_u64(image, 48, 1);
+        std::copy(record.begin(), record.end(), image.begin() + static_cast<std::ptrdiff_t>(std::size_t{c.sectors} * c.sector));
+        opened_volume opened(image);
+        ASSERT_TRUE(opened.valid()) << int{c.value};
+        EXPECT_EQ(opened.volume().geometry.sectors_per_cluster, c.sectors) << int{c.value};
+        EXPECT_EQ(opened.volume().cluster_bytes(), c.sectors * c.sector) << int{c.value};
+    }
+}
+
 TEST(volume, a_path_that_names_nothing_gives_no_volume) {
     std::unique_ptr<ntfs_volume> volume;
     for (const source_choice& choice : {source_choice{}, image_choice(u"", 0), image_choice(u"no such image", 0), drive_choice(25, 0)})
@@ -110,6 +128,17 @@ TEST(volume, records_lie_where_the_runs_of_the_mft_put_them) {
     }
     EXPECT_EQ(record_position(opened.volume(), none), 0u);
     EXPECT_EQ(opened.volume().record_count, 6);
+}
+
+TEST(volume, records_in_a_hole_or_beyond_63_bits_lie_nowhere) {
+    // Behind the first cluster of each such run the positions would come back to the volume's start.
+    const std::int64_t last = (INT64_MAX >> 10) - 1;
+    for (const std::int64_t lcn : {hole, last, std::int64_t{-2}}) {
+        opened_volume opened(build::volume(64).mft({{1, 4}, {6, lcn}, {2, 40}}).all());
+        for (const std::uint64_t inode : {3u, 5u, 6u}) EXPECT_EQ(record_position(opened.volume(), inode), 0u) << lcn << ' ' << inode;
+        EXPECT_EQ(next_record_inside(opened.volume(), 1), 7u) << lcn;
+        EXPECT_EQ(record_position(opened.volume(), 7), 40u * 1024) << lcn;
+    }
 }
 
 TEST(volume, a_resident_mft_counts_as_one_cluster) {
@@ -147,7 +176,7 @@ TEST(volume, record_reads_classify_and_fix_up) {
         {"INDX", 100, 3, true, true, true, record_kind::index},
         {"INDX", 48, 40, true, false, true, record_kind::index},
         {"BAAD", 48, 3, false, true, true, record_kind::bad},
-        {"BAAD", 65, 3, false, true, false, record_kind::bad},
+        {"BAAD", 65, 3, false, true, false, record_kind::none},
         {"BAAD", 48, 11, false, false, false, record_kind::none},
         {"RCRD", 48, 3, false, false, false, record_kind::none},
     };
@@ -166,16 +195,27 @@ TEST(volume, record_reads_classify_and_fix_up) {
     }
 }
 
-TEST(volume, fixups_go_by_the_boot_sectors_sectors) {
-    bytes record = build::record().std_info().on_disk();
-    build::poke_u16(record, 48 + 2, 0xAAAA);
-    build::volume built(64, 4096, 4, 1024);
-    built.mft({{2, 4}}, {record});
-    opened_volume opened(built.all());
-    std::vector<std::uint8_t> buffer;
-    ASSERT_TRUE(read_record(opened.volume(), 1, buffer));
-    EXPECT_EQ(byte_view(buffer).u16(1022), 0xAAAA);
-    EXPECT_EQ(byte_view(buffer).u16(510), 0x0107);  // as it lies on the disk
+TEST(volume, fixups_go_by_the_boot_sectors_sectors_unless_the_words_cover_the_record_by_512) {
+    const struct { std::uint16_t sector, words; std::uint16_t at_510, at_1022; bool checked; } cases[] = {
+        {512, 3, 0xAAAA, 0xBBBB, true},
+        {1024, 2, 0x0107, 0xAAAA, true},   // one word for the whole record
+        {1024, 3, 0xAAAA, 0xBBBB, true},   // Windows on a disk of larger sectors
+        {4096, 3, 0xAAAA, 0xBBBB, true},
+        {4096, 2, 0x0107, 0x0107, false},  // neither: the boot sector counts
+    };
+    for (const auto& c : cases) {
+        bytes record = build::record().std_info().on_disk();
+        build::poke_u16(record, 6, c.words);
+        build::poke_u16(record, 48 + 2, 0xAAAA);
+        build::poke_u16(record, 48 + 4, 0xBBBB);
+        opened_volume opened(build::volume(64, 4096, 4, c.sector).mft({{2, 4}}, {record}).all());
+        std::vector<std::uint8_t> buffer;
+        record_kind kind = record_kind::none;
+        EXPECT_EQ(read_record_checked(opened.volume(), 1, buffer, kind), c.checked) << c.sector;
+        ASSERT_TRUE(read_record(opened.volume(), 1, buffer));
+        EXPECT_EQ(byte_view(buffer).u16(510), c.at_510) << c.sector << ' ' << c.words;
+        EXPECT_EQ(byte_view(buffer).u16(1022), c.at_1022) << c.sector << ' ' << c.words;
+    }
 }
 
 TEST(volume, cluster_reads_want_whole_clusters_inside_the_source) {

@@ -2,7 +2,7 @@
 
 #include <deque>
 
-#include "sources/source_reader.h"
+#include "sources/vmdk_source.h"
 #include "sources/volume_offset.h"
 #include "support/disk_builder.h"
 
@@ -75,10 +75,11 @@ TEST(vmdk, a_search_for_tables_passes_over_what_no_disk_holds) {
     build::bytes huge = base;
     build::poke_u32(huge, 16, 1 << 20);  // 2^52 sectors
     const build::disk_file file(huge);
-    source_reader reader(std::vector{file.path()});
-    EXPECT_EQ(reader.size(), (std::uint64_t{1} << 61) + 8 * 512);
-    EXPECT_EQ(reader.next_data(600), 600u);
-    EXPECT_EQ(reader.next_data(1024), 4u * 512);
+    vmdk_source disk;
+    ASSERT_TRUE(disk.open({file.path()}));
+    EXPECT_EQ(disk.size(), (std::uint64_t{1} << 61) + 8 * 512);
+    EXPECT_EQ(disk.next_data(600), 600u);
+    EXPECT_EQ(disk.next_data(1024), 4u * 512);
     offset_check check;
     EXPECT_FALSE(check_vmdk_disks(check, {file.path()}));
     EXPECT_EQ(check.text, "couldn't find any partitions on disk\n");

@@ -82,7 +82,7 @@ TEST(path_filters, paths_become_records) {
     for (int round = 0; round < 2; ++round) {  // the second time out of the cache
         for (const auto& c : cases) {
             path_target target;
-            EXPECT_EQ(lookup_path(target, opened.volume(), c.path, c.follow, opened.ctx), c.found) << utf8_from_utf16(c.path);
+            EXPECT_EQ(lookup_path(target, opened.volume(), c.path, c.follow, opened.ctx.log), c.found) << utf8_from_utf16(c.path);
             EXPECT_EQ(target.path, c.canonical);
             EXPECT_TRUE(!c.found || target.inode == c.inode) << utf8_from_utf16(c.path);
         }

@@ -1,0 +1,182 @@
+#include "ntfs/attribute_list.h"
+
+#include <algorithm>
+
+#include "base/diagnostic_log.h"
+#include "ntfs/record_source.h"
+#include "ntfs/attribute_cursor.h"
+#include "ntfs/attributes.h"
+#include "ntfs/record_kind.h"
+#include "ntfs/record_read.h"
+#include "ntfs/volume.h"
+
+namespace {
+
+// Takes `bytes` of what a record's lists may have read. False: they have had it all.
+bool pay_for_read(file_record& record, const record_source& records, std::uint32_t bytes) {
+    if (record.costs.read_bytes + bytes > record_cost_limit) {
+        tell_record_limit(record, records.log, "its attribute lists ask for more than 64 MiB");
+        return false;
+    }
+    record.costs.read_bytes += bytes;
+    return true;
+}
+
+// The bytes of a non-resident attribute list, cluster by cluster as the walk of its entries comes to need them.
+class list_clusters {
+public:
+    list_clusters(file_record& record, record_source& records, byte_view attribute) : record_(record), records_(records) {
+        decode_runs(attribute, runs_);
+        // Kept: the sum counts in 32 bits.
+        for (const cluster_run& run : runs_) left_ += run.clusters * records.volume->cluster_bytes();
+    }
+
+    // Appends the next cluster that can be read; one that cannot ends its run, and the next run takes its place.
+    bool append_next(std::vector<std::uint8_t>& bytes) {
+        const std::uint32_t cluster_size = records_.volume->cluster_bytes();
+        while (run_ < runs_.size() && left_ > 0) {
+            if (cluster_ < runs_[run_].clusters && !pay_for_read(record_, records_, cluster_size)) return false;
+            if (cluster_ < runs_[run_].clusters && append(bytes, runs_[run_].lcn + cluster_)) {
+                ++cluster_;
+                left_ -= std::min(cluster_size, left_);
+                return true;
+            }
+            ++run_;
+            cluster_ = 0;
+        }
+        return false;
+    }
+
+private:
+    bool append(std::vector<std::uint8_t>& bytes, std::uint64_t lcn) {
+        std::uint32_t size = records_.volume->cluster_bytes();
+        const std::size_t before = bytes.size();
+        bytes.resize(before + size);
+        const bool came = read_clusters(*records_.volume, lcn, bytes.data() + before, size);
+        bytes.resize(came ? before + std::min(records_.volume->cluster_bytes(), left_) : before);
+        return came;
+    }
+
+    file_record& record_;
+    record_source& records_;
+    std::vector<cluster_run> runs_;
+    std::size_t run_ = 0;
+    std::uint32_t cluster_ = 0;
+    std::uint32_t left_ = 0;  // bytes that may still be read
+};
+
+// Walks the entries of an attribute list and decodes what each names in another record.
+class list_walk {
+public:
+    list_walk(file_record& record, record_source& records, std::uint64_t inode, bool want_resident_copy)
+        : record_(record), records_(records), inode_(inode), source_{true, want_resident_copy} {}
+
+    // `list` reaches beyond the list's `length`, to the record's end.
+    void run(byte_view list, std::uint32_t length) {
+        for (std::size_t at = 0; at < length;) {
+            if (!take_entry(list.part(at, list.size), at)) return;
+        }
+    }
+
+    // The same over clusters. Kept: all that the runs hold is walked, not the list's real size.
+    void run(list_clusters& clusters) {
+        std::vector<std::uint8_t> bytes;
+        std::size_t at = 0;
+        do {
+            while (bytes.size() < at + list_entry_at::header_size && clusters.append_next(bytes)) {
+            }
+        } while (take_entry(byte_view(bytes).part(at, bytes.size()), at));
+    }
+
+private:
+    // Follows one entry and moves `at` behind it. False: the list ends there.
+    bool take_entry(byte_view entry, std::size_t& at) {
+        const std::uint16_t length = entry.u16(list_entry_at::length);
+        if (length == 0) return false;
+        if (record_.costs.list_bytes >= list_limit) {
+            tell_record_limit(record_, records_.log, "its attribute lists go on behind 256 KiB");
+            return false;
+        }
+        record_.costs.list_bytes += length;
+        at += length;
+        follow(entry.u64(list_entry_at::reference) & inode_mask, entry.u16(list_entry_at::attribute_id));
+        return true;
+    }
+
+    // What was delivered once adds nothing when it is named again.
+    void follow(std::uint64_t inode, std::uint16_t id) {
+        if (inode == inode_) return;
+        bool is_new = false;
+        record_.followed.insert((inode << 16) | id, is_new);
+        std::uint32_t at = 0;
+        if (!is_new || !load(inode) || !find_by_id(id, at)) return;
+        bool is_list = false;
+        decode_attribute(record_, records_, record_.extension_bytes, at, source_, is_list);
+    }
+
+    // Neighbouring entries mostly name the same record: it is read once.
+    bool load(std::uint64_t inode) {
+        if (is_loaded_ && loaded_inode_ == inode) return usable_;
+        if (!pay_for_read(record_, records_, records_.effective_record_size())) return false;
+        is_loaded_ = true;
+        loaded_inode_ = inode;
+        bool bad = false;
+        usable_ = read_file_record(record_.extension_bytes, bad, records_, inode) && !bad &&
+                  has_signature(record_.extension_bytes, "FILE");
+        if (usable_) note_ids();
+        return usable_;
+    }
+
+    // Entries by attribute id, found once per record: a list may name each of many thousand.
+    void note_ids() {
+        std::vector<id_place>& ids = record_.extension_ids;
+        ids.clear();
+        const byte_view bytes(record_.extension_bytes);
+        const std::uint16_t first = bytes.u16(record_at::first_attribute);
+        if (first == 0) return;
+        // Kept: no attribute is too long to be stepped over.
+        for (attribute_cursor cursor(bytes, first, {}); cursor.valid(); cursor.next())
+            ids.push_back({cursor.id(), static_cast<std::uint32_t>(cursor.at())});
+        std::stable_sort(ids.begin(), ids.end(),
+                         [](const id_place& left, const id_place& right) { return left.id < right.id; });
+    }
+
+    // The first attribute with the id. Kept: the id alone decides, not the type.
+    bool find_by_id(std::uint16_t id, std::uint32_t& at) const {
+        const std::vector<id_place>& ids = record_.extension_ids;
+        const auto found = std::lower_bound(
+            ids.begin(), ids.end(), id, [](const id_place& place, std::uint16_t wanted) { return place.id < wanted; });
+        if (found == ids.end() || found->id != id) return false;
+        at = found->at;
+        return true;
+    }
+
+    file_record& record_;
+    record_source& records_;
+    std::uint64_t inode_;
+    attribute_source source_;
+    bool is_loaded_ = false;
+    bool usable_ = false;
+    std::uint64_t loaded_inode_ = 0;
+};
+
+}  // namespace
+
+void process_attribute_list(file_record& record, record_source& records, std::uint64_t inode, byte_view record_bytes,
+                            std::size_t at, bool want_resident_copy) {
+    const byte_view attribute = record_bytes.part(at, record_bytes.size);
+    record.has_attribute_list = true;
+    list_walk walk(record, records, inode, want_resident_copy);
+    if (attribute.u8(attribute_at::non_resident) != 0) {
+        record.attribute_list_nonresident = true;
+        // Its clusters lie on a volume that an extracted $MFT does not have.
+        if (records.volume == nullptr) return;
+        list_clusters clusters(record, records, attribute);
+        walk.run(clusters);
+        return;
+    }
+    const std::size_t value_offset = attribute.u16(attribute_at::value_offset);
+    const std::uint32_t value_length = attribute.u32(attribute_at::value_length);
+    if (value_offset == 0 || value_length == 0) return;
+    walk.run(attribute.part(value_offset, attribute.size), value_length);
+}
