@@ -14,7 +14,6 @@
 struct faulty_source : byte_source {
     build::bytes content;
     std::vector<std::pair<std::uint64_t, std::uint64_t>> bad;  // bytes from, to: a read that touches them is refused
-    std::uint64_t delivered = UINT64_MAX;                      // bytes from here on come as zeros, as behind a cut
     std::size_t reads = 0;
 
     explicit faulty_source(build::bytes bytes) : content(std::move(bytes)) {
@@ -30,8 +29,7 @@ protected:
         system_error = std::any_of(bad.begin(), bad.end(), touches) ? refused : 0;
         if (system_error != 0) return false;
         const byte_view all(content);
-        all.part(0, static_cast<std::size_t>(std::min<std::uint64_t>(delivered, all.size)))
-            .copy(static_cast<std::size_t>(offset), buffer, size);
+        all.copy(static_cast<std::size_t>(offset), buffer, size);
         size = static_cast<std::uint32_t>(all.part(static_cast<std::size_t>(offset), size).size);
         return true;
     }
