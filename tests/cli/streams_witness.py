@@ -226,6 +226,13 @@ def fill(root, cluster_size):
         write(root / "compressed" / name, (0, data))
 
 
+def format_volume(image, sector_size, cluster_size, size):
+    with open(image, "wb") as file:
+        file.truncate(size)
+    subprocess.run(["mkntfs", "-F", "-f", "-q", "-s", str(sector_size), "-c", str(cluster_size), "-p", "0", "-H", "255",
+                    "-S", "63", image], check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
 @contextlib.contextmanager
 def mounted(image, work):
     root = work / "mounted"
@@ -253,10 +260,7 @@ def want_what_makes_volumes():
 def make_volume(work, shape):
     sector_size, cluster_size, megabytes, pieces, _ = shape
     image = work / f"{sector_size}-{cluster_size}.img"
-    with open(image, "wb") as file:
-        file.truncate(megabytes << 20)
-    subprocess.run(["mkntfs", "-F", "-f", "-q", "-s", str(sector_size), "-c", str(cluster_size), "-p", "0", "-H", "255",
-                    "-S", "63", image], check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    format_volume(image, sector_size, cluster_size, megabytes << 20)
     with mounted(image, work) as root:
         fill(root, cluster_size)
         scatter(root, cluster_size, pieces)
