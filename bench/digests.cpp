@@ -4,6 +4,7 @@
 // 0.7.
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -35,39 +36,52 @@ void run_library(const EVP_MD* kind, const bytes& data) {
 struct contender {
     const char* name;
     void (*run)(const bytes& data);
-    int peer;       // index of what it is compared with; -1: is one
-    double target;  // share of the peer's speed; 0: only shown
-    double best = 0;
+    int peer;                    // index of what it is compared with; -1: is one
+    double target;               // share of the peer's speed; 0: only shown
+    std::vector<double> speeds;  // MB/s, one a round
 };
 
 contender contenders[] = {
-    {"md5, libcrypto", [](const bytes& data) { run_library(EVP_md5(), data); }, -1, 0},
-    {"md5", [](const bytes& data) { run_own(md5_context(), data); }, 0, 0.9},
-    {"sha1, libcrypto", [](const bytes& data) { run_library(EVP_sha1(), data); }, -1, 0},
-    {"sha1", [](const bytes& data) { run_own(sha1_context(), data); }, 2, 0.9},
-    {"sha1, portable", [](const bytes& data) { run_own(sha1_context(sha1_blocks_portable), data); }, 2, 0},
+    {"md5, libcrypto", [](const bytes& data) { run_library(EVP_md5(), data); }, -1, 0, {}},
+    {"md5", [](const bytes& data) { run_own(md5_context(), data); }, 0, 0.9, {}},
+    {"sha1, libcrypto", [](const bytes& data) { run_library(EVP_sha1(), data); }, -1, 0, {}},
+    {"sha1", [](const bytes& data) { run_own(sha1_context(), data); }, 2, 0.9, {}},
+    {"sha1, portable", [](const bytes& data) { run_own(sha1_context(sha1_blocks_portable), data); }, 2, 0, {}},
 };
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+double share_of_peer(const contender& each) {
+    std::vector<double> shares;
+    for (std::size_t round = 0; round < each.speeds.size(); ++round) {
+        shares.push_back(each.speeds[round] / contenders[each.peer].speeds[round]);
+    }
+    return median(std::move(shares));
+}
 
 }  // namespace
 
 int main(int count, char** arguments) {
     if (hardware_sha1_blocks() == nullptr) contenders[3].target = 0.7;
-    const int rounds = count > 1 ? std::atoi(arguments[1]) : 20;
-    bytes data(32u << 20);
+    const int rounds = count > 1 ? std::max(std::atoi(arguments[1]), 1) : 50;
+    bytes data(8u << 20);
     for (std::size_t at = 0; at < data.size(); ++at) data[at] = static_cast<std::uint8_t>(7 * at + (at >> 9));
     for (int round = 0; round < rounds; ++round) {
         for (contender& each : contenders) {
             const auto start = std::chrono::steady_clock::now();
             each.run(data);
             const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
-            each.best = std::max(each.best, static_cast<double>(data.size()) / 1e6 / passed.count());
+            each.speeds.push_back(static_cast<double>(data.size()) / 1e6 / passed.count());
         }
     }
     bool missed = false;
     for (const contender& each : contenders) {
-        std::printf("%-16s %6.0f MB/s", each.name, each.best);
+        std::printf("%-16s %6.0f MB/s", each.name, median(each.speeds));
         if (each.peer >= 0) {
-            const double share = each.best / contenders[each.peer].best;
+            const double share = share_of_peer(each);
             missed = missed || share < each.target;
             std::printf("  %.2f of the library's", share);
         }
