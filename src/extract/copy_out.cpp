@@ -70,17 +70,18 @@ std::u16string below(const std::u16string& folder, std::u16string_view name) {
     return folder + (is_root ? std::u16string() : std::u16string(1, host_separator())) + std::u16string(name);
 }
 
-// Makes the folders of one copy and returns the innermost.
-std::u16string make_folders(const file_record& record, const mft_entries_ctx& ctx, const stream_state& state) {
+// Makes the folders of one copy, if they are others than the last one's, and returns the innermost.
+std::u16string make_folders(const file_record& record, const mft_entries_ctx& ctx, stream_state& state) {
     const std::u16string_view found = ctx.unalloc_phase   ? u"deleted-unalloc"
                                       : state.was_deleted ? u"deleted-mft"
                                                           : u"valid";
     const std::u16string first = below(ctx.copy_dir, found);
     const std::u16string second = below(first, safe_component(state.user_name));
     const std::u16string third = below(second, safe_component(reason_text(record)));
+    if (third == state.made_folder) return third;
     create_directory(first);
     create_directory(second);
-    if (create_directory(third)) return third;
+    if (create_directory(third)) return state.made_folder = third;
     const std::u16string instead = below(first, no_reason);
     create_directory(instead);
     return instead;
@@ -135,7 +136,10 @@ bool copy_stream(const file_record& record, const mft_entries_ctx& ctx, const at
         outcome = move_file(temporary, target);
     }
     if (outcome != move_outcome::moved) remove_file(temporary);
-    if (outcome == move_outcome::failed) return false;
+    if (outcome == move_outcome::failed) {
+        state.made_folder.clear();
+        return false;
+    }
     state.extracted_path = target;
     return true;
 }

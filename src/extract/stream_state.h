@@ -23,6 +23,8 @@ struct stream_state {
 
     std::vector<attr_key> handled;  // attributes of this record that were copied or digested already
 
+    std::u16string made_folder;  // the last one that copies went to
+
     bool is_handled(attr_key key) const;
     // Ahead of each attribute of a path entry, `path` being its path: everything but `handled`.
     void begin_stream(const file_record& record, std::string_view path);

@@ -22,11 +22,12 @@ bool append_to_file(void* target, byte_view bytes) {
     return write_next(static_cast<plain_file*>(target)->file, bytes.data, bytes.size);
 }
 
+bool starts_ahead(const stream_run& left, const stream_run& right) { return left.vcn < right.vcn; }
+
 // Orders by VCN and closes the gaps: each run begins where the one before it ends.
 void renumber(stream_runs& stream) {
     std::vector<stream_run>& runs = stream.runs;
-    std::stable_sort(runs.begin(), runs.end(),
-                     [](const stream_run& left, const stream_run& right) { return left.vcn < right.vcn; });
+    std::stable_sort(runs.begin(), runs.end(), starts_ahead);
     std::uint64_t vcn = 0;
     for (stream_run& run : runs) {
         run.vcn = vcn;
@@ -99,6 +100,23 @@ std::uint32_t position_flags(const read_plan& plan) {
     return read_was_made | read_at_start | (one_unit ? std::uint32_t{read_one_unit} : 0u);
 }
 
+// `size` bytes, in one system call in place of up to 16, where one run holds all the clusters; `buffer` has room for
+// whole ones. False where going cluster by cluster might give something else, behind a failed read above all.
+// Runs must be in order, or an earlier one could hold clusters in between.
+bool read_in_one(ntfs_volume& volume, stream_runs& stream, std::uint64_t position, std::uint8_t* buffer,
+                 std::uint32_t size) {
+    const std::uint32_t cluster_size = volume.cluster_bytes();
+    const std::uint64_t vcn = position / cluster_size, count = (std::uint64_t{size} + cluster_size - 1) / cluster_size;
+    std::size_t index = 0;
+    std::uint64_t lcn = 0;
+    if (position % cluster_size != 0 || !lookup_vcn(stream, vcn, index, lcn)) return false;
+    const stream_run& run = stream.runs[index];
+    if (run.sparse || run.clusters - (vcn - run.vcn) < count) return false;
+    const auto wanted = static_cast<std::uint32_t>(count * cluster_size);
+    std::uint32_t got = wanted;
+    return read_clusters(volume, lcn, buffer, got) && got == wanted;
+}
+
 std::uint32_t chunk_bytes(const ntfs_volume& volume) { return clusters_per_unit * volume.cluster_bytes(); }
 
 // The smaller of the two, as a size of one read.
@@ -142,8 +160,7 @@ void drop_sparse_runs(stream_runs& stream) {
 void merge_stream_runs(stream_runs& target, const std::vector<stream_run>& more) {
     std::vector<stream_run>& runs = target.runs;
     runs.insert(runs.end(), more.begin(), more.end());
-    std::stable_sort(runs.begin(), runs.end(),
-                     [](const stream_run& left, const stream_run& right) { return left.vcn < right.vcn; });
+    std::stable_sort(runs.begin(), runs.end(), starts_ahead);
     const auto same_start = [](const stream_run& left, const stream_run& right) { return left.vcn == right.vcn; };
     runs.erase(std::unique(runs.begin(), runs.end(), same_start), runs.end());
     renumber(target);
@@ -210,12 +227,16 @@ bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream
 }
 
 bool read_plain_stream(ntfs_volume& volume, const stream_sink& sink, stream_runs& stream, std::uint64_t data_size,
-                   bool is_index) {
-    std::vector<std::uint8_t> piece(request(data_size, chunk_bytes(volume)));
+                       bool is_index) {
+    const std::uint32_t cluster_size = volume.cluster_bytes();
+    const std::uint32_t most = request(data_size, chunk_bytes(volume));
+    std::vector<std::uint8_t> piece((most + cluster_size - 1) / cluster_size * cluster_size);
+    const bool in_order = std::is_sorted(stream.runs.begin(), stream.runs.end(), starts_ahead);
     for (std::uint64_t position = 0; position < data_size;) {
         std::uint32_t size = request(data_size - position, chunk_bytes(volume));
         std::uint32_t flags = 0;
-        if (!read_stream(volume, stream, position, piece.data(), size, flags) || size == 0) return false;
+        const bool whole = in_order && read_in_one(volume, stream, position, piece.data(), size);
+        if (!whole && (!read_stream(volume, stream, position, piece.data(), size, flags) || size == 0)) return false;
         if (is_index) fix_index_blocks(byte_span(piece).part(0, size), volume.sector_size());
         if (!sink.take(sink.target, {piece.data(), size})) return false;
         position += size;

@@ -124,6 +124,10 @@ TEST(copy_out, a_copy_lies_by_state_account_and_reason_under_time_digest_and_nam
     one_record file(hello());
     EXPECT_EQ(slashed(file.copy(folder.path())), "/valid/non_acct/catchall/" + name + ".bin");
     EXPECT_EQ(temp_folder::content(file.state.extracted_path), "hello");
+    temp_folder::put(file.state.extracted_path, "what is there already stays");
+    EXPECT_EQ(slashed(file.copy(folder.path())), "/valid/non_acct/catchall/" + name + ".bin");
+    EXPECT_EQ(temp_folder::content(file.state.extracted_path), "what is there already stays");
+    EXPECT_FALSE(temp_folder::exists(folder.path(u"__temp__.bin")));
     file.record.dir_match = true;
     file.record.dir_match_text = "\\Windows\\My Files\\";
     file.opened.ctx.use_orig_ext = true;
@@ -133,18 +137,6 @@ TEST(copy_out, a_copy_lies_by_state_account_and_reason_under_time_digest_and_nam
     file.record.ext_match_text = "";
     file.opened.ctx.unalloc_phase = true;
     EXPECT_EQ(slashed(file.copy(folder.path())), "/deleted-unalloc/non_acct/" + name);
-}
-
-TEST(copy_out, what_is_there_already_stays) {
-    const temp_folder folder;
-    one_record file(hello());
-    file.copy(folder.path());
-    const std::u16string path = file.state.extracted_path;
-    temp_folder::put(path, "first");
-    file.copy(folder.path());
-    EXPECT_EQ(file.state.extracted_path, path);
-    EXPECT_EQ(temp_folder::content(path), "first");
-    EXPECT_FALSE(temp_folder::exists(folder.path(u"__temp__.bin")));
 }
 
 TEST(copy_out, a_failed_copy_leaves_neither_path_nor_file) {
