@@ -81,17 +81,23 @@ void file_record::clear() {
     names_by_parent.clear();
 }
 
-std::span<const name_entry* const> names_in(const file_record& record, std::uint64_t parent) {
+std::span<const name_entry* const> all_names(const file_record& record) {
     std::vector<const name_entry*>& names = record.names_by_parent;
-    if (names.size() != record.file_names.size()) {
-        names.clear();
-        for (const auto& item : record.file_names) names.push_back(&item.value);
-        const auto by_parent = [](const name_entry* left, const name_entry* right) {
-            return left->parent < right->parent;
-        };
-        if (!std::is_sorted(names.begin(), names.end(), by_parent))
-            std::stable_sort(names.begin(), names.end(), by_parent);
+    if (names.size() == record.file_names.size()) return names;
+    names.clear();
+    bool sorted = true;
+    for (const auto& item : record.file_names) {
+        sorted = sorted && (names.empty() || names.back()->parent <= item.value.parent);
+        names.push_back(&item.value);
     }
+    if (!sorted) std::ranges::stable_sort(names, {}, &name_entry::parent);
+    return names;
+}
+
+std::span<const name_entry* const> names_in(const file_record& record, std::uint64_t parent) {
+    const auto names = all_names(record);
+    // Most records have one directory alone.
+    if (!names.empty() && names.front()->parent == parent && names.back()->parent == parent) return names;
     const auto range = std::ranges::equal_range(names, parent, {}, &name_entry::parent);
     return {range.begin(), range.end()};
 }

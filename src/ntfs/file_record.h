@@ -160,6 +160,8 @@ struct file_record {
     bool is_directory() const { return (flags() & record_is_directory) != 0; }
 };
 
-// The names in the directory of this whole reference, in map order. A record may have thousands of names and as many
-// parents: whoever goes through both asks here. Lasts until the record changes.
+// All names of a record by their parents' whole references, in map order within each. Lasts until the record changes.
+std::span<const name_entry* const> all_names(const file_record& record);
+// Those in the directory of this reference. A record may have thousands of names and as many
+// parents: whoever goes through both asks here.
 std::span<const name_entry* const> names_in(const file_record& record, std::uint64_t parent);

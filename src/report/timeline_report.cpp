@@ -97,17 +97,13 @@ void fill_timeline(const report_call& call, report_scratch& scratch, const mft_e
     const file_record& record = call.record;
     const si_entry* si = record.std_infos.empty() ? nullptr : &record.std_infos.begin()->value;
     std::uint32_t names = 0;
-    const auto add_name_times = [&](const name_entry& name) {
-        if (name.is_dos && ctx.hide_dos_fntimes) return;
+    for (const name_entry* each : call.path != nullptr ? names_in(record, call.path->key) : all_names(record)) {
+        const name_entry& name = *each;
+        if (name.is_dos && ctx.hide_dos_fntimes) continue;
         const dated_name dated = narrow_name(scratch, names++, name);
         if (si != nullptr) add_times(scratch, times_of(*si), from_si, dated);
-        if (call.path == nullptr) return;
+        if (call.path == nullptr) continue;
         add_times(scratch, times_of(name), name.is_dos ? from_dos_name : from_long_name, dated);
-    };
-    if (call.path != nullptr) {
-        for (const name_entry* name : names_in(record, call.path->key)) add_name_times(*name);
-    } else {
-        for (const auto& item : record.file_names) add_name_times(item.value);
     }
     if (scratch.times.times.empty() && si != nullptr) add_times(scratch, times_of(*si), from_si, {});
     put_in_order(scratch.times);
