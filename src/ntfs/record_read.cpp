@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "base/diagnostic_log.h"
-#include "ntfs/record_source.h"
 #include "ntfs/attribute_cursor.h"
 #include "ntfs/attribute_list.h"
 #include "ntfs/record_kind.h"
+#include "ntfs/record_source.h"
 #include "ntfs/volume.h"
 #include "sources/plain_file.h"
 
@@ -35,7 +35,8 @@ bool read_mft_file(std::vector<std::uint8_t>& buffer, record_source& records, st
     const auto held = static_cast<std::uint64_t>(records.mft_reader->file_size());
     if (records.mft_reader->read_into(buffer, size, size * inode)) {
         if (buffer.size() < std::min(size, held - size * inode))
-            log_diag(records.log, "err: record %llx is cut: the source became shorter", static_cast<unsigned long long>(inode));
+            log_diag(records.log, "err: record %llx is cut: the source became shorter",
+                     static_cast<unsigned long long>(inode));
         return true;
     }
     const bool inside = size * inode <= held;
@@ -60,7 +61,22 @@ bool read_from_volume(std::vector<std::uint8_t>& buffer, record_source& records,
 }
 
 bool read_record_bytes(std::vector<std::uint8_t>& buffer, record_source& records, std::uint64_t inode) {
-    return records.mft_reader != nullptr ? read_mft_file(buffer, records, inode) : read_from_volume(buffer, records, inode);
+    return records.mft_reader != nullptr ? read_mft_file(buffer, records, inode)
+                                         : read_from_volume(buffer, records, inode);
+}
+
+// Classified by its signature, and fixed up unless it is "BAAD".
+bool settle_record(std::vector<std::uint8_t>& buffer, bool& bad, const record_source& records) {
+    if (buffer.empty()) return true;
+    const record_kind kind = classify_record(buffer, no_fixup_limits);
+    if (kind == record_kind::none) return false;
+    bad = kind == record_kind::bad;
+    if (bad) {
+        log_diag(records.log, "err: fixup_mft type: BAAD");
+    } else {
+        apply_fixups(buffer, records.sector_size);
+    }
+    return true;
 }
 
 }  // namespace
@@ -72,17 +88,15 @@ bool source_usable(const record_source& records) {
 
 bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, record_source& records, std::uint64_t inode) {
     bad = false;
-    if (!source_usable(records) || !read_record_bytes(buffer, records, inode)) return false;
-    if (buffer.empty()) return true;
-    const record_kind kind = classify_record(buffer, no_fixup_limits);
-    if (kind == record_kind::none) return false;
-    bad = kind == record_kind::bad;
-    if (bad) {
-        log_diag(records.log, "err: fixup_mft type: BAAD");
-    } else {
-        apply_fixups(buffer, records.sector_size);
-    }
-    return true;
+    return source_usable(records) && read_record_bytes(buffer, records, inode) && settle_record(buffer, bad, records);
+}
+
+bool read_record_ahead(std::vector<std::uint8_t>& buffer, bool& bad, record_source& records, std::uint64_t inode,
+                       record_block& block, std::uint64_t end) {
+    bad = false;
+    if (!source_usable(records)) return false;
+    const bool came = take_from_block(block, records, inode, end, buffer) || read_record_bytes(buffer, records, inode);
+    return came && settle_record(buffer, bad, records);
 }
 
 std::uint16_t fill_header_fields(file_record& record, std::uint64_t inode, byte_view bytes) {

@@ -10,6 +10,7 @@
 #include "ntfs/attributes.h"
 #include "ntfs/file_record.h"
 #include "ntfs/fixups.h"
+#include "ntfs/record_block.h"
 
 struct record_source;
 
@@ -20,6 +21,10 @@ bool source_usable(const record_source& records);
 // the source ends there. False: unreadable, or neither "FILE" (within its limits), "INDX" nor "BAAD".
 // The first call on an extracted $MFT learns record_size.
 bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, record_source& records, std::uint64_t inode);
+
+// The same for a walk in rising order up to `end`: records come out of a block where that can be read.
+bool read_record_ahead(std::vector<std::uint8_t>& buffer, bool& bad, record_source& records, std::uint64_t inode,
+                       record_block& block, std::uint64_t end);
 
 // Number, header, sequence, base reference; returns the first attribute's offset.
 std::uint16_t fill_header_fields(file_record& record, std::uint64_t inode, byte_view bytes);

@@ -235,6 +235,16 @@ std::uint64_t record_position(const ntfs_volume& volume, std::uint64_t inode) {
     return has_position(volume, lcn) ? lcn * volume.cluster_bytes() + byte % volume.cluster_bytes() : 0;
 }
 
+std::uint64_t records_in_row(const ntfs_volume& volume, std::uint64_t inode) {
+    if (record_position(volume, inode) == 0) return 0;
+    const std::uint64_t byte = volume.record_alloc_size * inode;
+    const std::uint64_t vcn = byte / volume.cluster_bytes();
+    // Guard: runs may claim more clusters than bytes can be counted for; nobody asks for that many records.
+    constexpr std::uint64_t enough = 1u << 20;
+    const std::uint64_t clusters = std::min(extent_of(volume, vcn)->end_vcn - vcn, enough);
+    return (clusters * volume.cluster_bytes() - byte % volume.cluster_bytes()) / volume.record_alloc_size;
+}
+
 std::uint64_t next_record_inside(const ntfs_volume& volume, std::uint64_t inode) {
     if (!volume.valid || inode > beyond_all_records / volume.record_alloc_size) return beyond_all_records;
     std::uint64_t vcn = volume.record_alloc_size * inode / volume.cluster_bytes();

@@ -73,6 +73,8 @@ std::string read_error_text(const ntfs_volume& volume);
 // Position of a record; 0, which no record has, beyond the runs of $MFT, in a hole or a run that lies beyond any disk,
 // or before the volume is valid.
 std::uint64_t record_position(const ntfs_volume& volume, std::uint64_t inode);
+// Records from `inode` on whose bytes follow each other on the disk.
+std::uint64_t records_in_row(const ntfs_volume& volume, std::uint64_t inode);
 // The first record number from `inode` on that lies inside the source; all ones if there is none. For loops over
 // numbers: runs may claim more clusters than any disk has.
 std::uint64_t next_record_inside(const ntfs_volume& volume, std::uint64_t inode);

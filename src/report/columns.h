@@ -33,7 +33,7 @@ constexpr int width_of_hostname = -2;  // as long as the host's name
 
 struct report_column {
     const char* label;
-    int width;                                                            // bytes, or one of the above
+    int width;                                                             // bytes, or one of the above
     bool (*wanted)(const report_call& first, const mft_entries_ctx& ctx);  // null: always
     void (*fill)(row_in_hand& row);
     const char* date_label = nullptr;  // for a time that stands in two columns

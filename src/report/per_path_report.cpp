@@ -1,10 +1,10 @@
 // One row for each path and stream, with all times of the file in columns: -csvperpath.
 
 #include "base/text.h"
-#include "run/run_context.h"
-#include "report/default_report.h"
 #include "report/columns.h"
+#include "report/default_report.h"
 #include "report/report_output.h"
+#include "run/run_context.h"
 
 namespace {
 
@@ -168,9 +168,9 @@ constexpr report_column columns[] = {
     {"FN8.3 access-UTC", width_of_time, wants_dos_times, add_dos_time<&fn::accessed>, "8.3 adate", "atime-UTC"},
     {"FN8.3 MFTchanged-UTC", width_of_time, wants_dos_times, add_dos_time<&fn::mft_changed>, "8.3 cdate", "ctime-UTC"},
     {"FN8.3 created-UTC", width_of_time, wants_dos_times, add_dos_time<&fn::created>, "8.3 bdate", "btime-UTC"},
-    {"extracted file path/file", 15, wants_copies,
-     [](row_in_hand& row) { row.add_text(row.scratch.extracted_path); }},
-    {"summary data stats", 15, wants_clusters, [](row_in_hand& row) { row.add_text(data_stats(row.call, row.scratch)); }},
+    {"extracted file path/file", 15, wants_copies, [](row_in_hand& row) { row.add_text(row.scratch.extracted_path); }},
+    {"summary data stats", 15, wants_clusters,
+     [](row_in_hand& row) { row.add_text(data_stats(row.call, row.scratch)); }},
 };
 
 }  // namespace

@@ -5,11 +5,11 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "run/run_context.h"
 #include "report/columns.h"
 #include "report/default_report.h"
 #include "report/report_output.h"
 #include "report/timeline_entry.h"
+#include "run/run_context.h"
 
 namespace {
 
@@ -304,8 +304,7 @@ constexpr report_column columns[] = {
      [](row_in_hand& row) { row.add_text(inode_text(row.call, row.scratch, row.ctx), cell_inode_text); }},
     {"seqnum", 6, nullptr, [](row_in_hand& row) { row.add_number(row.call.record.sequence, cell_u16, decimal); }},
     {"parent mft", 10, nullptr, [](row_in_hand& row) { row.add_number(parent_number(row.call.path), cell_u64); }},
-    {"seqnum", 6, nullptr,
-     [](row_in_hand& row) { row.add_number(parent_sequence(row.call.path), cell_u16, decimal); }},
+    {"seqnum", 6, nullptr, [](row_in_hand& row) { row.add_number(parent_sequence(row.call.path), cell_u16, decimal); }},
     {"type", 7, nullptr, [](row_in_hand& row) { row.add_text(record_type_word(row.call.record, row.ctx)); }},
     {"ext", 9, nullptr, [](row_in_hand& row) { row.add_text(ext_text(row.call, row.scratch)); }},
     {"ref", 3, nullptr, [](row_in_hand& row) { row.add_number(row.call.record.link_count(), cell_u32, decimal); }},

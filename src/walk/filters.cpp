@@ -237,8 +237,8 @@ bool fetch_stream_head(attr_entry& attribute, const mft_entries_ctx& ctx, std::u
         came = read_stream(volume, stream, start, head.data(), length, flags);
     }
     if (came) return true;
-    log_diag(ctx.log, "err: head of a stream unreadable at cluster %llx: %s", static_cast<unsigned long long>(first_lcn),
-             read_error_text(volume).c_str());
+    log_diag(ctx.log, "err: head of a stream unreadable at cluster %llx: %s",
+             static_cast<unsigned long long>(first_lcn), read_error_text(volume).c_str());
     head.clear();
     return false;
 }
@@ -279,7 +279,8 @@ bool evaluate_time_range(file_record& record, const mft_entries_ctx& ctx) {
     return record.time_match;
 }
 
-bool fetch_attribute_head(attr_entry& attribute, const mft_entries_ctx& ctx, std::uint64_t start, std::uint32_t length) {
+bool fetch_attribute_head(attr_entry& attribute, const mft_entries_ctx& ctx, std::uint64_t start,
+                          std::uint32_t length) {
     attribute.head_bytes.clear();
     if (attribute.raw.empty() || length < 1) return false;
     if (attribute.non_resident()) return fetch_stream_head(attribute, ctx, start, length);

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "run/run_context.h"
 #include "ntfs/volume.h"
+#include "run/run_context.h"
 #include "sources/plain_file.h"
 #include "walk/path_filters.h"
 

@@ -6,10 +6,10 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "run/run_context.h"
 #include "ntfs/path_lookup.h"
 #include "ntfs/subtree.h"
 #include "ntfs/volume.h"
+#include "run/run_context.h"
 #include "walk/filters.h"
 
 namespace {

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "base/text.h"
 #include "base/diagnostic_log.h"
-#include "ntfs/record_source.h"
+#include "base/text.h"
 #include "ntfs/record_read.h"
+#include "ntfs/record_source.h"
 
 namespace {
 

@@ -17,6 +17,8 @@ struct number_walk : record_walk {
     std::uint64_t total = 0;   // records of the whole $MFT
     std::uint64_t beyond = 0;  // first number that an extracted $MFT cannot hold; a volume's run list tells
     std::uint64_t progress_step = 53;
+    std::uint64_t end = 0;  // of a walk in rising order; 0: numbers jump
+    record_block block;
 
     using record_walk::record_walk;
 };
@@ -45,7 +47,7 @@ bool visit(number_walk& walk, std::uint64_t number) {
     mft_entries_ctx& ctx = walk.ctx;
     if (number % walk.progress_step == 0) show_progress(ctx, number, walk.total);
     bool bad = false;  // not looked at: a "BAAD" record goes to the decoder like any other
-    if (!read_file_record(walk.buffer, bad, ctx, number) || walk.buffer.empty()) return true;
+    if (!read_record_ahead(walk.buffer, bad, ctx, number, walk.block, walk.end) || walk.buffer.empty()) return true;
     visit_record(walk, number, ctx.record_offset_wanted ? number * ctx.effective_record_size() : 0);
     return walk_goes_on(walk);
 }
@@ -84,6 +86,7 @@ void walk_mft_sequence(report_output& out, mft_entries_ctx& ctx) {
         const std::uint64_t room = std::numeric_limits<std::uint64_t>::max() - ctx.mft_start;
         end = std::min(ctx.mft_start + std::min(ctx.mft_count, room), walk.beyond);
     }
+    walk.end = end;
     for (std::uint64_t number = next_number(ctx, ctx.mft_start, end); number < end && visit(walk, number);) {
         number = next_number(ctx, number + 1, end);
     }

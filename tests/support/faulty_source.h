@@ -15,6 +15,7 @@ struct faulty_source : byte_source {
     build::bytes content;
     std::vector<std::pair<std::uint64_t, std::uint64_t>> bad;  // bytes from, to: a read that touches them is refused
     std::size_t reads = 0;
+    std::size_t* reads_outlive = nullptr;  // the same count, for who closes the source
 
     explicit faulty_source(build::bytes bytes) : content(std::move(bytes)) {
         total_size = static_cast<std::int64_t>(content.size());
@@ -23,6 +24,7 @@ struct faulty_source : byte_source {
 protected:
     bool deliver(std::uint8_t* buffer, std::uint32_t& size, std::uint64_t offset) override {
         ++reads;
+        if (reads_outlive != nullptr) ++*reads_outlive;
         const std::uint64_t end = offset + size;
         const auto touches = [&](const auto& range) { return offset < range.second && range.first < end; };
         constexpr std::uint32_t refused = 5;

@@ -55,6 +55,29 @@ TEST(volume_walk, records_come_in_their_order_wherever_the_runs_lie) {
     }
 }
 
+TEST(volume_walk, a_block_that_cannot_be_read_costs_only_the_records_that_cannot) {
+    const struct { const char* what; std::uint64_t bad, cut; const char* names; std::size_t most_reads; } cases[] = {
+        {"sound", 0, 64, "12345", 2},  // record 0, and all of them in one
+        {"a bad sector in the third", 7 * 1024 + 512, 64, "1245", 16},
+        {"the image cut in the fourth", 0, 8, "123", 16},
+    };
+    for (const auto& c : cases) {
+        bytes image = build::volume(64).mft({{8, 4}}, five).all();
+        image.resize(c.cut * 1024 + (c.cut < 64 ? 100 : 0));
+        opened_volume opened(image);
+        ASSERT_TRUE(opened.valid()) << c.what;
+        if (c.bad != 0) opened.disk->bad = {{c.bad, c.bad + 512}};
+        std::size_t reads = 0;
+        opened.disk->reads_outlive = &reads;  // the walk closes its source
+        EXPECT_EQ(names_of(opened), c.names) << c.what;
+        EXPECT_LE(reads, c.most_reads) << c.what;
+    }
+    opened_volume ranged(build::volume(64).mft({{8, 4}}, five).all());
+    ranged.ctx.mft_start = 2;
+    ranged.ctx.mft_count = 2;
+    EXPECT_EQ(names_of(ranged), "23");
+}
+
 TEST(volume_walk, a_range_beyond_the_mft_ends_with_it) {
     opened_volume opened(build::volume(64).mft({{6, 4}}, five).all());
     opened.ctx.mft_start = 4;
