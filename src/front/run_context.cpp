@@ -62,7 +62,7 @@ void cmd_params::reset() {
 
 mft_settings::mft_settings() = default;
 mft_settings::~mft_settings() = default;
-mft_settings& mft_settings::operator=(mft_settings&&) = default;
+mft_settings& mft_settings::operator=(mft_settings&&) noexcept = default;
 
 mft_entries_ctx::mft_entries_ctx() : cmd_params(present_time()) { reset(); }
 mft_entries_ctx::~mft_entries_ctx() = default;

@@ -172,7 +172,7 @@ struct mft_settings {
 
     mft_settings();
     ~mft_settings();
-    mft_settings& operator=(mft_settings&&);
+    mft_settings& operator=(mft_settings&&) noexcept;
 };
 
 struct mft_entries_ctx : cmd_params, mft_settings {

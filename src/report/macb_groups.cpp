@@ -124,7 +124,7 @@ private:
         return {sign, time, label, time_point_of(time, mode_).valid};
     }
 
-    void add_row_opened_by(letter_time& opener, std::string_view opening, std::vector<letter_time*> letters,
+    void add_row_opened_by(letter_time& opener, std::string_view opening, const std::vector<letter_time*>& letters,
                            letter_time* change, letter_time* creation) {
         row_builder builder(input_, opener.time, remaining_);
         opener.used = true;
