@@ -30,6 +30,7 @@ if(WIN32)
     target_compile_definitions(build_flags INTERFACE UNICODE _UNICODE _WIN32_WINNT=0x0A00)
     if(CMAKE_BUILD_TYPE STREQUAL "Release")
         target_compile_options(build_flags INTERFACE -fstack-protector-strong)
+        target_link_options(build_flags INTERFACE -fstack-protector-strong)  # for its library
         target_compile_definitions(build_flags INTERFACE _GLIBCXX_ASSERTIONS)
     endif()
 elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
