@@ -8,17 +8,18 @@ cd "$(dirname "$(readlink -f "$0")")"
 # What the tests write into file names and read from other tools is UTF-8; a bare system has no locale set.
 export LC_ALL=C.UTF-8
 
-# The trees that a pattern of -R names ahead of each of its alternatives; all of them if one names none.
+# The trees that a pattern of -R names ahead of each of its alternatives; all of them if one names none. A group that
+# stands behind something, "windows.cli.(help|script)", is left out first: it names no tree.
 trees_of() {
     named=""
     set -f
-    for alternative in $(printf '%s' "$1" | tr '|' ' '); do
-        alternative=${alternative#"("}
+    for alternative in $(printf '%s' "$1" | sed 's/\([^|(^]\)([^()]*)/\1/g' | tr '|' ' '); do
         alternative=${alternative#^}
+        alternative=${alternative#"("}
         case $alternative in
-            release.*|lint*|include_order*) named="$named release" ;;
-            sanitize.*) named="$named sanitize" ;;
-            windows.*) named="$named windows" ;;
+            release|release[.)]*|lint*|include_order*) named="$named release" ;;
+            sanitize|sanitize[.)]*) named="$named sanitize" ;;
+            windows|windows[.)]*) named="$named windows" ;;
             *) named="release sanitize windows"; break ;;
         esac
     done
