@@ -17,9 +17,9 @@ trees_of() {
         alternative=${alternative#^}
         alternative=${alternative#"("}
         case $alternative in
-            release|release[.)]*|lint*|include_order*) named="$named release" ;;
-            sanitize|sanitize[.)]*) named="$named sanitize" ;;
-            windows|windows[.)]*) named="$named windows" ;;
+            release|release[.\)]*|lint*|include_order*) named="$named release" ;;
+            sanitize|sanitize[.\)]*) named="$named sanitize" ;;
+            windows|windows[.\)]*) named="$named windows" ;;
             *) named="release sanitize windows"; break ;;
         esac
     done
