@@ -28,10 +28,17 @@ if(WIN32)
     # One file to carry to another machine: no library beside it.
     target_link_options(build_flags INTERFACE -static)
     target_compile_definitions(build_flags INTERFACE UNICODE _UNICODE _WIN32_WINNT=0x0A00)
+    if(CMAKE_BUILD_TYPE STREQUAL "Release")
+        target_compile_options(build_flags INTERFACE -fstack-protector-strong)
+        target_link_options(build_flags INTERFACE -fstack-protector-strong)  # for its library
+        target_compile_definitions(build_flags INTERFACE _GLIBCXX_ASSERTIONS)
+    endif()
 elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
     include(CheckPIESupported)
     check_pie_supported()
-    target_compile_options(build_flags INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
+    target_compile_options(build_flags INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong
+        -fstack-clash-protection -fcf-protection)
+    target_compile_definitions(build_flags INTERFACE _GLIBCXX_ASSERTIONS)
     target_link_options(build_flags INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
 endif()
 

@@ -1,6 +1,7 @@
 #include "front/filter_dates.h"
 
 #include <array>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -102,7 +103,7 @@ bool parse_time(std::string_view text, moment& out) {
         }
     }
     int* const targets[] = {&out.hour, &out.minute, &out.second};
-    for (std::size_t index = 0; index < fields.size(); ++index) {
+    for (std::size_t index = 0; index < fields.size() && index < std::size(targets); ++index) {
         if (!is_digits(fields[index])) return false;
         *targets[index] = number_of(fields[index]);
     }

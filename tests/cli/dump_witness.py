@@ -12,14 +12,13 @@ import gzip
 import json
 import lzma
 import os
-import pathlib
 import re
-import shutil
 import struct
 import subprocess
 import sys
 
-from witness import KNOWN, LAST_32_BIT_TIME, ROOT, SKIPPED, TIMES, expanded, filetime, istat_entry, main, printable, shown
+import support
+from witness import KNOWN, LAST_32_BIT_TIME, TIMES, expanded, filetime, istat_entry, main, printable, shown
 
 LABELS = {"obj id": 64, "security descr": 80, "vol name": 96, "vol info": 112, "Data Attrib": 128, "indx root": 144, "indx alloc": 160, "bitmap": 176, "reparse point": 192, "logged stream": 256}
 SHORTER = {"Sparse_File": "Sparse", "Reparse_Pt": "Reparse_Point", "Content_Not_Indexed": "Not_Content_Indexed", "None Set": ""}
@@ -31,7 +30,7 @@ SIDS = {"S-1-1-0": "World", "S-1-3-0": "Owner", "S-1-5-11": "Authenticated User"
 
 def dumps(options, source, numbers):
     """The sections of each record's dump: a line that begins without a blank, and those behind it."""
-    command = options.launcher + [options.program] + source + "-quiet -find_mft 0 -timeformat hh:mm:ss.xxxxxxx -filter_inode".split() + ["|".join(map(str, numbers))]
+    command = options.command + source + "-quiet -find_mft 0 -timeformat hh:mm:ss.xxxxxxx -filter_inode".split() + ["|".join(map(str, numbers))]
     output = subprocess.run(command, capture_output=True, check=True, timeout=300).stdout.replace(b"\r\n", b"\n")
     blocks = [block.split("\n", 1)[1] for block in re.split(r"\n(?=File Record: )", output.decode("utf-8", "surrogateescape"))[1:]]
     return {number(block, "MFT entry:"): re.split(r"\n(?=\S)", block) for block in blocks}
@@ -124,9 +123,7 @@ def descriptors_of(file, size, count):
 
 
 def from_facts(options, comparison):
-    data = pathlib.Path(os.environ.get("GRELMOOR_DATA", ROOT.parent / "shared" / "data"))
-    if not data.is_dir():
-        return print("skipped: no shared data beside the checkout") or SKIPPED
+    data = support.require_data()
     for packed in sorted([*data.glob("*.raw.gz"), *data.glob("mft/*.xz")]):
         facts, image = json.load(lzma.open(data / "facts" / f"{packed.name.split('.')[0]}.json.xz")), options.work / packed.stem
         with (gzip if packed.suffix == ".gz" else lzma).open(packed) as source, open(image, "wb") as file:
@@ -143,23 +140,20 @@ def from_facts(options, comparison):
         for entry in entries:
             compare(comparison, f"{packed.stem}:{entry['inode']}", entry, dumped[entry["inode"]], descriptors[entry["inode"]])
         image.unlink()
-    return 0
 
 
 def from_sample(options, comparison):
-    if shutil.which("istat") is None:
-        return print("skipped: istat is not installed") or SKIPPED
-    image, count = options.work / "small.img", (ROOT / "samples" / "small.mft").stat().st_size // 1024
-    image.write_bytes(gzip.open(ROOT / "samples" / "small.img.gz").read())
-    dumped, descriptors = dumps(options, ["-image", image], range(count)), descriptors_of(open(ROOT / "samples" / "small.mft", "rb"), 1024, count)
+    support.require("istat")
+    image, count = options.work / "small.img", (support.SAMPLES / "small.mft").stat().st_size // 1024
+    image.write_bytes(gzip.open(support.SAMPLES / "small.img.gz").read())
+    dumped, descriptors = dumps(options, ["-image", image], range(count)), descriptors_of(open(support.SAMPLES / "small.mft", "rb"), 1024, count)
     for inode in range(count):
         asked = subprocess.run(["istat", "-r", "-f", "ntfs", "-z", "UTC", image, str(inode)], capture_output=True)
         beyond = any(time is None or time > LAST_32_BIT_TIME for section in dumped.get(inode, []) for time in times(section))
         entry = istat_entry(asked.stdout.decode("utf-8", "replace"), inode) if asked.returncode == 0 and not beyond else None
         if entry is not None and entry["attributes"]:
             compare(comparison, f"sample:{inode}", entry, dumped[inode], descriptors[inode])
-    return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main({"facts": from_facts, "sample": from_sample}))
+    sys.exit(main(__doc__, {"facts": from_facts, "sample": from_sample}))

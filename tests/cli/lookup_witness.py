@@ -13,7 +13,8 @@ import shutil
 import subprocess
 import sys
 
-from streams_witness import format_volume, mounted, skip
+from streams_witness import format_volume, mounted
+from support import skip
 
 WORDS = ["Alpha", "BETA gamma", "ÄÖÜ straße", "Ёлка", "Ωmega", "ファイル", "x" * 120, "Çedilla É", "PLAIN", "Ǆ Ǉ"]
 LINKS = [("Mount", "C:\\Groß", 0), ("Symbolic", "D:\\Groß", 4), ("Chain", "\\Symbolic", 4), ("Itself", "C:\\Itself", 4), ("Nowhere", "C:\\nothing", 0)]

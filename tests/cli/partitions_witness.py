@@ -5,19 +5,15 @@ tables:  disks made by sgdisk and parted and, beside the checkout, disks of othe
 devices: loop devices with small and large sectors, and a partition of one: bytes, size and place; wants root.
 Ends with 77, "skipped", where what it needs is not there.
 """
-import argparse
 import contextlib
-import gzip
-import lzma
 import os
 import re
-import shutil
 import subprocess
 import sys
 from pathlib import Path
 
-DATA = Path(__file__).resolve().parents[3] / "shared" / "data"
-SAMPLE = Path(__file__).resolve().parents[2] / "samples" / "small.img.gz"
+import support
+
 MIB = 1024 * 1024
 NAMES = {0x05: "exten", 0x0F: "exten", 0x07: "ntfs", 0x0C: "fat32", 0x82: "linux swap", 0x83: "linux"}
 # Names by byte offset where a boot sector says more than the table, which is all that mmls reads; None: left out.
@@ -29,11 +25,6 @@ DISKS_OF_OTHERS = {
     "ntfs-ptrn.raw.gz": {},
 }
 faults = []
-
-
-def skip(why):
-    print("skipped:", why)
-    sys.exit(77)
 
 
 def equal(what, ours, theirs):
@@ -96,7 +87,7 @@ def compare_made_disks(work, program):
 def compare_far_volume(work, program):
     """A volume that begins behind 2 TiB, where 32 bits of sectors end: the same rows as over the volume alone."""
     far, volume, start = work / "far.dd", work / "sample.dd", 5 << 39
-    volume.write_bytes(gzip.open(SAMPLE).read())
+    support.unpack(support.SAMPLES / "small.img.gz", volume)
     far.write_bytes(b"")
     os.truncate(far, 3 << 40)
     quiet("sgdisk", "-og", "-n", f"1:{start // 512}:+8M", far)
@@ -110,22 +101,17 @@ def compare_far_volume(work, program):
     far.unlink()
 
 
-def unpack(stored, path):
-    with (gzip.open if stored.suffix == ".gz" else lzma.open)(stored) as source:
-        path.write_bytes(source.read(4 * MIB))
-
-
-def compare_disks_of_others(work, program):
+def compare_disks_of_others(work, program, data):
     for name, corrections in DISKS_OF_OTHERS.items():
         image = work / Path(name).stem
-        unpack(DATA / name, image)
+        support.unpack(data / name, image, most=4 * MIB)
         compare_list(program, image, corrections)
     words = "volume offset 0x10000 is a NTFS partition, however image size does not encapsulate entire volume\n\n"
     code, text = run_program(program, work / "ntfs-ptrn.raw", "-offset", 0x10000)
     equal("cut image", (code != 0, text), (True, words))
     code, text = run_program(program, work / "ntfs-ptrn.raw", "-offset", 0x10000, "-ignore_image_size")
     equal("cut image, told to go on", (code, text), (0, ""))
-    unpack(DATA / "negative/fat16.raw.gz", work / "fat16.raw")  # its maker's name is not MSDOS5.0
+    support.unpack(data / "negative/fat16.raw.gz", work / "fat16.raw", most=4 * MIB)  # its maker's name is not MSDOS5.0
     equal("fat16", run_program(program, work / "fat16.raw")[1], "couldn't find any partitions on disk\n\n")
 
 
@@ -133,7 +119,7 @@ def compare_disks_of_others(work, program):
 def loop_device(path, sector):
     made = subprocess.run(["losetup", "-f", "--show", "-b", str(sector), path], capture_output=True)
     if made.returncode != 0:
-        skip("no loop device to be had")
+        support.skip("no loop device to be had")
     device = made.stdout.decode().strip()
     try:
         yield device
@@ -168,27 +154,29 @@ def compare_devices(work, tool):
             quiet("delpart", device, "2")
 
 
+def tables(options):
+    support.require("mmls", "sgdisk", "parted", "mkntfs")
+    compare_made_disks(options.work, options.command)
+    compare_far_volume(options.work, options.command)
+    data = support.data_folder()
+    compare_disks_of_others(options.work, options.command, data) if data else print("no disks beside the checkout")
+
+
+def devices(options):
+    support.require("losetup", "addpart")
+    if os.geteuid() != 0:
+        support.skip("loop devices want root")
+    if not os.path.isdir("/sys/dev/block"):
+        support.skip("no /sys/dev/block, where the system describes its devices")
+    compare_devices(options.work, options.program)
+
+
 def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("part", choices=["tables", "devices"])
-    parser.add_argument("--program", help="grelmoor; for devices: source_cat")
-    parser.add_argument("--launcher", help="what it runs under")
-    parser.add_argument("--work", required=True, type=Path)
-    options = parser.parse_args()
-    options.work.mkdir(parents=True, exist_ok=True)
-    needed = ["mmls", "sgdisk", "parted", "mkntfs"] if options.part == "tables" else ["losetup", "addpart"]
-    missing = [tool for tool in needed if shutil.which(tool) is None]
-    if missing or (options.part == "devices" and os.geteuid() != 0):
-        skip("needs " + " ".join(missing or ["root"]))
-    if options.part == "devices":
-        compare_devices(options.work, options.program)
-    else:
-        program = [options.launcher, options.program] if options.launcher else [options.program]
-        compare_made_disks(options.work, program)
-        compare_far_volume(options.work, program)
-        compare_disks_of_others(options.work, program) if DATA.exists() else print("no disks beside the checkout")
+    options = support.read_options(__doc__, "tables", "devices")
+    {"tables": tables, "devices": devices}[options.part](options)
     print(*faults, f"{len(faults)} faults", sep="\n")
-    sys.exit(1 if faults else 0)
+    return 1 if faults else 0
 
 
-main()
+if __name__ == "__main__":
+    sys.exit(main())

@@ -3,13 +3,12 @@
 
 A case holds `command` ("grelmoor ..." with $samples, $data and $tmp) and what is expected of it: stdout, stderr and
 out ($tmp/out, where -out $tmp/out was asked for), each as NAME.exact or NAME.like; `exit` if the code is not 0. What is
-absent means "empty". In a .like file a line "..." stands for any lines, and "..." inside a line for any text.
+absent means "empty". Lines of `command` that begin with "#" say what else agreed with the result. In a .like file a line "..." stands for any lines, and "..." inside a line for any text.
 Under a launcher (Wine) the same cases run; line ends are LF there once they have been seen to be CR LF.
---rewrite writes what came into the .exact files: the difference is the review.
+--rewrite CASE (a name or a folder) writes what the built program gives into the .exact files: the difference is the
+review.
 """
 import argparse
-import gzip
-import lzma
 import os
 import pathlib
 import re
@@ -18,21 +17,15 @@ import shutil
 import subprocess
 import sys
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-SKIPPED = 77
-UNPACK = {".gz": gzip.open, ".xz": lzma.open}
+import support
 
-
-def data_folder():
-    folder = pathlib.Path(os.environ.get("GRELMOOR_DATA", ROOT.parent / "shared" / "data"))
-    return folder if folder.is_dir() else None
-
+RELEASE = support.ROOT / "build" / "release"
 
 def unpacked(source, work):
     """The file itself, or what it is packed around, kept below the work folder."""
     if source.exists():
         return source
-    for suffix, opener in UNPACK.items():
+    for suffix in support.OPENERS:
         packed = source.with_name(source.name + suffix)
         if not packed.exists():
             continue
@@ -40,25 +33,24 @@ def unpacked(source, work):
         if not target.exists():
             target.parent.mkdir(parents=True, exist_ok=True)
             part = target.with_name(f"{target.name}.{os.getpid()}")
-            with opener(packed) as packed_file, open(part, "wb") as file:
-                shutil.copyfileobj(packed_file, file)
+            support.unpack(packed, part)
             part.rename(target)
         return target
     return source
 
 
 def arguments_of(case, work, scratch):
-    words = shlex.split((case / "command").read_text().strip())
+    lines = [line for line in (case / "command").read_text().splitlines() if not line.startswith("#")]
+    words = shlex.split(" ".join(lines))
     assert words[0] == "grelmoor", f"{case}: a command begins with grelmoor"
-    folders = {"$samples/": ROOT / "samples", "$data/": data_folder(), "$case/": case}
+    folders = {"$samples/": support.SAMPLES, "$data/": support.data_folder(), "$case/": case}
     result = []
     for word in words[1:]:
         for prefix, folder in folders.items():
             if not word.startswith(prefix):
                 continue
             if folder is None:
-                print(f"{case.name}: skipped, no shared data beside the checkout")
-                sys.exit(SKIPPED)
+                support.require_data()
             word = str(unpacked(folder / word[len(prefix):], work))
         result.append(word.replace("$tmp", str(scratch)))
     return result
@@ -127,13 +119,14 @@ def run_case(case, options):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("--program", required=True, type=os.path.abspath)
+    parser.add_argument("--program", default=RELEASE / "grelmoor", type=os.path.abspath)
     parser.add_argument("--launcher", nargs=1, default=[])
-    parser.add_argument("--work", required=True)
+    parser.add_argument("--work", default=RELEASE / "cli")
     parser.add_argument("--rewrite", action="store_true")
     parser.add_argument("cases", nargs="+", type=pathlib.Path)
     options = parser.parse_args()
-    failures = [case.name for case in options.cases if not run_case(case.resolve(), options)]
+    folders = [case if case.is_dir() else pathlib.Path(__file__).parent / case for case in options.cases]
+    failures = [case.name for case in folders if not run_case(case.resolve(), options)]
     return 1 if failures else 0
 
 

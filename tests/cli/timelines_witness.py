@@ -6,20 +6,16 @@ real ones beside the checkout.
 -csvl2t:   each name's times to 100 ns with their letters, as istat tells them
 -hashfile: what md5 and sha1 make of each unnamed stream that icat reads
 """
-import argparse
 import collections
 import csv
 import datetime
-import gzip
 import hashlib
-import os
-import pathlib
 import re
-import shutil
 import subprocess
 import sys
 
-from witness import EPOCH, ROOT, SKIPPED, istat_entry
+import support
+from witness import EPOCH, istat_entry
 
 LETTERS = {"modified": "M", "accessed": "A", "mft_changed": "C", "created": "B"}
 VIRTUAL = "/$OrphanFiles"  # where the toolkit puts what has no path
@@ -46,7 +42,7 @@ class Volume:
 
     def ours(self, *arguments):
         place = ["-image", self.image] + (["-offset", self.offset] if self.offset else [])
-        return run(*self.options.launcher, self.options.program, *place, "-quiet", *arguments).stdout.replace(b"\r\n", b"\n")
+        return run(*self.options.command, *place, "-quiet", *arguments).stdout.replace(b"\r\n", b"\n")
 
     def equal(self, what, ours, theirs):
         self.compared[what.split(" ")[0]] += 1
@@ -112,28 +108,19 @@ class Volume:
                 yield record, entry
 
 
-def volumes(options):
-    data = pathlib.Path(os.environ.get("GRELMOOR_DATA", ROOT.parent / "shared" / "data"))
-    yield ROOT / "samples" / "small.img.gz", 0, SAMPLE
-    yield from ((packed, 65536, {}) for packed in sorted(data.glob("ntfs-*.raw.gz")))
+def volumes(part):
+    if part == "sample":
+        return [(support.SAMPLES / "small.img.gz", 0, SAMPLE)]
+    return [(packed, 65536, {}) for packed in sorted(support.require_data().glob("ntfs-*.raw.gz"))]
 
 
 def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--program", required=True)
-    parser.add_argument("--launcher", nargs=1, default=[])
-    parser.add_argument("--work", required=True, type=pathlib.Path)
-    options = parser.parse_args()
-    if shutil.which("mactime") is None:
-        print("skipped: the toolkit is not installed")
-        return SKIPPED
-    options.work = options.work.resolve() / "timelines"
-    options.work.mkdir(parents=True, exist_ok=True)
+    options = support.read_options(__doc__, "facts", "sample")
+    support.require("mactime", "fls", "istat", "icat")
     differences = 0
-    for packed, offset, known in volumes(options):
+    for packed, offset, known in volumes(options.part):
         volume = Volume(options, options.work / packed.stem, offset, known)
-        with gzip.open(packed) as source, open(volume.image, "wb") as target:
-            shutil.copyfileobj(source, target, 1 << 20)
+        support.unpack(packed, volume.image)
         volume.body_file()
         entries = dict(volume.entries())
         volume.log2timeline(entries)

@@ -13,21 +13,16 @@ Differs by design, and is left out:
 - times that the toolkit cannot hold in its 32 bits of seconds; times ahead of 1970 the program leaves blank
 - what lies behind a non-resident attribute list: an extracted $MFT does not hold it
 """
-import argparse
 import collections
 import datetime
-import gzip
 import json
 import lzma
-import os
-import pathlib
 import re
-import shutil
 import subprocess
 import sys
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-SKIPPED = 77
+import support
+
 KNOWN = {
     ("xw_MFT", 560): "the name's length reaches past the attribute's value: the toolkit cuts it at the value",
 }
@@ -51,7 +46,7 @@ def shown(ticks):
 
 def program_records(options, source):
     """Rows of the per-path report with every attribute, by record number."""
-    command = options.launcher + [options.program] + source + [
+    command = options.command + source + [
         "-quiet", "-csvperpath", "-csv_separator", "tab", "-no_whitespace", "-base10",
         "-timeformat", "hh:mm:ss.xxxxxxx", "-action_include_clusterinfo"]
     output = subprocess.run(command, capture_output=True, check=True, timeout=300).stdout.replace(b"\r\n", b"\n")
@@ -147,21 +142,17 @@ def printable(name):
 
 
 def from_facts(options, comparison):
-    data = pathlib.Path(os.environ.get("GRELMOOR_DATA", ROOT.parent / "shared" / "data"))
-    if not data.is_dir():
-        print("skipped: no shared data beside the checkout")
-        return SKIPPED
+    data = support.require_data()
     for packed in sorted(data.glob("mft/*.xz")):
         facts = json.load(lzma.open(data / "facts" / f"{packed.name.split('.')[0]}.json.xz"))
         unpacked = options.work / packed.stem
-        unpacked.write_bytes(lzma.open(packed).read())
+        support.unpack(packed, unpacked)
         records = program_records(options, ["-mftfile", str(unpacked)])
         for entry in facts["entries"]:
             if "error" in entry:
                 continue
             entry["list_elsewhere"] = any(each["type"] == 32 and not each["resident"] for each in entry["attributes"])
             comparison.record(packed.stem, entry, records.get(entry["inode"], []))
-    return 0
 
 
 def ticks(text):
@@ -201,11 +192,9 @@ def istat_entry(text, inode):
 
 
 def from_sample(options, comparison):
-    if shutil.which("istat") is None:
-        print("skipped: istat is not installed")
-        return SKIPPED
+    support.require("istat")
     image = options.work / "small.img"
-    image.write_bytes(gzip.open(ROOT / "samples" / "small.img.gz").read())
+    support.unpack(support.SAMPLES / "small.img.gz", image)
     records = program_records(options, ["-image", str(image)])
     for inode in range(max(records) + 1):
         asked = subprocess.run(["istat", "-r", "-f", "ntfs", "-z", "UTC", str(image), str(inode)], capture_output=True)
@@ -216,27 +205,19 @@ def from_sample(options, comparison):
         beyond = any(time is None or time > LAST_32_BIT_TIME for row in records.get(inode, []) for time in row["si"] + row["fn"])
         if not is_extension and not beyond:
             comparison.record("sample", entry, records.get(inode, []))
-    return 0
 
 
-def main(parts):
-    parser = argparse.ArgumentParser()
-    parser.add_argument("part", choices=parts)
-    parser.add_argument("--program", required=True)
-    parser.add_argument("--launcher", nargs=1, default=[])
-    parser.add_argument("--work", required=True, type=pathlib.Path)
-    options = parser.parse_args()
-    options.work = options.work.resolve() / options.part
-    options.work.mkdir(parents=True, exist_ok=True)
+def main(description, parts):
+    options = support.read_options(description, *parts)
     comparison = Comparison()
-    result = parts[options.part](options, comparison)
+    parts[options.part](options, comparison)
+    count = sum(comparison.compared.values())
     print("\n".join(comparison.differences[:40]))
-    print(f"{sum(comparison.compared.values())} comparisons {dict(comparison.compared)}, {len(comparison.differences)} differences")
-    if result == 0 and sum(comparison.compared.values()) < 500:
+    print(f"{count} comparisons {dict(comparison.compared)}, {len(comparison.differences)} differences")
+    if count < 500:
         print("too few comparisons: nothing was proved")
-        return 1
-    return result or (1 if comparison.differences else 0)
+    return 1 if comparison.differences or count < 500 else 0
 
 
 if __name__ == "__main__":
-    sys.exit(main({"facts": from_facts, "sample": from_sample}))
+    sys.exit(main(__doc__, {"facts": from_facts, "sample": from_sample}))

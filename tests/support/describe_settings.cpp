@@ -67,6 +67,8 @@ std::string text_of_map(const map& entries) {
     return "{" + text + "}";
 }
 
+// One name after the other, as many as a line holds.
+// clang-format off
 #define FIELD(name) {#name, text_of(ctx.name)}
 #define ITEMS(name) {#name, text_of_items(ctx.name)}
 #define ENTRIES(name) {#name, text_of_map(ctx.name)}
@@ -103,6 +105,7 @@ named_texts walk_texts(const mft_entries_ctx& ctx) {
         FIELD(copy_active), FIELD(use_orig_ext), FIELD(want_md5), FIELD(want_sha1),
     };
 }
+// clang-format on
 
 void append_differences(std::string& out, const named_texts& base, const named_texts& texts) {
     for (std::size_t index = 0; index < texts.size(); ++index) {

@@ -63,25 +63,6 @@ TEST(run, help_goes_to_standard_error_and_nothing_else_happens) {
     EXPECT_FALSE(std::filesystem::exists("never_made"));
 }
 
-TEST(run, usage_keeps_its_columns) {
-    const std::vector<std::string> lines = lines_of(usage_text());
-    EXPECT_EQ(lines[0], std::string(77, '-'));
-    EXPECT_EQ(lines[2], "grelmoor ver: 0.72");
-    std::size_t near = 0, far = 0, bare = 0;
-    for (std::size_t index = 5; index < lines.size(); ++index) {
-        const std::string& line = lines[index];
-        if (!line.starts_with("  ")) continue;
-        const std::size_t sign = line.find(" = ");
-        bare += sign == std::string::npos;
-        near += sign == 31;
-        far += sign == 41;
-    }
-    EXPECT_EQ(near, 2u);
-    EXPECT_EQ(bare, 1u);
-    EXPECT_EQ(far, 45u);
-    EXPECT_NE(usage_text().find("         [-raw]                           = incl slack & skip sparse clusters\n"), std::string::npos);
-}
-
 TEST(run, header_tells_moment_machine_and_command) {
     const std::vector<std::string> lines =
         lines_of(build_run_header({"grelmoor", "-a b", "-PIPE", "", "-dateformat", "yyyy-mm-dd"}));
