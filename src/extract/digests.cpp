@@ -7,6 +7,7 @@
 #include "extract/null_out_stream.h"
 #include "ntfs/record_read.h"
 #include "ntfs/volume.h"
+#include "platform/files.h"
 #include "run/progress.h"
 #include "run/run_context.h"
 
@@ -84,8 +85,10 @@ bool read_through_runs(const stream_sink& sink, const file_record& record, const
 // Not of an extracted $MFT: there no stream outside of the records can be read.
 void tell_cut_stream(const file_record& record, const attr_entry& attribute, const mft_entries_ctx& ctx) {
     if (ctx.volume == nullptr) return;
-    log_diag(ctx.log, "err: record %llx, attribute %x: its stream was not read, or not copied, to the end",
-             static_cast<unsigned long long>(record.inode), unsigned{id_of(attribute)});
+    const std::uint32_t error = last_system_error();
+    log_diag(ctx.log, "err: record %llx, attribute %x: its stream was not read, or not copied, to the end: %s",
+             static_cast<unsigned long long>(record.inode), unsigned{id_of(attribute)},
+             error == 0 ? "runs, sizes or units do not fit" : system_error_text(error).c_str());
 }
 
 bool can_be_digested(const attr_entry* attribute) {
