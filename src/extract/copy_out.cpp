@@ -7,10 +7,11 @@
 #include "base/time_point.h"
 #include "extract/digests.h"
 #include "extract/host_names.h"
+#include "platform/host_paths.h"
 #include "platform/paths.h"
 #include "run/filter_tables.h"
 #include "run/run_context.h"
-#include "platform/host_paths.h"
+#include "sources/evidence.h"
 #include "sources/plain_file.h"
 
 namespace {
@@ -109,10 +110,28 @@ std::u16string copy_name(const file_record& record, const mft_entries_ctx& ctx, 
     return safe_component(name);
 }
 
+void tell_failure(const file_record& record, const std::u16string& path, const mft_entries_ctx& ctx) {
+    log_diag(ctx.log, "err: record %llx: no copy: %s: %s", static_cast<unsigned long long>(record.inode),
+             utf8_from_utf16(path).c_str(), system_error_text(last_system_error()).c_str());
+}
+
+// A source in the destination's root can bear any name.
+bool leads_to_evidence(const std::u16string& path, const mft_entries_ctx& ctx) {
+    file_identity there;
+    if (!identify(path, there) || !is_evidence(ctx.evidence, there)) return false;
+    log_diag(ctx.log, "err: %s is a source, and stays as it is: nothing is copied", utf8_from_utf16(path).c_str());
+    return true;
+}
+
 bool write_temporary(const std::u16string& path, const file_record& record, const mft_entries_ctx& ctx,
                      const attr_entry& attribute, stream_state& state) {
     plain_file file;
-    return file.open_with(path, true, true) && read_stream_to(sink_into(file), record, ctx, &attribute, state);
+    const bool opened = file.open_with(path, true, true);
+    if (opened && !read_stream_to(sink_into(file), record, ctx, &attribute, state)) return false;
+    // What a share or a quota does not keep shows at the close: such a copy must not get a name that vouches for it.
+    if (opened && file.close_written()) return true;
+    tell_failure(record, path, ctx);
+    return false;
 }
 
 }  // namespace
@@ -129,11 +148,13 @@ bool copy_stream(const file_record& record, const mft_entries_ctx& ctx, const at
     state.extracted_path.clear();
     if (!has_stream_bytes(attribute)) return false;
     const std::u16string temporary = temporary_path(ctx);
+    if (leads_to_evidence(temporary, ctx)) return false;
     move_outcome outcome = move_outcome::failed;
     std::u16string target;
     if (write_temporary(temporary, record, ctx, attribute, state)) {
         target = below(make_folders(record, ctx, state), copy_name(record, ctx, attribute, state, own_name));
         outcome = move_file(temporary, target);
+        if (outcome == move_outcome::failed) tell_failure(record, target, ctx);
     }
     if (outcome != move_outcome::moved) remove_file(temporary);
     if (outcome == move_outcome::failed) {

@@ -7,6 +7,8 @@
 #include "extract/null_out_stream.h"
 #include "ntfs/record_read.h"
 #include "ntfs/volume.h"
+#include "platform/files.h"
+#include "run/progress.h"
 #include "run/run_context.h"
 
 namespace {
@@ -17,10 +19,23 @@ struct digest_feed {
     sha1_context sha1;
     bool md5_on, sha1_on;
     const stream_sink& sink;
+    std::uint64_t inode;
+    bool shows_progress;
+    std::uint64_t pieces = 0;
 };
+
+// A stream may take longer than the rest of the walk.
+void show_piece(digest_feed& feed) {
+    std::string text = "reading entry ";
+    append_decimal(text, feed.inode);
+    text += ", piece ";
+    append_decimal(text, ++feed.pieces);
+    write_progress(text);
+}
 
 bool feed_digests(void* target, byte_view bytes) {
     auto& feed = *static_cast<digest_feed*>(target);
+    if (feed.shows_progress) show_piece(feed);
     if (feed.md5_on) feed.md5.update(bytes);
     if (feed.sha1_on) feed.sha1.update(bytes);
     return feed.sink.take(feed.sink.target, bytes);
@@ -34,8 +49,10 @@ bool put_to_stream(void* target, byte_view bytes) {
 
 std::uint16_t id_of(const attr_entry& attribute) { return byte_view(attribute.raw).u16(attribute_at::id); }
 
-// The runs of the entry with the attribute's id; only if no such entry has any, of the first with its type. Null: none.
+// The runs of the entry with the attribute's id, which is the attribute itself unless it has none: ids of several
+// records meet in one map. Only if no such entry has any, of the first with its type. Null: none.
 const std::vector<cluster_run>* runs_of(const file_record& record, const attr_entry& attribute) {
+    if (!attribute.runs.empty()) return &attribute.runs;
     const std::vector<cluster_run>* of_type = nullptr;
     for (const auto& item : record.attributes) {
         const attr_entry& entry = item.value;
@@ -65,6 +82,15 @@ bool read_through_runs(const stream_sink& sink, const file_record& record, const
     return read_plain_stream(*ctx.volume, sink, stream, std::min(size, held), is_index);
 }
 
+// Not of an extracted $MFT: there no stream outside of the records can be read.
+void tell_cut_stream(const file_record& record, const attr_entry& attribute, const mft_entries_ctx& ctx) {
+    if (ctx.volume == nullptr) return;
+    const std::uint32_t error = last_system_error();
+    log_diag(ctx.log, "err: record %llx, attribute %x: its stream was not read, or not copied, to the end: %s",
+             static_cast<unsigned long long>(record.inode), unsigned{id_of(attribute)},
+             error == 0 ? "runs, sizes or units do not fit" : system_error_text(error).c_str());
+}
+
 bool can_be_digested(const attr_entry* attribute) {
     if (attribute == nullptr || attribute->type != type_data) return false;
     return has_stream_bytes(*attribute);
@@ -83,11 +109,16 @@ bool read_stream_to(const stream_sink& sink, const file_record& record, const mf
     state.clear_digests();
     if (!source_usable(ctx) || attribute == nullptr || attribute->raw.empty()) return false;
     // A copy's name holds its MD5, wanted or not.
-    digest_feed feed{{}, sha1_context(), ctx.want_md5 || ctx.copy_files, ctx.want_sha1, sink};
+    const bool non_resident = attribute->non_resident();
+    digest_feed feed{{},   sha1_context(), ctx.want_md5 || ctx.copy_files,   ctx.want_sha1,
+                     sink, record.inode,   non_resident && ctx.show_progress};
     const stream_sink through{feed_digests, &feed};
-    state.has_digests = attribute->non_resident() ? read_through_runs(through, record, ctx, *attribute)
-                                                  : feed_digests(&feed, resident_bytes(*attribute));
-    if (!state.has_digests) return false;
+    state.has_digests = non_resident ? read_through_runs(through, record, ctx, *attribute)
+                                     : feed_digests(&feed, resident_bytes(*attribute));
+    if (!state.has_digests) {
+        tell_cut_stream(record, *attribute, ctx);
+        return false;
+    }
     if (feed.md5_on) state.md5_digest = feed.md5.finish();
     if (feed.sha1_on) state.sha1_digest = feed.sha1.finish();
     return true;

@@ -2,15 +2,15 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "run/run_context.h"
 #include "front/scanners.h"
 #include "front/walk_options.h"
 #include "platform/console.h"
 #include "platform/files.h"
 #include "platform/paths.h"
+#include "run/progress.h"
+#include "run/run_context.h"
 #include "sources/vmdk_chain.h"
 #include "sources/volume_offset.h"
-#include "walk/record_visit.h"
 
 namespace {
 

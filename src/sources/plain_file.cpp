@@ -58,3 +58,9 @@ void plain_file::close() {
     is_open = false;
     size = 0;
 }
+
+bool plain_file::close_written() {
+    is_open = false;
+    size = 0;
+    return close_written_file(file);
+}

@@ -1,6 +1,7 @@
 #include "walk/phases.h"
 
 #include "platform/console.h"
+#include "run/progress.h"
 #include "run/run_context.h"
 #include "walk/record_visit.h"
 #include "walk/unallocated.h"

@@ -5,19 +5,16 @@
 
 #include "base/numbers.h"
 #include "ntfs/record_read.h"
-#include "platform/console.h"
 #include "report/default_report.h"
 #include "report/exchange_formats.h"
 #include "report/record_dump.h"
 #include "report/report_output.h"
+#include "run/progress.h"
 #include "run/run_context.h"
 #include "walk/acceptance.h"
 #include "walk/open_source.h"
 
 namespace {
-
-constexpr std::size_t progress_columns = 60;
-constexpr std::size_t progress_limit = 255;
 
 struct report_choice {
     bool (*is_wanted)(const mft_entries_ctx& ctx);
@@ -69,12 +66,4 @@ void show_progress(const mft_entries_ctx& ctx, std::uint64_t done, std::uint64_t
     text += " of ";
     append_decimal(text, total);
     write_progress(text);
-}
-
-void write_progress(std::string_view text) {
-    std::string line(text.substr(0, progress_limit));
-    std::erase(line, '\n');
-    line.resize(progress_columns, ' ');
-    line += '\r';
-    write_standard_error(line);
 }

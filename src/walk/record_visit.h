@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 #include <vector>
 
 #include "ntfs/file_record.h"
@@ -36,5 +35,3 @@ void end_walk(record_walk& walk);
 
 // "analyzing entry <done> of <total>" in the progress line, unless the run is quiet.
 void show_progress(const mft_entries_ctx& ctx, std::uint64_t done, std::uint64_t total);
-// Writes the progress line, cut and padded to 60 columns, ended by a carriage return, to standard error.
-void write_progress(std::string_view text);

@@ -171,7 +171,11 @@ move_outcome move_without_replacing(const std::u16string& from, const std::u16st
 bool create_one_directory(const std::u16string& path) {
     constexpr mode_t new_directory_mode = 0777;
     if (has_nul(path)) return refuse(EINVAL);
-    return note(mkdir(bytes_from_utf16(path).c_str(), new_directory_mode) == 0 || errno == EEXIST);
+    const std::string name = bytes_from_utf16(path);
+    if (mkdir(name.c_str(), new_directory_mode) == 0) return note(true);
+    struct stat facts {};
+    if (errno == EEXIST && stat(name.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode)) return note(true);
+    return note(false);
 }
 
 bool remove_one_file(const std::u16string& path) {

@@ -197,7 +197,12 @@ move_outcome move_without_replacing(const std::u16string& from, const std::u16st
 
 bool create_one_directory(const std::u16string& path) {
     if (has_nul(path)) return refuse(ERROR_INVALID_NAME);
-    return note(CreateDirectoryW(wide_of(path).c_str(), nullptr) != 0 || GetLastError() == ERROR_ALREADY_EXISTS);
+    const std::wstring wide = wide_of(path);
+    if (CreateDirectoryW(wide.c_str(), nullptr) != 0) return note(true);
+    const DWORD error = GetLastError();
+    const DWORD attributes = error == ERROR_ALREADY_EXISTS ? GetFileAttributesW(wide.c_str()) : 0;
+    const bool is_there = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    return is_there ? note(true) : refuse(error);
 }
 
 bool remove_one_file(const std::u16string& path) {

@@ -4,8 +4,8 @@
 
 #include "base/text.h"
 #include "extract/digests.h"
-#include "run/filter_tables.h"
 #include "platform/host_paths.h"
+#include "run/filter_tables.h"
 #include "support/open_volume.h"
 #include "support/temp_folder.h"
 
@@ -97,6 +97,17 @@ TEST(digest_stream, a_failed_read_or_nothing_to_read_leaves_zeros) {
     }
 }
 
+TEST(digest_stream, an_id_that_two_records_gave_does_not_lead_to_another_stream) {
+    one_record file(in_clusters({{1, 20}}, 1024));
+    bool made = false;
+    const attr_key ahead = (file.record.attributes.end() - 1)->key - type_data + type_security_descriptor;
+    attr_entry& other = file.record.attributes.insert(ahead, made);
+    other.raw = file.last().raw;
+    other.runs = one_record(in_clusters({{1, 21}}, 1024)).last().runs;
+    EXPECT_TRUE(file.digest());
+    EXPECT_EQ(file.state.md5_digest, md5_of(clusters({20}), 1024));
+}
+
 TEST(user_names, are_the_component_behind_the_profiles) {
     const std::pair<const char*, const char16_t*> cases[] = {
         {"[root]\\Users\\bob\\Desktop\\", u"bob"},
@@ -146,6 +157,21 @@ TEST(copy_out, a_failed_copy_leaves_neither_path_nor_file) {
     EXPECT_EQ(cut.copy(folder.path()), "");
     EXPECT_FALSE(temp_folder::exists(folder.path(u"1a__temp__.bin")));
     EXPECT_EQ(one_record(hello()).copy(folder.path(u"missing")), "");
+    one_record source(hello());
+    temp_folder::put(folder.path(u"__temp__.bin"), "evidence");
+    protect(source.opened.ctx.evidence, folder.path(u"__temp__.bin"));
+    EXPECT_EQ(source.copy(folder.path()), "");
+    EXPECT_EQ(temp_folder::content(folder.path(u"__temp__.bin")), "evidence");
+}
+
+TEST(copy_out, a_file_in_a_folders_place_sends_the_copy_to_the_catchall) {
+    const temp_folder folder;
+    const std::u16string valid = folder.path(u"valid"), separator(1, temp_folder::separator());
+    ASSERT_TRUE(create_directory(valid));
+    temp_folder::put(valid + separator + u"non_acct", "x");
+    one_record file(hello());
+    file.copy(folder.path());
+    EXPECT_TRUE(file.state.extracted_path.starts_with(valid + separator + u"catchall"));
 }
 
 TEST(copy_out, a_destination_may_lie_deeper_than_the_host_likes) {

@@ -77,6 +77,7 @@ TEST(directories, a_tree_is_made_component_by_component) {
 
     temp_folder::put(folder.path(u"file"), "x");
     EXPECT_FALSE(create_directory_tree(folder.path(u"file") + separator + u"below"));
+    EXPECT_FALSE(create_directory_tree(folder.path(u"file"))) << "what is there is no directory";
     EXPECT_FALSE(create_directory_tree(u""));
     EXPECT_TRUE(create_directory_tree(u"unit_bare_name"));
     EXPECT_FALSE(std::filesystem::exists(u"unit_bare_name")) << "a name without any separator is not made";
