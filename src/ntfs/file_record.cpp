@@ -92,6 +92,8 @@ std::span<const name_entry* const> names_in(const file_record& record, std::uint
         if (!std::is_sorted(names.begin(), names.end(), by_parent))
             std::stable_sort(names.begin(), names.end(), by_parent);
     }
-    const auto range = std::ranges::equal_range(names, parent, {}, &name_entry::parent);
-    return {range.begin(), range.end()};
+    const auto is_ahead = [](const name_entry* name, std::uint64_t of) { return name->parent < of; };
+    const auto is_behind = [](std::uint64_t of, const name_entry* name) { return of < name->parent; };
+    const auto first = std::lower_bound(names.begin(), names.end(), parent, is_ahead);
+    return {first, std::upper_bound(first, names.end(), parent, is_behind)};
 }
