@@ -23,7 +23,7 @@ bool stands_in(byte_view bytes, std::uint64_t child) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t record_size = 1024, most_bytes = 24 * 1024;
     constexpr std::uint32_t cluster_sizes[] = {512, 1024, 4096, 8192};
     if (size < record_size || size > most_bytes) return 0;
