@@ -39,5 +39,8 @@ extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
     return 0;
 }
 
-// A small quarantine, so that the limit of the whole process tells of the input.
-extern "C" const char* __asan_default_options() { return "max_allocation_size_mb=256:quarantine_size_mb=16"; }
+// A small quarantine, so that the limit of the whole process tells of the input; short stacks of allocations, which are
+// a tenth of the time.
+extern "C" const char* __asan_default_options() {
+    return "max_allocation_size_mb=256:quarantine_size_mb=16:malloc_context_size=6";
+}

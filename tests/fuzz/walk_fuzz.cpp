@@ -6,14 +6,17 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <optional>
 #include <sstream>
 
+#include "base/text.h"
 #include "ntfs/streams.h"
 #include "ntfs/volume.h"
 #include "report/report_output.h"
 #include "support/open_volume.h"
 #include "support/program_run.h"
 #include "support/sample_volume.h"
+#include "support/temp_folder.h"
 #include "walk/phases.h"
 
 namespace {
@@ -35,12 +38,13 @@ const arguments shapes[] = {
     {"-find_mft", "13"},
     {"-default_output", "-base10", "-pair_datetime"},
     {"-csv", "-base10", "-filerecord_offset", "-hide_dos_fntimes", "-no_whitespace"},
+    {"-action_copy_files", "-all"},  // the folder comes between them
 };
 
 const arguments filters[] = {
     {"-action_include_header", "-action_include_clusterinfo"},
     {"-filter_sig", "mz|16bit_mz|32bit_pe|64bit_pe|pe|hive|evt|sqlite|lnk"},
-    {"-filter_dir", "\\dir*"},
+    {"-filter_dir", "\\dir*2"},
     {"-filter_dir", "c:\\link*?"},
     {"-filter_file", "\\dir\\sub|\\text.txt:stream|\\dir\\tool.exe"},
     {"-filter_inode", "1:stream|3|8|13|4294967295"},
@@ -51,7 +55,7 @@ const arguments filters[] = {
     {"-filter_deleted_files_all"},
     {"-filter_deleted_files"},
     {"-filter_AND_logic"},
-    {"-filter_ext", "txt|exe", "-filter_name", "a", "-filter_wildcard", "?e", "-filter_fullname", "hive"},
+    {"-filter_ext", "txt|exe", "-filter_name", "a|text:stream", "-filter_wildcard", "?e", "-filter_fullname", "hive"},
     {"-filter_max_size", "4096", "-filter_min_size", "1"},
     {"-filter_start_time", "01/01/1980", "-filter_stop_time", "01/01/2030", "-filter_pattern", "4d 5a"},
 };
@@ -101,9 +105,9 @@ void open_in_memory(mft_entries_ctx& ctx, build::bytes disk, unsigned bits) {
                    ctx.log);
 }
 
-// A hole may declare more bytes than can be digested in an hour, and all of them count.
+// A hole may declare more bytes than can be digested or copied in an hour, and all of them count.
 bool has_endless_stream(mft_entries_ctx& ctx) {
-    constexpr std::uint64_t most_bytes = 4 << 20;
+    constexpr std::uint64_t most_bytes = 1 << 20;
     file_record record;
     for (std::uint64_t inode = 0; ctx.volume != nullptr && inode < build::sample_records; ++inode) {
         read_and_decode_record(record, ctx, inode, false);
@@ -137,12 +141,15 @@ int run_input(const std::uint8_t* data, std::size_t size) {
     const temporary_file file((bits & from_memory) != 0 ? build::bytes() : disk);
     options.insert(options.end(), {(bits & from_memory) != 0 ? "-indxfile" : "-image", file.path()});
     if ((bits & whole_image) == 0) options.insert(options.end(), {"-offset", "0x1000", "-ignore_image_size"});
+    std::optional<temp_folder> copies;
+    if (options.front() == "-action_copy_files")
+        options.insert(options.begin() + 1, utf8_from_utf16(copies.emplace().path()));
     const read_options read = options_of(options);
     mft_entries_ctx& ctx = *read.ctx;
     if (read.result != 0) return 0;
     if ((bits & from_memory) != 0) open_in_memory(ctx, std::move(disk), bits);
     open_and_prepare(ctx);
-    if (ctx.hash_output && has_endless_stream(ctx)) return 0;
+    if ((ctx.hash_output || ctx.copy_files) && has_endless_stream(ctx)) return 0;
     std::ostringstream out;
     report_output results{out, ctx.header_pending};
     run_walks(results, ctx);
