@@ -46,9 +46,11 @@ private:
     std::size_t size_;
 };
 
-struct disk_file : temporary_file {
-    using temporary_file::temporary_file;
-    std::u16string path() const { return utf16_from_utf8(temporary_file::path()); }
+struct disk_file {
+    explicit disk_file(const bytes& content) : file(content) {}
+    std::u16string path() const { return utf16_from_utf8(file.path()); }
+
+    temporary_file file;
 };
 
 }  // namespace build
