@@ -90,7 +90,8 @@ std::span<const name_entry* const> all_names(const file_record& record) {
         sorted = sorted && (names.empty() || names.back()->parent <= item.value.parent);
         names.push_back(&item.value);
     }
-    if (!sorted) std::ranges::stable_sort(names, {}, &name_entry::parent);
+    const auto ahead = [](const name_entry* left, const name_entry* right) { return left->parent < right->parent; };
+    if (!sorted) std::stable_sort(names.begin(), names.end(), ahead);
     return names;
 }
 
@@ -98,6 +99,8 @@ std::span<const name_entry* const> names_in(const file_record& record, std::uint
     const auto names = all_names(record);
     // Most records have one directory alone.
     if (!names.empty() && names.front()->parent == parent && names.back()->parent == parent) return names;
-    const auto range = std::ranges::equal_range(names, parent, {}, &name_entry::parent);
-    return {range.begin(), range.end()};
+    const auto is_ahead = [](const name_entry* name, std::uint64_t of) { return name->parent < of; };
+    const auto is_behind = [](std::uint64_t of, const name_entry* name) { return of < name->parent; };
+    const auto first = std::lower_bound(names.begin(), names.end(), parent, is_ahead);
+    return {first, std::upper_bound(first, names.end(), parent, is_behind)};
 }

@@ -152,6 +152,12 @@ std::uint64_t run_bytes(const std::vector<stream_run>& runs, std::uint32_t clust
     return clusters * cluster_size;
 }
 
+std::uint64_t stream_size(const attr_entry& attribute, std::uint32_t cluster_size) {
+    std::uint64_t clusters = 0;
+    for (const cluster_run& run : attribute.runs) clusters += run.clusters;
+    return std::min(attribute.data_size(), clusters * cluster_size);
+}
+
 void drop_sparse_runs(stream_runs& stream) {
     std::erase_if(stream.runs, [](const stream_run& run) { return run.sparse; });
     renumber(stream);
@@ -268,7 +274,7 @@ bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const
     if (resident) return sink.take(sink.target, resident_bytes(attribute));
 
     stream_runs stream(attribute.runs);
-    const std::uint64_t data_size = std::min(declared, run_bytes(stream.runs, volume->cluster_bytes(), false));
+    const std::uint64_t data_size = stream_size(attribute, volume->cluster_bytes());
     const std::uint64_t allocated_size = byte_view(attribute.raw).u64(attribute_at::allocated_size);
     if (is_compressed_attribute(attribute)) {
         return read_compressed_stream(*volume, sink, stream, data_size, allocated_size);

@@ -48,6 +48,8 @@ struct stream_runs {
 bool lookup_vcn(stream_runs& stream, std::uint64_t vcn, std::size_t& index, std::uint64_t& lcn);
 // Bytes that the runs hold.
 std::uint64_t run_bytes(const std::vector<stream_run>& runs, std::uint32_t cluster_size, bool skip_holes);
+// Bytes of a non-resident stream, as many as its runs hold.
+std::uint64_t stream_size(const attr_entry& attribute, std::uint32_t cluster_size);
 // Without its holes, and renumbered, so that they close up.
 void drop_sparse_runs(stream_runs& stream);
 // Adds the runs of a further part and renumbers; of two with the same VCN the earlier one stays.

@@ -20,12 +20,15 @@ constexpr std::uint64_t no_inode = ~std::uint64_t{0};
 // $Bitmap: a bit for each cluster, set where it is in use.
 struct cluster_bitmap {
     std::vector<std::uint8_t> bytes;  // no more than can count
+    std::size_t most = 0;             // how many can
     std::uint64_t length = 0;         // of the whole stream
 
     bool is_free(std::uint32_t cluster) const { return (bytes[cluster >> 3] >> (cluster & 7) & 1) == 0; }
     bool eight_in_use(std::uint32_t cluster) const { return (cluster & 7) == 0 && bytes[cluster >> 3] == 0xFF; }
     // Kept: computed in 32 bits, so that a bitmap of 512 MiB and more wraps.
     std::uint32_t clusters() const { return static_cast<std::uint32_t>(length) * 8; }
+    bool is_full() const { return bytes.size() == most; }
+    bool tells_of(std::uint32_t cluster) const { return cluster < clusters() && cluster >> 3 < bytes.size(); }
 };
 
 // A walk over free clusters. Positions are bytes from the volume's start.
@@ -44,9 +47,24 @@ struct cluster_walk : record_walk {
 bool take_bitmap(void* target, byte_view bytes) {
     auto& bitmap = *static_cast<cluster_bitmap*>(target);
     bitmap.length += bytes.size;
-    const byte_view wanted = bytes.part(0, bitmap_that_counts - bitmap.bytes.size());
+    const byte_view wanted = bytes.part(0, bitmap.most - bitmap.bytes.size());
     bitmap.bytes.insert(bitmap.bytes.end(), wanted.data, wanted.data + wanted.size);
-    return true;
+    return !bitmap.is_full();
+}
+
+// Guard: a damaged bitmap may declare holes without end. What tells of clusters behind the source's end is not read.
+std::size_t bitmap_bytes_that_count(const ntfs_volume& volume) {
+    const std::uint64_t of_source = volume.reader->size() / volume.cluster_bytes() / 8 + 1;
+    return static_cast<std::size_t>(std::min<std::uint64_t>(of_source, bitmap_that_counts));
+}
+
+void read_bitmap_stream(cluster_bitmap& bitmap, const attr_entry& attribute, const mft_entries_ctx& ctx) {
+    const bool whole = read_attribute_data(ctx.volume.get(), attribute, {take_bitmap, &bitmap}, ctx.log);
+    if (!whole && !bitmap.is_full())
+        log_diag(ctx.log, "err: bitmap ends at %llx", static_cast<unsigned long long>(bitmap.length));
+    // The rest counts by its length alone.
+    if (!whole && bitmap.is_full() && attribute.non_resident())
+        bitmap.length = std::max(bitmap.length, stream_size(attribute, ctx.volume->cluster_bytes()));
 }
 
 // False: there is no bitmap. One that ends early tells of the clusters that it reaches.
@@ -56,8 +74,8 @@ bool read_bitmap(cluster_walk& walk) {
     for (const auto& item : walk.record.attributes) {
         const attr_entry& attribute = item.value;
         if (attribute.type != type_data || !attribute.name.empty()) continue;
-        if (!read_attribute_data(ctx.volume.get(), attribute, {take_bitmap, &walk.bitmap}, ctx.log))
-            log_diag(ctx.log, "err: bitmap ends at %llx", static_cast<unsigned long long>(walk.bitmap.length));
+        walk.bitmap.most = bitmap_bytes_that_count(*ctx.volume);
+        read_bitmap_stream(walk.bitmap, attribute, ctx);
         return !walk.bitmap.bytes.empty();
     }
     return false;
@@ -142,11 +160,10 @@ void visit_stretch(cluster_walk& walk, std::uint32_t first, std::uint32_t count)
 // The next free stretch from `cluster` on, no longer than one read; 0 clusters at the end.
 std::uint32_t next_stretch(const cluster_walk& walk, std::uint32_t& cluster) {
     const std::uint32_t most = std::max(stretch_limit / walk.cluster_size, 1u);
-    while (cluster < walk.total && !walk.bitmap.is_free(cluster)) {
-        cluster += walk.bitmap.eight_in_use(cluster) ? 8 : 1;
-    }
+    const cluster_bitmap& bitmap = walk.bitmap;
+    while (bitmap.tells_of(cluster) && !bitmap.is_free(cluster)) cluster += bitmap.eight_in_use(cluster) ? 8 : 1;
     std::uint32_t count = 0;
-    while (count < most && cluster + count < walk.total && walk.bitmap.is_free(cluster + count)) ++count;
+    while (count < most && bitmap.tells_of(cluster + count) && bitmap.is_free(cluster + count)) ++count;
     return count;
 }
 

@@ -20,7 +20,7 @@ static std::size_t most_bytes(const file_record& record) {
     return most + std::min(record.parents.size() * record.file_names.size(), most_pairs) * path;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t record_size = 1024, most_bytes_read = 12 * record_size;
     size = std::min(size, most_bytes_read);
     const temporary_file file(build::bytes(data, data + size));

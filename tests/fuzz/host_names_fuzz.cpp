@@ -13,7 +13,7 @@ static bool is_storable(std::u16string_view name, const host_name_rules& rules) 
     return (rules.length_in_bytes ? bytes.size() : name.size()) <= longest_host_name;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return 0;
     const host_name_rules& rules = data[0] % 2 == 0 ? posix_name_rules : windows_name_rules;
     std::u16string text((size - 1) / 2, u'\0');

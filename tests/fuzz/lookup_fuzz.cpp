@@ -32,7 +32,7 @@ void check_subtree(opened_volume& opened, std::uint64_t inode) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t record_size = 1024, most_records = 16;
     if (size < 6 * record_size || size > most_records * record_size) return 0;
     inode_set children;

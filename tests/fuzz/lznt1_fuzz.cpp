@@ -4,7 +4,7 @@
 
 #include "ntfs/lznt1.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     if (size < 3) return 0;
     const byte_view bytes(data, size);
     const std::uint64_t remaining = std::uint64_t{7} * bytes.u16(1);

@@ -52,7 +52,7 @@ void check(const shape& shape, const std::string& report) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t most_bytes = 64 * 1024;
     if (size == 0 || size > most_bytes) return 0;
     const temporary_file file(build::bytes(data + 1, data + size));

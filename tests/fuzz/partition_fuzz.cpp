@@ -31,7 +31,7 @@ void check_gpt(bool worked, const partition_list& list) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     const byte_view bytes(data, size);
     memory_source disk(bytes);
     partition_list list;

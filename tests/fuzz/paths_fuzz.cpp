@@ -101,7 +101,7 @@ std::string plain_path(std::uint64_t current, mft_entries_ctx& ctx, plain_cache&
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     const std::size_t count = std::min(size / bytes_per_record, most_records);
     const temporary_file file(mft_of(data, count));
     mft_entries_ctx ctx;

@@ -80,7 +80,7 @@ void check(const file_record& record) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     const temporary_file file(build::bytes(data, data + std::min(size, record_size * most_records)));
     static file_record reused;
     mft_entries_ctx ctx;

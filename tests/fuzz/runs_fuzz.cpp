@@ -14,7 +14,7 @@ void expect(bool law) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     const byte_view bytes(data, size);
     std::vector<cluster_run> runs;
     std::vector<described_run> with_text;

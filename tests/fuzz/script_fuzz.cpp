@@ -25,7 +25,7 @@ bool is_line_space(char16_t unit) { return unit >= u'\t' && unit <= u'\r'; }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     std::vector<std::string> arguments;
     std::vector<std::u16string> tokens;
     script_tokens({data, size}, tokens);

@@ -3,7 +3,7 @@
 
 #include "ntfs/security_descriptor.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t longest_line = 256, other_lines = 5;
     std::string text;
     format_security_descriptor(text, {data, size});

@@ -42,7 +42,7 @@ void check_stream(opened_volume& opened, const attr_entry& attribute) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t record_size = 1024, most_bytes = 32 * 1024;
     if (size < record_size || size > most_bytes) return 0;
     build::volume built(64, record_size);

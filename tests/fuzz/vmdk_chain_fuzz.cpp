@@ -6,7 +6,7 @@
 #include "support/disk_builder.h"
 
 // Two bytes with the size of the first file, the two files.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     if (size < 2) return 0;
     const std::uint8_t* const second = data + std::min<std::size_t>(2 + data[0] + 256u * data[1], size);
     const build::disk_file one(build::bytes(data + 2, second)), two(build::bytes(second, data + size));

@@ -5,7 +5,7 @@
 #include "sources/vmdk_chain.h"
 #include "support/disk_builder.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     const build::disk_file file(build::bytes(data, data + size));
     vmdk_chain chain;
     if (!chain.add(file.path())) return 0;

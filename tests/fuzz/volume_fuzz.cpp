@@ -22,7 +22,7 @@ void check_reads(ntfs_volume& volume, std::uint64_t inode) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int run_input(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t most_bytes = 64 * 1024;
     if (size > most_bytes) return 0;
     opened_volume opened(build::bytes(data, data + size));

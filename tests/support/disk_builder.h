@@ -5,8 +5,9 @@
 
 #include <initializer_list>
 
+#include "base/text.h"
+#include "support/program_run.h"
 #include "support/record_builder.h"
-#include "support/temp_folder.h"
 
 namespace build {
 
@@ -45,14 +46,11 @@ private:
     std::size_t size_;
 };
 
-// A file in a folder of its own.
 struct disk_file {
-    explicit disk_file(const bytes& content) {
-        temp_folder::put(path(), {reinterpret_cast<const char*>(content.data()), content.size()});
-    }
-    std::u16string path() const { return folder.path(u"disk"); }
+    explicit disk_file(const bytes& content) : file(content) {}
+    std::u16string path() const { return utf16_from_utf8(file.path()); }
 
-    temp_folder folder;
+    temporary_file file;
 };
 
 }  // namespace build

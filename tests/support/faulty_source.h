@@ -1,4 +1,4 @@
-// A disk in memory that fails where a test says so.
+// A disk in memory that fails where a test says so, read like an image or like a device.
 // Used by unit tests and fuzz targets of everything that reads through a byte_source; without faults it is a plain
 // disk.
 #pragma once
@@ -8,12 +8,13 @@
 #include <vector>
 
 #include "base/bytes.h"
-#include "sources/byte_source.h"
+#include "sources/device_source.h"
 #include "support/record_builder.h"
 
 struct faulty_source : byte_source {
     build::bytes content;
     std::vector<std::pair<std::uint64_t, std::uint64_t>> bad;  // bytes from, to: a read that touches them is refused
+    std::uint32_t sector_size = 0;  // of a device: reads widen to whole sectors, and none is shortened; 0: an image
     std::size_t reads = 0;
     std::size_t* reads_outlive = nullptr;  // the same count, for who closes the source
 
@@ -25,14 +26,16 @@ protected:
     bool deliver(std::uint8_t* buffer, std::uint32_t& size, std::uint64_t offset) override {
         ++reads;
         if (reads_outlive != nullptr) ++*reads_outlive;
-        const std::uint64_t end = offset + size;
-        const auto touches = [&](const auto& range) { return offset < range.second && range.first < end; };
+        sector_span span{offset, size};
+        if (sector_size != 0 && !widen_to_sectors(offset, size, sector_size, span)) return false;
+        const std::uint64_t end = span.position + span.bytes;
+        const auto touches = [&](const auto& range) { return span.position < range.second && range.first < end; };
         constexpr std::uint32_t refused = 5;
         system_error = std::any_of(bad.begin(), bad.end(), touches) ? refused : 0;
         if (system_error != 0) return false;
         const byte_view all(content);
         all.copy(static_cast<std::size_t>(offset), buffer, size);
-        size = static_cast<std::uint32_t>(all.part(static_cast<std::size_t>(offset), size).size);
+        if (sector_size == 0) size = static_cast<std::uint32_t>(all.part(static_cast<std::size_t>(offset), size).size);
         return true;
     }
 };

@@ -10,11 +10,23 @@
 #include "report/report_output.h"
 #include "walk/walkers.h"
 
+namespace {
+
+// Memory, where the host has a folder for it: a fuzz target makes a file for each input.
+std::filesystem::path folder_of_files() {
+    const std::filesystem::path memory = "/dev/shm";
+    std::error_code ignored;
+    return std::filesystem::is_directory(memory, ignored) ? memory : std::filesystem::temp_directory_path();
+}
+
+}  // namespace
+
 temporary_file::temporary_file(const build::bytes& content) {
     static const unsigned run = std::random_device()();
     static unsigned count = 0;
     const std::string name = "grelmoor_test_" + std::to_string(run) + "_" + std::to_string(++count);
-    path_ = (std::filesystem::temp_directory_path() / name).string();
+    static const std::filesystem::path folder = folder_of_files();
+    path_ = (folder / name).string();
     std::ofstream file(path_, std::ios::binary);
     file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
 }

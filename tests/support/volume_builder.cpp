@@ -23,7 +23,8 @@ bytes pairs(const std::vector<run>& runs) {
 
 volume::volume(std::uint32_t clusters, std::uint32_t cluster_size, std::uint64_t mft_cluster, std::uint16_t sector_size)
     : bytes_(std::size_t{clusters} * cluster_size), cluster_size_(cluster_size) {
-    for (std::size_t at = 0; at < bytes_.size(); ++at) bytes_[at] = fill_of(at / cluster_size);
+    for (std::uint32_t cluster = 0; cluster < clusters; ++cluster)
+        std::memset(bytes_.data() + std::size_t{cluster} * cluster_size, fill_of(cluster), cluster_size);
     std::fill_n(bytes_.begin(), 512, std::uint8_t{0});
     std::memcpy(bytes_.data() + 3, "NTFS    ", 8);
     poke_u16(bytes_, 11, sector_size);

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "platform/devices.h"
 #include "platform/drive_names.h"
 #include "platform/paths.h"
