@@ -32,14 +32,14 @@ void protect_sources(mft_entries_ctx& ctx, const std::vector<std::string>& args)
     }
 }
 
-// Cut and written only now that it is known not to be evidence.
+// Cut and written only now that it is known not to be evidence. Instances add to the log of the run that split.
 bool settle_log(mft_entries_ctx& ctx) {
     // The generic pass opened it, as this.
     auto* const stream = static_cast<uni::ofstream*>(ctx.diags_log.stream.get());
     file_identity log;
     if (stream == nullptr) return true;
     if (stream->identify(log) && !is_evidence(ctx.evidence, log)) {
-        stream->release();
+        stream->release_shared(ctx.instance_number == -1);
         return true;
     }
     write_standard_error("prob opening file " + ctx.diags_path + " for output, aborting\n");

@@ -24,6 +24,8 @@ bool can_be_split(const mft_entries_ctx& ctx) {
 std::string temp_directory(const mft_entries_ctx& ctx, std::vector<std::string>& left_args) {
     std::string directory;
     const bool given = take_value("-tempdir", directory, left_args);
+    // The instance expands its results path once more.
+    directory = expand_variables(directory);
     if (!given || ctx.separate_files) directory = utf8_from_utf16(directory_part(utf16_from_utf8(ctx.results_path)));
     return directory + utf8_from_utf16(std::u16string(1, host_separator()));
 }
@@ -32,15 +34,14 @@ std::string temp_directory(const mft_entries_ctx& ctx, std::vector<std::string>&
 // so every occurrence goes.
 void keep_for_instances(std::vector<std::string>& args) {
     std::string value;
-    const bool split_by_arguments = take_value("-cpu", value, args);
     for (const char* name : {"-cpu", "-out", "-outfile", "-tempdir", "-cpuinst", "-mftstart", "-mftrange"}) {
         while (take_value(name, value, args)) {}
     }
     for (const char* name : {"-profile", "-separate_files"}) {
         while (take_flag(name, args)) {}
     }
-    // Guard: an instance reads the script again, and would split in turn.
-    if (!split_by_arguments) args.insert(args.end(), {"-cpu", "1"});
+    // Guard: an instance reads the script again, and would split in turn if that holds -cpu.
+    if (peek_value("-script", value, args)) args.insert(args.end(), {"-cpu", "1"});
 }
 
 }  // namespace

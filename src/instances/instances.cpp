@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <deque>
 #include <memory>
 #include <random>
 #include <thread>
@@ -24,17 +25,18 @@ namespace {
 
 // One child process and what it was given.
 struct instance {
+    std::uint32_t index = 0;
     std::uint64_t start = 0, range = 0;  // record numbers; a range of 0 starts no process
     std::string output;                  // path of its results, UTF-8
     std::vector<std::string> arguments;
     std::unique_ptr<portable_thread> thread;
-    bool could_start = true;
+    instance_end end;
 };
 
-void say(const char* format, unsigned number) {
+std::string numbered(const char* format, std::uint32_t number) {
     char text[64];
     std::snprintf(text, sizeof text, format, number);
-    write_standard_error(text);
+    return text;
 }
 
 bool nothing_to_split() {
@@ -102,19 +104,26 @@ void add_number(std::vector<std::string>& arguments, const char* option, std::ui
     arguments.insert(arguments.end(), {option, text});
 }
 
+// Kept: an instance gets no empty argument, and no double quote in any.
+void tidy(std::vector<std::string>& arguments) {
+    for (std::size_t index = 1; index < arguments.size(); ++index) std::erase(arguments[index], '"');
+    std::erase(arguments, std::string());
+}
+
 // The results option stands last, whatever the child's arguments held before.
-std::vector<std::string> arguments_of(const instance& each, std::uint32_t index, std::vector<std::string> arguments) {
+std::vector<std::string> arguments_of(const instance& each, std::vector<std::string> arguments) {
     add_number(arguments, "-mftstart", each.start);
     add_number(arguments, "-mftrange", each.range);
     arguments.insert(arguments.end(), {"-quiet", "-cpuinst"});
-    append_decimal(arguments.emplace_back(), index);
+    append_decimal(arguments.emplace_back(), each.index);
     arguments.insert(arguments.end(), {"-out", each.output});
+    tidy(arguments);
     return arguments;
 }
 
 void run_child(void* argument) {
     auto& each = *static_cast<instance*>(argument);
-    each.could_start = run_instance(each.arguments);
+    each.end = run_instance(each.arguments);
 }
 
 // The ranges are equal, but for the last one. Kept: that one ends by the count of records alone, so behind a start
@@ -122,17 +131,29 @@ void run_child(void* argument) {
 instance plan_instance(const mft_entries_ctx& ctx, std::uint32_t index, std::uint32_t count) {
     const std::uint64_t chunk = ctx.mft_count / count;
     instance each;
+    each.index = index;
     each.start = ctx.mft_start + index * chunk;
     each.range = chunk;
     if (index + 1 == count) each.range = ctx.mft_count > each.start ? ctx.mft_count - each.start : 0;
     return each;
 }
 
-void start(instance& each, std::uint32_t index, const mft_entries_ctx& ctx, const std::vector<std::string>& child_args,
+void start(instance& each, const mft_entries_ctx& ctx, const std::vector<std::string>& child_args,
            const std::string& temp_dir) {
-    each.output = output_path(ctx, temp_dir, index);
-    each.arguments = arguments_of(each, index, child_args);
+    each.output = output_path(ctx, temp_dir, each.index);
+    each.arguments = arguments_of(each, child_args);
     each.thread = std::make_unique<portable_thread>(run_child, &each);
+}
+
+// Those that have a range, in their order. With fewer records than instances that is the last one alone.
+std::deque<instance> start_all(const mft_entries_ctx& ctx, std::uint32_t count,
+                               const std::vector<std::string>& child_args, const std::string& temp_dir) {
+    std::deque<instance> started;
+    for (std::uint32_t index = ctx.mft_count < count ? count - 1 : 0; index < count; ++index) {
+        instance planned = plan_instance(ctx, index, count);
+        if (planned.range != 0) start(started.emplace_back(std::move(planned)), ctx, child_args, temp_dir);
+    }
+    return started;
 }
 
 void wait_for(instance& each) {
@@ -141,8 +162,22 @@ void wait_for(instance& each) {
     each.thread.reset();
 }
 
+// "instance %2d done" for all below `end` that have not been named, in few writes: there is no limit to their number.
+void name_up_to(std::uint32_t end, std::uint32_t& named) {
+    constexpr std::size_t one_write = 65536;  // bytes
+    std::string text;
+    while (named < end) {
+        text += numbered("instance %2d done\n", named++);
+        if (named < end && text.size() < one_write) continue;
+        write_standard_error(text);
+        text.clear();
+    }
+}
+
 // Only some shapes begin with a line of labels.
-bool has_column_line(const mft_entries_ctx& ctx) { return !ctx.filepath_only && !ctx.find_mft; }
+bool has_column_line(const mft_entries_ctx& ctx) {
+    return !ctx.filepath_only && !ctx.find_mft && !ctx.format_multiline;
+}
 
 const char* words_of(merge_result result) {
     switch (result) {
@@ -154,18 +189,27 @@ const char* words_of(merge_result result) {
     return nullptr;
 }
 
+// An instance that did not come to its end leaves a hole that nobody would see in the results.
+void log_end(const instance& each, const diagnostic_log* log) {
+    if (!each.end.started) {
+        log_diag(log, "err: instance %u could not be started", each.index);
+    } else if (each.end.status != 0) {
+        log_diag(log, "err: instance %u ended with status %d, rows may be missing", each.index, each.end.status);
+    }
+}
+
 // Moves an instance's rows to the merged file. `labelled`: the labels stand there already. False: the file is full.
-bool merge(const instance& each, std::uint32_t index, const mft_entries_ctx& ctx, bool& labelled) {
+bool merge(const instance& each, const mft_entries_ctx& ctx, bool& labelled) {
     const std::u16string path = utf16_from_utf8(each.output);
     plain_file part;
     merge_result result = merge_result::unreadable;
-    if (each.could_start && part.open_read(path)) {
+    if (each.end.started && part.open_read(path)) {
         result = append_results(ctx.results_path_wide, part, labelled && has_column_line(ctx));
         labelled = labelled || result == merge_result::merged;
     } else {
         log_diag(ctx.log, "prob accessing %s - for merge", each.output.c_str());
     }
-    if (const char* words = words_of(result)) log_diag(ctx.log, "info: instance %u: %s", index, words);
+    if (const char* words = words_of(result)) log_diag(ctx.log, "info: instance %u: %s", each.index, words);
     part.close();
     remove_file(path);
     return result != merge_result::not_written;
@@ -179,20 +223,18 @@ bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<
     if (ctx.results_path.empty()) return false;
     if (!prepare_results(ctx)) return false;
 
-    std::vector<instance> instances(count);
-    for (std::uint32_t index = 0; index < count; ++index) {
-        instances[index] = plan_instance(ctx, index, count);
-        if (instances[index].range != 0) start(instances[index], index, ctx, child_args, temp_dir);
-    }
-    say("%2d instances spawned\n", count);
+    std::deque<instance> started = start_all(ctx, count, child_args, temp_dir);
+    write_standard_error(numbered("%2d instances spawned\n", count));
 
     bool labelled = false, room = true;
-    for (std::uint32_t index = 0; index < count; ++index) {
-        instance& each = instances[index];
+    std::uint32_t named = 0;
+    for (instance& each : started) {
+        name_up_to(each.index, named);
         wait_for(each);
-        say("instance %2d done\n", index);
-        if (each.range == 0 || ctx.separate_files) continue;
-        room = merge(each, index, ctx, labelled) && room;
+        name_up_to(each.index + 1, named);
+        log_end(each, ctx.log);
+        if (!ctx.separate_files) room = merge(each, ctx, labelled) && room;
     }
+    name_up_to(count, named);
     return room || results_fail(ctx);
 }

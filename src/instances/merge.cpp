@@ -5,6 +5,7 @@
 
 #include "base/text.h"
 #include "platform/files.h"
+#include "platform/host_paths.h"
 #include "sources/plain_file.h"
 
 namespace {
@@ -16,16 +17,33 @@ bool is_blank(std::string_view line) { return line.find_first_not_of(" \t\r\n") 
 
 bool is_line_end(char c) { return c == '\r' || c == '\n'; }
 
-// Copies from `offset` to the part's end.
-merge_result append_from(const native_file& to, plain_file& part, std::uint64_t offset) {
-    const auto size = static_cast<std::uint64_t>(part.file_size());
+// Offset behind the last whole line. False: none, or not to be read.
+bool find_end(plain_file& part, std::uint64_t& end) {
     std::vector<std::uint8_t> block;
-    while (offset < size) {
-        if (!part.read_into(block, block_size, offset) || block.empty()) return merge_result::unreadable;
+    end = static_cast<std::uint64_t>(part.file_size());
+    while (end > 0) {
+        const std::uint64_t start = (end - 1) / block_size * block_size;
+        if (!part.read_into(block, end - start, start) || block.empty()) return false;
+        const auto feed = std::find(block.rbegin(), block.rend(), '\n');
+        end = start + static_cast<std::uint64_t>(block.rend() - feed);
+        if (feed != block.rend()) return true;
+    }
+    return false;
+}
+
+merge_result append_lines(const native_file& to, plain_file& part, std::uint64_t offset, std::uint64_t end) {
+    std::vector<std::uint8_t> block;
+    while (offset < end) {
+        if (!part.read_into(block, std::min(block_size, end - offset), offset) || block.empty()) return merge_result::unreadable;
         if (!write_next(to, block.data(), block.size())) return merge_result::not_written;
         offset += block.size();
     }
     return merge_result::merged;
+}
+
+bool open_merged(native_file& to, const std::u16string& path) {
+    return open_for_appending(to, path) ||
+           (is_long_path_error(last_system_error()) && open_for_appending(to, long_form(path)));
 }
 
 }  // namespace
@@ -47,13 +65,14 @@ bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset) {
 
 merge_result append_results(const std::u16string& path, plain_file& part, bool drop_header) {
     std::vector<std::uint8_t> head;
-    std::uint64_t offset = 0;
+    std::uint64_t offset = 0, end = 0;
     if (!part.read_into(head, head_limit, 0)) return merge_result::unreadable;
     const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
     if (!find_body(text, drop_header, offset)) return merge_result::no_rows;
+    if (!find_end(part, end)) return merge_result::unreadable;
+    if (offset >= end) return merge_result::no_rows;
     native_file to;
-    if (!open_for_appending(to, path)) return merge_result::not_written;
-    const merge_result result = append_from(to, part, offset);
-    close_file(to);
-    return result;
+    if (!open_merged(to, path)) return merge_result::not_written;
+    const merge_result result = append_lines(to, part, offset, end);
+    return close_written_file(to) ? result : merge_result::not_written;
 }

@@ -14,5 +14,6 @@ struct plain_file;
 bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset);
 
 enum class merge_result { merged, no_rows, unreadable, not_written };
-// Adds an instance's results to the file at `path`, whose header is there already.
+// Adds an instance's results to the file at `path`, whose header is there already. A row that was cut short, as in the
+// results of a killed instance, stays out: the next one would go on where it ends.
 merge_result append_results(const std::u16string& path, plain_file& part, bool drop_header);

@@ -32,6 +32,8 @@ bool open_for_appending(native_file& file, const std::u16string& path);
 bool open_for_update(native_file& file, const std::u16string& path);
 // Cuts the file down to nothing, where it has a length at all.
 bool cut_file(const native_file& file);
+// From now on each write goes to the file's end, also behind what other processes have added.
+bool write_only_at_end(native_file& file);
 void close_file(native_file& file);
 // False: something that was written before could not be kept.
 bool close_written_file(native_file& file);

@@ -38,8 +38,11 @@ void row_in_hand::add_time(std::uint64_t filetime) {
 void choose_columns(report_scratch& scratch, std::span<const report_column> table, const report_call& first,
                     const mft_entries_ctx& ctx) {
     if (!scratch.columns.empty()) return;
+    report_call chooser = first;
+    // Whatever record comes first in its range, an instance's rows are to stand under the labels of any other.
+    if (ctx.instance_number != -1) chooser.hide_clusters = ctx.omit_cluster_info;
     for (const report_column& column : table) {
-        if (column.wanted != nullptr && !column.wanted(first, ctx)) continue;
+        if (column.wanted != nullptr && !column.wanted(chooser, ctx)) continue;
         add_column(scratch, column, ctx);
         scratch.fills.push_back(column.fill);
     }

@@ -18,6 +18,12 @@ bool text_filebuf::release() {
     return cut_file(file_) && write_text(file_, std::exchange(waiting_, {}));
 }
 
+bool text_filebuf::release_shared(bool cut) {
+    held_ = false;
+    if (cut && !cut_file(file_)) return false;
+    return write_only_at_end(file_) && write_text(file_, std::exchange(waiting_, {}));
+}
+
 bool text_filebuf::close() {
     held_ = false;
     waiting_.clear();

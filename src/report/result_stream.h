@@ -24,6 +24,9 @@ public:
     // What is in the file stays until release(), and what is put in waits in memory for it.
     bool open_held(const std::u16string& path);
     bool release();
+    // The same for a file that other processes write, too: nothing put in lands on what they have added. What is in the
+    // file goes only if `cut`.
+    bool release_shared(bool cut);
     bool is_open() const { return file_.is_open(); }
     bool identify(file_identity& identity) const { return ::identify(file_, identity); }
     // False: something that had been put in could not be kept.
@@ -51,6 +54,7 @@ public:
     // For a file that may turn out to be one that must not be written: see text_filebuf.
     void open_held(const std::u16string& path) { clear(buffer_.open_held(path) ? goodbit : failbit); }
     void release() { settle(buffer_.release()); }
+    void release_shared(bool cut) { settle(buffer_.release_shared(cut)); }
     bool is_open() const { return buffer_.is_open(); }
     bool identify(file_identity& identity) const { return buffer_.identify(identity); }
     void close() { settle(buffer_.close()); }

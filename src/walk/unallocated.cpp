@@ -19,22 +19,22 @@ constexpr std::uint64_t no_inode = ~std::uint64_t{0};
 
 // $Bitmap: a bit for each cluster, set where it is in use.
 struct cluster_bitmap {
-    std::vector<std::uint8_t> bytes;  // no more than can count
-    std::size_t most = 0;             // how many can
+    std::vector<std::uint8_t> bytes;  // no more than `limit`
+    std::size_t limit = 0;            // bytes that can count
     std::uint64_t length = 0;         // of the whole stream
 
     bool is_free(std::uint32_t cluster) const { return (bytes[cluster >> 3] >> (cluster & 7) & 1) == 0; }
     bool eight_in_use(std::uint32_t cluster) const { return (cluster & 7) == 0 && bytes[cluster >> 3] == 0xFF; }
     // Kept: computed in 32 bits, so that a bitmap of 512 MiB and more wraps.
     std::uint32_t clusters() const { return static_cast<std::uint32_t>(length) * 8; }
-    bool is_full() const { return bytes.size() == most; }
-    bool tells_of(std::uint32_t cluster) const { return cluster < clusters() && cluster >> 3 < bytes.size(); }
+    std::uint64_t clusters_known() const { return std::uint64_t{bytes.size()} * 8; }
 };
 
 // A walk over free clusters. Positions are bytes from the volume's start.
 struct cluster_walk : record_walk {
     cluster_bitmap bitmap;
-    std::uint32_t total = 0;         // clusters
+    std::uint32_t total = 0;         // clusters, as shown
+    std::uint32_t end = 0;           // of the clusters that are looked at
     std::uint32_t cluster_size = 0;  // bytes
     std::uint32_t slot_size = 0;     // bytes
     std::uint32_t slots = 0;         // in one cluster
@@ -44,41 +44,39 @@ struct cluster_walk : record_walk {
     using record_walk::record_walk;
 };
 
+// False: it has all that can count. A sparse stream may claim more zeros than anybody could wait for.
 bool take_bitmap(void* target, byte_view bytes) {
     auto& bitmap = *static_cast<cluster_bitmap*>(target);
     bitmap.length += bytes.size;
-    const byte_view wanted = bytes.part(0, bitmap.most - bitmap.bytes.size());
+    const byte_view wanted = bytes.part(0, bitmap.limit - bitmap.bytes.size());
     bitmap.bytes.insert(bitmap.bytes.end(), wanted.data, wanted.data + wanted.size);
-    return !bitmap.is_full();
+    return bitmap.bytes.size() < bitmap.limit;
 }
 
-// Guard: a damaged bitmap may declare holes without end. What tells of clusters behind the source's end is not read.
-std::size_t bitmap_bytes_that_count(const ntfs_volume& volume) {
-    const std::uint64_t of_source = volume.reader->size() / volume.cluster_bytes() / 8 + 1;
-    return static_cast<std::size_t>(std::min<std::uint64_t>(of_source, bitmap_that_counts));
-}
-
-void read_bitmap_stream(cluster_bitmap& bitmap, const attr_entry& attribute, const mft_entries_ctx& ctx) {
-    const bool whole = read_attribute_data(ctx.volume.get(), attribute, {take_bitmap, &bitmap}, ctx.log);
-    if (!whole && !bitmap.is_full())
-        log_diag(ctx.log, "err: bitmap ends at %llx", static_cast<unsigned long long>(bitmap.length));
-    // The rest counts by its length alone.
-    if (!whole && bitmap.is_full() && attribute.non_resident())
-        bitmap.length = std::max(bitmap.length, stream_size(attribute, ctx.volume->cluster_bytes()));
+const attr_entry* bitmap_stream(const file_record& record) {
+    for (const auto& item : record.attributes) {
+        if (item.value.type == type_data && item.value.name.empty()) return &item.value;
+    }
+    return nullptr;
 }
 
 // False: there is no bitmap. One that ends early tells of the clusters that it reaches.
 bool read_bitmap(cluster_walk& walk) {
     mft_entries_ctx& ctx = walk.ctx;
+    cluster_bitmap& bitmap = walk.bitmap;
     if (!read_and_decode_record(walk.record, ctx, bitmap_inode, true)) return false;
-    for (const auto& item : walk.record.attributes) {
-        const attr_entry& attribute = item.value;
-        if (attribute.type != type_data || !attribute.name.empty()) continue;
-        walk.bitmap.most = bitmap_bytes_that_count(*ctx.volume);
-        read_bitmap_stream(walk.bitmap, attribute, ctx);
-        return !walk.bitmap.bytes.empty();
+    const attr_entry* const stream = bitmap_stream(walk.record);
+    if (stream == nullptr) return false;
+    // Clusters that the source cannot hold need no bits.
+    const std::uint64_t held = ctx.volume->reader->size() / ctx.volume->cluster_bytes();
+    bitmap.limit = static_cast<std::size_t>(std::min<std::uint64_t>(bitmap_that_counts, held / 8 + 1));
+    const bool whole = read_attribute_data(ctx.volume.get(), *stream, {take_bitmap, &bitmap}, ctx.log);
+    if (bitmap.bytes.size() >= bitmap.limit) {
+        bitmap.length = stream->data_size();
+    } else if (!whole) {
+        log_diag(ctx.log, "err: bitmap ends at %llx", static_cast<unsigned long long>(bitmap.length));
     }
-    return false;
+    return !bitmap.bytes.empty();
 }
 
 bool begin_cluster_walk(cluster_walk& walk) {
@@ -87,6 +85,7 @@ bool begin_cluster_walk(cluster_walk& walk) {
     // A number in the record names none of $MFT here, so parents are looked up there.
     walk.state.paths.numbers_are_live = false;
     walk.total = walk.bitmap.clusters();
+    walk.end = static_cast<std::uint32_t>(std::min<std::uint64_t>(walk.total, walk.bitmap.clusters_known()));
     walk.cluster_size = volume.cluster_bytes();
     walk.slot_size = volume.record_bytes();
     walk.slots = walk.cluster_size / walk.slot_size;
@@ -146,7 +145,7 @@ bool read_stretch(cluster_walk& walk, std::uint32_t first, std::uint32_t count) 
 }
 
 void visit_stretch(cluster_walk& walk, std::uint32_t first, std::uint32_t count) {
-    const bool at_once = read_stretch(walk, first, count);
+    const bool at_once = walk.slots > 0 && read_stretch(walk, first, count);
     for (std::uint32_t index = 0; index < count && walk_goes_on(walk); ++index) {
         if ((first + index) % progress_step == 0) show_progress(walk.ctx, first + index, walk.total);
         if (at_once) {
@@ -160,10 +159,11 @@ void visit_stretch(cluster_walk& walk, std::uint32_t first, std::uint32_t count)
 // The next free stretch from `cluster` on, no longer than one read; 0 clusters at the end.
 std::uint32_t next_stretch(const cluster_walk& walk, std::uint32_t& cluster) {
     const std::uint32_t most = std::max(stretch_limit / walk.cluster_size, 1u);
-    const cluster_bitmap& bitmap = walk.bitmap;
-    while (bitmap.tells_of(cluster) && !bitmap.is_free(cluster)) cluster += bitmap.eight_in_use(cluster) ? 8 : 1;
+    while (cluster < walk.end && !walk.bitmap.is_free(cluster)) {
+        cluster += walk.bitmap.eight_in_use(cluster) ? 8 : 1;
+    }
     std::uint32_t count = 0;
-    while (count < most && bitmap.tells_of(cluster + count) && bitmap.is_free(cluster + count)) ++count;
+    while (count < most && cluster + count < walk.end && walk.bitmap.is_free(cluster + count)) ++count;
     return count;
 }
 
@@ -173,9 +173,10 @@ void walk_unallocated(report_output& out, mft_entries_ctx& ctx) {
     cluster_walk walk(out, ctx);
     if (!begin_cluster_walk(walk)) return;
     // Guard: a bitmap may tell of clusters that no source holds; positions rise, so the first one ends the walk.
+    // Clusters smaller than a record are counted all the same, and never read.
     const std::uint64_t end = ctx.volume->reader->size();
     std::uint32_t cluster = 0;
-    while (walk.slots > 0 && walk_goes_on(walk)) {
+    while (walk_goes_on(walk)) {
         const std::uint32_t count = next_stretch(walk, cluster);
         if (count == 0 || position_of(walk, cluster) >= end) break;
         visit_stretch(walk, cluster, count);

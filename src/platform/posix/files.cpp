@@ -82,6 +82,12 @@ bool cut_file(const native_file& file) {
     return !S_ISREG(facts.st_mode) || note(ftruncate(static_cast<int>(file.handle), 0) == 0);
 }
 
+bool write_only_at_end(native_file& file) {
+    const int descriptor = static_cast<int>(file.handle);
+    const int flags = fcntl(descriptor, F_GETFL);
+    return note(flags != -1 && fcntl(descriptor, F_SETFL, flags | O_APPEND) != -1);
+}
+
 void close_file(native_file& file) { close_written_file(file); }
 
 bool close_written_file(native_file& file) {

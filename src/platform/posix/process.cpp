@@ -48,15 +48,21 @@ void drain(int descriptor) {
     }
 }
 
-void wait_for(pid_t child) {
-    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {}
+int status_at_end(pid_t child) {
+    constexpr int signal_base = 128;
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) return signal_base;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : signal_base + WTERMSIG(status);
 }
 
 }  // namespace
 
-bool run_instance(const std::vector<std::string>& arguments) {
+instance_end run_instance(const std::vector<std::string>& arguments) {
     pipe_ends output;
-    if (arguments.empty() || !open_pipe(output)) return false;
+    instance_end end;
+    if (arguments.empty() || !open_pipe(output)) return end;
     const std::vector<char*> pointers = pointers_to(arguments);
     const pid_t parent = getpid();
     const pid_t child = fork();
@@ -64,8 +70,8 @@ bool run_instance(const std::vector<std::string>& arguments) {
     close(output.write);
     if (child > 0) {
         drain(output.read);
-        wait_for(child);
+        end = {true, status_at_end(child)};
     }
     close(output.read);
-    return child > 0;
+    return end;
 }

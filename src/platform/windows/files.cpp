@@ -82,6 +82,16 @@ bool cut_file(const native_file& file) {
                 SetEndOfFile(handle_of(file)) != 0);
 }
 
+bool write_only_at_end(native_file& file) {
+    // The right to append, without that to write anywhere, is what the system takes for this.
+    const HANDLE appending = ReOpenFile(handle_of(file), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
+                                        FILE_SHARE_READ | FILE_SHARE_WRITE, 0);
+    if (!note(appending != INVALID_HANDLE_VALUE)) return false;
+    CloseHandle(handle_of(file));
+    file.handle = reinterpret_cast<std::intptr_t>(appending);
+    return true;
+}
+
 void close_file(native_file& file) {
     if (file.is_open()) CloseHandle(handle_of(file));
     file.handle = -1;

@@ -77,15 +77,16 @@ void drain(std::FILE* stream) {
 
 }  // namespace
 
-bool run_instance(const std::vector<std::string>& arguments) {
+instance_end run_instance(const std::vector<std::string>& arguments) {
+    instance_end end;
     join_job_that_ends_with_us();
     const std::wstring variable = variable_for_line(command_line(arguments));
-    if (variable.empty()) return false;
+    if (variable.empty()) return end;
     std::FILE* stream = _wpopen((L"%" + variable + L"%").c_str(), L"rb");
     if (stream != nullptr) {
         drain(stream);
-        _pclose(stream);
+        end = {true, _pclose(stream)};
     }
     SetEnvironmentVariableW(variable.c_str(), nullptr);
-    return stream != nullptr;
+    return end;
 }

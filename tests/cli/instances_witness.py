@@ -1,0 +1,193 @@
+#!/usr/bin/env python3
+"""Runs that are split over instances, against the single run.
+
+rows:   the same rows over each kind of source, in each shape, merged and in separate files; copies in one tree.
+words:  host paths and values that a shell would take for its own reach the instances; scripts; one log for all.
+faults: instances that are killed, cannot write or are too many, and a run that is interrupted.
+"""
+import os
+import re
+import signal
+import subprocess
+import sys
+import time
+
+import support
+
+SHAPES = ["", "-csv", "-csvperpath", "-filepath_only", "-csvl2t", "-bodyfile", "-hashfile md5", "-multiline"]
+MIB = 1 << 20
+options = support.read_options(__doc__, "rows", "words", "faults")
+work, under_wine = options.work, options.launcher is not None
+faults = []
+
+
+def equal(what, ours, theirs):
+    if ours != theirs:
+        faults.append(f"{what}:\n  ours    {str(ours)[:600]}\n  witness {str(theirs)[:600]}")
+
+
+def host(path):
+    return f"Z:{path}" if under_wine else str(path)
+
+
+def run(*words, folder=None, code=0):
+    done = subprocess.run([*options.command, *map(str, words)], capture_output=True, cwd=folder or work, timeout=300)
+    equal(f"exit code of {words}", done.returncode, code)
+    return done.stderr.decode().replace("\r", "")
+
+
+def body(path):
+    return re.split(rb"\r?\n\r?\n", path.read_bytes(), 1)[-1]
+
+
+def single(*words):
+    run(*words, "-quiet", "-out", "single")
+    return body(work / "single")
+
+
+def split(count, *words, folder=None, results="split", code=0):
+    told = run(*words, "-cpu", count, "-out", results, folder=folder, code=code)
+    equal("temporary files", list(work.rglob("*_temp.bin")), [])
+    return told
+
+
+def without_labels(rows, shape):
+    return rows if shape in ("-filepath_only", "-multiline") else rows.split(b"\n", 1)[-1]
+
+
+def separate(count, shape, *words):
+    split(count, *words, *shape.split(), "-separate_files")
+    parts = [body(work / f"split.{number:05}") for number in range(1, count + 1)]
+    labelled = [part for part in parts if part]
+    return b"".join([labelled[0], *(without_labels(part, shape) for part in labelled[1:])])
+
+
+def sources():
+    volume, disk = work / "volume.dd", work / "disk.dd"
+    support.unpack(support.SAMPLES / "small.img.gz", volume)
+    yield ["-mftfile", host(support.SAMPLES / "small.mft")]
+    yield ["-image", host(volume)]
+    if support.shutil.which("sgdisk") and support.shutil.which("qemu-img"):
+        content = volume.read_bytes()
+        disk.write_bytes(bytes(MIB) + content + bytes(MIB))
+        subprocess.run(["sgdisk", "-o", "-n", f"1:2048:+{len(content) // 512}", disk], check=True, stdout=subprocess.DEVNULL)
+        subprocess.run(["qemu-img", "convert", "-O", "vmdk", disk, work / "disk.vmdk"], check=True)
+        yield ["-image", host(disk), "-offset", MIB]
+        yield ["-vmdk", host(work / "disk.vmdk"), "-offset", MIB]
+
+
+def rows():
+    for number, source in enumerate(sources()):
+        # Each start of Wine costs more than a walk.
+        for shape in SHAPES if not under_wine or number == 1 else SHAPES[1:2]:
+            expected = single(*source, *shape.split())
+            equal(f"enough rows of {source} {shape}", expected.count(b"\n") > 50, True)
+            for count in [1, 2, 3, 7, 64] if not under_wine else [3]:
+                split(count, *source, *shape.split())
+                equal(f"{count} {source} {shape}", body(work / "split"), expected)
+            equal(f"separate {source} {shape}", separate(3, shape, *source), expected)
+    few = ["-mftfile", host(support.SAMPLES / "small.mft"), "-csv"]
+    for words in [["-filter_inode", "69|143"], ["-filter_name", "note.txt"], ["-filter_name", "none"]]:
+        split(7, *few, *words)  # most instances have no rows, and no labels then
+        equal(words, body(work / "split"), single(*few, *words))
+    copies = {}
+    for name, call in [("one", single), ("several", lambda *words: split(3, *words))]:
+        call("-image", host(work / "volume.dd"), "-csv", "-action_copy_files", host(work / name), "-all")
+        copies[name] = {path.relative_to(work / name): path.read_bytes() for path in (work / name).rglob("*") if path.is_file()}
+    equal("copies", copies["several"], copies["one"])
+    equal("enough copies", len(copies["one"]) > 20, True)
+
+
+def words():
+    names = ["a b", "$(touch hit)", "%PATH%", "a&b", "c^d", "d;e'f", "n\u00e4h-\u6587", "%GRELMOOR_LINE_1%", "(x) !y!"]
+    source = (support.SAMPLES / "small.mft").read_bytes()
+    expected = single("-mftfile", host(support.SAMPLES / "small.mft"), "-csv")
+    for name in names + ([] if under_wine else ["e`id`", "f\\", "g*|<>"]):
+        folder = work / name
+        folder.mkdir(exist_ok=True)
+        (folder / "x.mft").write_bytes(source)
+        split(2, "-mftfile", host(folder / "x.mft"), "-csv", "-tempdir", host(folder / "t"), folder=folder)
+        equal(f"rows of {name}", body(folder / "split"), expected)
+    for value in names + ['q"uo"te', "back\\", "back back\\", "%", "\\\\", "a=b,c"]:
+        split(2, "-mftfile", host(folder / "x.mft"), "-hostname", value, "-username", "next", "-separate_files")
+        plain = value.replace('"', "")
+        shown = f"'{plain}'" if " " in plain else plain
+        for part in ["split.00001", "split.00002"]:
+            equal(value, f" -hostname {shown} -username next -mftstart " in (work / part).read_text(), True)
+    equal("nothing was run", list(work.rglob("hit")), [])
+    (work / "s.txt").write_text(f"-csv -cpu 3\n-diags log -filter_ext txt\n-mftfile \"{host(folder / 'x.mft')}\"\n")
+    expected = single("-script", "s.txt", "-cpu", 1)
+    for given in [[], ["-cpu", 2]]:
+        told = run(*given, "-script", "s.txt", "-out", "split")
+        equal(f"script {given}", (body(work / "split"), told.count("spawned")), (expected, 1))
+        lines = [line for line in (work / "log").read_text().splitlines() if "-csv" in line]
+        equal("the log's lines", ["-cpuinst" in line for line in lines], [False] + [True] * (2 if given else 3))
+
+
+def children_of(parent):
+    found = subprocess.run(["ps", "-o", "pid=", "--ppid", str(parent)], capture_output=True).stdout
+    return sorted(map(int, found.split()))
+
+
+def start_long_run():
+    """Two instances, each for seconds: a file with a long tail of zeros."""
+    long_mft = work / "long.mft"
+    long_mft.write_bytes((support.SAMPLES / "small.mft").read_bytes())
+    os.truncate(long_mft, 64 << 30)
+    parent = subprocess.Popen([*options.command, "-mftfile", long_mft, "-mftrange", str(64 << 20), "-csv", "-cpu", "2", "-diags", "log",
+                               "-out", "split"], cwd=work, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    for _ in range(200):
+        time.sleep(0.05)
+        if len(children_of(parent.pid)) == 2 and sum(part.stat().st_size for part in work.glob("0_*_temp.bin")) > 4096:
+            break
+    return parent, children_of(parent.pid)
+
+
+def is_gone(pid):
+    for _ in range(100):
+        try:
+            if open(f"/proc/{pid}/stat").read().split()[2] == "Z":
+                return True
+        except (FileNotFoundError, ProcessLookupError):
+            return True
+        time.sleep(0.05)
+    return False
+
+
+def faults_part():
+    mft = ["-mftfile", support.SAMPLES / "small.mft", "-csv"]
+    expected = single(*mft)
+    split(1_000_000, *mft)
+    equal("a million", body(work / "split"), expected)
+    for signalled in [signal.SIGINT, signal.SIGTERM]:
+        parent, children = start_long_run()
+        parent.send_signal(signalled)
+        parent.wait(10)
+        equal("left behind", (len(children), [pid for pid in children if not is_gone(pid)]), (2, []))
+        for left in work.glob("*_temp.bin"):
+            left.unlink()
+    parent, children = start_long_run()
+    for pid in children:
+        os.kill(pid, signal.SIGKILL)
+    equal("exit code", parent.wait(30), 0)
+    equal("its rows are kept", body(work / "split")[:4096], expected[:4096])
+    log = (work / "log").read_text()
+    equal("killed", re.findall(r"instance (\d) ended with status (\d+)", log), [("0", "137"), ("1", "137")])
+    (work / "file").write_text("")
+    told = split(2, *mft, "-tempdir", work / "file" / "t", "-diags", "log")
+    log = (work / "log").read_text()
+    equal("no folder", (body(work / "split"), log.count("- for merge"), told.count("for output, aborting")), (b"", 2, 2))
+    small = work / "small"
+    small.mkdir(exist_ok=True)
+    if os.geteuid() == 0 and subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "none", small], capture_output=True).returncode == 0:
+        split(2, *mft, "-tempdir", small, "-diags", "log")
+        equal("full", set(body(work / "split").splitlines()) <= set(expected.splitlines()), True)
+        equal("full, told", (work / "log").read_text().count("ended with status 255"), 2)
+        equal("full, left", list(small.iterdir()), [])
+        subprocess.run(["umount", small], check=True)
+    (work / "long.mft").unlink()
+
+
+{"rows": rows, "words": words, "faults": faults_part}[options.part]()
+print(*faults, f"{len(faults)} faults", sep="\n")
+sys.exit(1 if faults else 0)
