@@ -4,9 +4,9 @@
 #include "front/scanners.h"
 #include "instances/instances.h"
 #include "platform/console.h"
+#include "platform/host_paths.h"
 #include "platform/paths.h"
 #include "run/run_context.h"
-#include "platform/host_paths.h"
 
 namespace {
 
@@ -34,10 +34,12 @@ void keep_for_instances(std::vector<std::string>& args) {
     std::string value;
     const bool split_by_arguments = take_value("-cpu", value, args);
     for (const char* name : {"-cpu", "-out", "-outfile", "-tempdir", "-cpuinst", "-mftstart", "-mftrange"}) {
-        while (take_value(name, value, args)) {}
+        while (take_value(name, value, args)) {
+        }
     }
     for (const char* name : {"-profile", "-separate_files"}) {
-        while (take_flag(name, args)) {}
+        while (take_flag(name, args)) {
+        }
     }
     // Guard: an instance reads the script again, and would split in turn.
     if (!split_by_arguments) args.insert(args.end(), {"-cpu", "1"});
