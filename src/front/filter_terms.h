@@ -1,5 +1,5 @@
 // The grammar of -filter: terms of a name and a value around a ":".
-// Called by the generic pass. Nothing reads the terms: the grammar is kept for the option's sake.
+// Called by the pass of cmd_params. Nothing reads the terms: the grammar is kept for the option's sake.
 // Matches nothing itself.
 #pragma once
 

@@ -16,9 +16,7 @@ bool reads_shadow_copy(const mft_entries_ctx& ctx) {
 }
 
 // Tagged text: tables cannot be written so. The bare list and the dump of a record are no tables.
-bool writes_tagged_tables(const mft_entries_ctx& ctx) {
-    return ctx.format_xml && !ctx.filepath_only && !ctx.find_mft;
-}
+bool writes_tagged_tables(const mft_entries_ctx& ctx) { return ctx.format_xml && !ctx.filepath_only && !ctx.find_mft; }
 
 }  // namespace
 

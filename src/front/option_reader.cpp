@@ -1,14 +1,14 @@
 #include "front/option_reader.h"
 
 #include "base/filetime.h"
-#include "front/generic_options.h"
-#include "run/run_context.h"
+#include "front/cmd_params_pass.h"
 #include "front/scanners.h"
 #include "front/script_file.h"
-#include "front/walk_options.h"
+#include "front/walk_pass.h"
 #include "platform/console.h"
 #include "platform/host.h"
 #include "report/result_stream.h"
+#include "run/run_context.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ void protect_sources(mft_entries_ctx& ctx, const std::vector<std::string>& args)
 
 // Cut and written only now that it is known not to be evidence. Instances add to the log of the run that split.
 bool settle_log(mft_entries_ctx& ctx) {
-    // The generic pass opened it, as this.
+    // The pass of cmd_params opened it, as this.
     auto* const stream = static_cast<uni::ofstream*>(ctx.diags_log.stream.get());
     file_identity log;
     if (stream == nullptr) return true;
@@ -57,7 +57,7 @@ option_result read_passes(mft_entries_ctx& ctx, std::vector<std::string>& args, 
     const std::string without_script = append_script(list, ctx.evidence);
     args = narrowed(list);
     take_hashfile(ctx, list);
-    if (!parse_generic_options(ctx, args)) return options_invalid;
+    if (!parse_cmd_params(ctx, args)) return options_invalid;
     if (!without_script.empty()) log_diag(ctx.log, "err: the script is left out: %s", without_script.c_str());
     ctx.version_text = version;
 

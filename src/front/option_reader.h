@@ -11,7 +11,7 @@ struct mft_entries_ctx;
 enum option_result : int {
     options_read = 0,
     option_failed = -1,    // reported
-    options_invalid = -2,  // too few, or the generic pass failed
+    options_invalid = -2,  // too few, or the pass of cmd_params failed
     no_source_given = -3,  // reported; the run goes on
 };
 

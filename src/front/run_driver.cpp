@@ -9,7 +9,6 @@
 #include "base/text.h"
 #include "front/not_offered.h"
 #include "front/option_reader.h"
-#include "run/run_context.h"
 #include "front/run_header.h"
 #include "front/split_run.h"
 #include "front/usage.h"
@@ -19,6 +18,7 @@
 #include "report/report_output.h"
 #include "report/result_stream.h"
 #include "report/results_file.h"
+#include "run/run_context.h"
 #include "walk/open_source.h"
 #include "walk/phases.h"
 

@@ -1,11 +1,13 @@
-// Last part of the program's own pass: the sources that hold a whole disk or volume, and the test for any source.
+// What the options of sources leave in the settings, and the test for any source.
 
 #include "base/numbers.h"
 #include "base/text.h"
 #include "front/scanners.h"
-#include "front/walk_options.h"
+#include "front/walk_effects.h"
+#include "ntfs/volume.h"
 #include "platform/console.h"
 #include "platform/files.h"
+#include "platform/host_paths.h"
 #include "platform/paths.h"
 #include "run/progress.h"
 #include "run/run_context.h"
@@ -14,7 +16,22 @@
 
 namespace {
 
-using wide_list = std::vector<std::u16string>;
+// The device of a shadow copy: by its number, or by a path that holds the prefix.
+std::u16string shadow_device(const std::u16string& value) {
+    const std::u16string prefix = utf16_from_utf8(shadow_device_prefix(false));
+    const std::size_t at = value.find(prefix);
+    if (at == std::u16string::npos) return prefix + value;
+    const std::size_t from = at + prefix.size();
+    return prefix + value.substr(from, value.find(u'\\', from) - from);
+}
+
+// Opened for this test alone. Kept: in spite of its words the run goes on, and fails where the source is opened.
+void test_live_volume(const mft_entries_ctx& ctx) {
+    std::unique_ptr<ntfs_volume> volume;
+    if (open_volume(live_choice(ctx.live_volume_text), volume, ctx.log)) return;
+    write_standard_error("prob validating volume " + utf8_from_utf16(ctx.live_volume_text) +
+                         " as a NTFS partition, aborting...\n");
+}
 
 void show_search(std::uint64_t position, std::uint64_t size) {
     constexpr int mebibyte = 20;
@@ -48,6 +65,64 @@ bool accept_source(mft_entries_ctx& ctx, wide_list& list, const check_call& chec
     return accepted;
 }
 
+std::string suggested_array(const wide_list& paths) {
+    std::string text = "suggested array: -vmdk \"";
+    for (const std::u16string& path : paths) {
+        if (&path != &paths.front()) text += " | ";
+        text += utf8_from_utf16(path);
+    }
+    return text + "\"\n";
+}
+
+// Parents that were found are proposed, not taken: the list that the user gives is the list that is read.
+bool is_whole_chain(const mft_entries_ctx& ctx) {
+    vmdk_chain chain;
+    std::string text;
+    wide_list paths;
+    if (chain.resolve(ctx.vmdk_paths, text, paths)) return true;
+    write_standard_error(text + "\n");
+    if (paths.size() > ctx.vmdk_paths.size()) write_standard_error(suggested_array(paths));
+    if (chain.system_error != 0) log_diag(ctx.log, "err: %s", system_error_text(chain.system_error).c_str());
+    return false;
+}
+
+}  // namespace
+
+int take_first_record(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
+    parse_u64(low_bytes(value), ctx.mft_start);
+    ctx.mft_count = 1;
+    return 0;
+}
+
+int take_record_count(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
+    parse_u64(low_bytes(value), ctx.mft_count);
+    return 0;
+}
+
+int take_partition(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
+    ctx.live_volume_text = value;
+    ctx.source_kind = kind_of_live_volume(value);
+    test_live_volume(ctx);
+    return 0;
+}
+
+int take_mft_file(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
+    ctx.mft_file_path = value;
+    ctx.source_kind = kind_mft_file;
+    return 0;
+}
+
+int take_shadow_copy(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
+    ctx.live_volume_text = shadow_device(value);
+    ctx.source_kind = kind_device_path;
+    return 0;
+}
+
+int take_volume_offset(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
+    parse_u64(low_bytes(value), ctx.volume_offset);
+    return 0;
+}
+
 int take_image(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list) {
     ctx.image_path_disk = make_absolute(value);
     if (ctx.image_path_disk.empty()) {
@@ -74,27 +149,6 @@ int take_drive(mft_entries_ctx& ctx, const std::u16string& value, wide_list& lis
     return accept_source(ctx, list, check) ? 0 : -1;
 }
 
-std::string suggested_array(const wide_list& paths) {
-    std::string text = "suggested array: -vmdk \"";
-    for (const std::u16string& path : paths) {
-        if (&path != &paths.front()) text += " | ";
-        text += utf8_from_utf16(path);
-    }
-    return text + "\"\n";
-}
-
-// Parents that were found are proposed, not taken: the list that the user gives is the list that is read.
-bool is_whole_chain(const mft_entries_ctx& ctx) {
-    vmdk_chain chain;
-    std::string text;
-    wide_list paths;
-    if (chain.resolve(ctx.vmdk_paths, text, paths)) return true;
-    write_standard_error(text + "\n");
-    if (paths.size() > ctx.vmdk_paths.size()) write_standard_error(suggested_array(paths));
-    if (chain.system_error != 0) log_diag(ctx.log, "err: %s", system_error_text(chain.system_error).c_str());
-    return false;
-}
-
 int take_vmdk(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list) {
     split_list(ctx.vmdk_paths, value, "|,;");
     std::u16string further;
@@ -109,26 +163,7 @@ int take_index_file(mft_entries_ctx& ctx, const std::u16string& value, wide_list
     return 0;
 }
 
-// The first that is there is taken, the others stay in the list.
-struct source_option {
-    const char* name;
-    int (*take)(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list);
-};
-
-constexpr source_option source_options[] = {
-    {"-image", take_image},
-    {"-drivenum", take_drive},
-    {"-vmdk", take_vmdk},
-    {"-indxfile", take_index_file},
-};
-
-}  // namespace
-
-int parse_source_options(mft_entries_ctx& ctx, wide_list& list) {
-    std::u16string value;
-    for (const source_option& option : source_options) {
-        if (take_value_wide(option.name, value, list)) return option.take(ctx, value, list);
-    }
+int require_source(mft_entries_ctx& ctx, const std::u16string&, wide_list&) {
     if (!ctx.live_volume_text.empty() || !ctx.mft_file_path.empty()) return 0;
     write_standard_error(
         "error: need to specify at least an input source [-mftfile, -image, -drivenum, -partition, -vmdk]\n");

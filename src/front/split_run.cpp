@@ -4,9 +4,9 @@
 #include "front/scanners.h"
 #include "instances/instances.h"
 #include "platform/console.h"
+#include "platform/host_paths.h"
 #include "platform/paths.h"
 #include "run/run_context.h"
-#include "platform/host_paths.h"
 
 namespace {
 
@@ -35,10 +35,12 @@ std::string temp_directory(const mft_entries_ctx& ctx, std::vector<std::string>&
 void keep_for_instances(std::vector<std::string>& args) {
     std::string value;
     for (const char* name : {"-cpu", "-out", "-outfile", "-tempdir", "-cpuinst", "-mftstart", "-mftrange"}) {
-        while (take_value(name, value, args)) {}
+        while (take_value(name, value, args)) {
+        }
     }
     for (const char* name : {"-profile", "-separate_files"}) {
-        while (take_flag(name, args)) {}
+        while (take_flag(name, args)) {
+        }
     }
     // Guard: an instance reads the script again, and would split in turn if that holds -cpu.
     if (peek_value("-script", value, args)) args.insert(args.end(), {"-cpu", "1"});

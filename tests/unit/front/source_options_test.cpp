@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "run/run_context.h"
-#include "front/walk_options.h"
+#include "front/walk_pass.h"
 #include "support/disk_builder.h"
 
 namespace {
@@ -28,7 +28,7 @@ TEST(source_options, an_image_passes_by_its_offset_and_moves_when_it_is_one_volu
         ctx.volume_offset = c.offset;
         std::vector<std::u16string> list = {u"-image", file.path()};
         if (c.ignore) list.push_back(u"-ignore_image_size");
-        EXPECT_EQ(parse_source_options(ctx, list), c.result) << c.what;
+        EXPECT_EQ(parse_walk_options(ctx, list), c.result) << c.what;
         EXPECT_EQ(list.size(), c.left) << c.what;
         if (c.result != 0) continue;
         EXPECT_EQ(ctx.volume_offset, c.offset) << c.what;
@@ -42,7 +42,7 @@ TEST(source_options, a_drive_number_that_is_no_drive_ends_the_run) {
     for (const char16_t* number : {u"25", u"4294967296", u"0xffffffffffffffff"}) {
         mft_entries_ctx ctx;
         std::vector<std::u16string> list = {u"-drivenum", number};
-        EXPECT_EQ(parse_source_options(ctx, list), -1);
+        EXPECT_EQ(parse_walk_options(ctx, list), -1);
     }
 }
 

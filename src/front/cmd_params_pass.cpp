@@ -1,14 +1,14 @@
-#include "front/generic_options.h"
+#include "front/cmd_params_pass.h"
 
 #include "base/numbers.h"
 #include "base/text.h"
 #include "front/filter_terms.h"
-#include "run/run_context.h"
 #include "front/scanners.h"
 #include "platform/console.h"
 #include "platform/host_paths.h"
 #include "report/result_stream.h"
 #include "report/time_text.h"
+#include "run/run_context.h"
 
 namespace {
 
@@ -17,7 +17,7 @@ using apply_option = bool (*)(cmd_params& params, const std::string& value);
 
 enum class option_form { flag, value };
 
-struct generic_option {
+struct cmd_option {
     const char* name;
     option_form form;
     apply_option apply;
@@ -35,6 +35,22 @@ void set_formats(cmd_params& params, const format_flags& on) {
     params.format_csvgen = on.csvgen;
     params.format_bodyfile = on.bodyfile;
     params.format_multiline = on.multiline;
+}
+
+// The separator, and the pair of bytes that keeps it out of text cells.
+void set_separator(cmd_params& params, std::string_view text) {
+    const std::string lower = lowered_ascii(text);
+    params.separator = text;
+    params.replace_from = params.replace_to = '\0';
+    if (lower.find('|') != std::string::npos) {
+        params.replace_from = '|';
+        params.replace_to = ';';
+    } else if (lower.find(',') != std::string::npos) {
+        params.replace_from = ',';
+        params.replace_to = ' ';
+    } else if (lower == "tab" || lower == "\\t") {
+        params.separator = "\t";
+    }
 }
 
 bool format_csv(cmd_params& params, const std::string&) {
@@ -196,7 +212,7 @@ bool keep_text(cmd_params& params, const std::string& value) {
 
 // In the order of the calls, which decides where two options write the same setting.
 using params_t = cmd_params;
-constexpr generic_option generic_options[] = {
+constexpr cmd_option cmd_options[] = {
     {"-pair_datetime", option_form::flag, switch_on<&params_t::pair_datetime>},
     {"-diags", option_form::value, open_diagnostics},
     {"-csv", option_form::flag, format_csv},
@@ -251,7 +267,7 @@ constexpr generic_option generic_options[] = {
     {"-quiet", option_form::flag, switch_off<&params_t::show_progress>},
 };
 
-bool take_option(const generic_option& option, std::string& value, std::vector<std::string>& args) {
+bool take_option(const cmd_option& option, std::string& value, std::vector<std::string>& args) {
     for (const char* name : {option.name, option.other_name}) {
         if (name == nullptr) continue;
         if (option.form == option_form::flag ? take_flag(name, args) : take_value(name, value, args)) return true;
@@ -278,26 +294,11 @@ std::string name_of_tool(const std::string& program) {
 
 }  // namespace
 
-void set_separator(cmd_params& params, std::string_view text) {
-    const std::string lower = lowered_ascii(text);
-    params.separator = text;
-    params.replace_from = params.replace_to = '\0';
-    if (lower.find('|') != std::string::npos) {
-        params.replace_from = '|';
-        params.replace_to = ';';
-    } else if (lower.find(',') != std::string::npos) {
-        params.replace_from = ',';
-        params.replace_to = ' ';
-    } else if (lower == "tab" || lower == "\\t") {
-        params.separator = "\t";
-    }
-}
-
-bool parse_generic_options(cmd_params& params, std::vector<std::string>& args) {
+bool parse_cmd_params(cmd_params& params, std::vector<std::string>& args) {
     if (args.empty()) return false;
     if (params.command_line.empty()) params.command_line = joined_command_line(args);
     if (params.tool_name.empty()) params.tool_name = name_of_tool(args.front());
-    for (const generic_option& option : generic_options) {
+    for (const cmd_option& option : cmd_options) {
         std::string value;
         if (take_option(option, value, args) && !option.apply(params, value)) return false;
     }
