@@ -30,17 +30,12 @@ bool is_named_by_filter(const file_record& record, const attr_entry& attribute, 
 
 // Why the record was selected: the first that applies. With a text of its own, or one word for all.
 struct copy_reason {
-    bool file_record::*match;
-    std::string file_record::*text;
-    std::u16string_view word;
+    match_kind kind;
+    std::u16string_view word;  // empty: the text that matched
 };
 constexpr copy_reason reasons[] = {
-    {&file_record::name_match, &file_record::name_match_text, {}},
-    {&file_record::ext_match, &file_record::ext_match_text, {}},
-    {&file_record::dir_match, &file_record::dir_match_text, {}},
-    {&file_record::signature_match, &file_record::signature_match_text, {}},
-    {&file_record::wildcard_match, nullptr, u"wildcard"},
-    {&file_record::inode_match, nullptr, u"inodes"},
+    {match_name, {}},      {match_extension, {}},         {match_directory, {}},
+    {match_signature, {}}, {match_wildcard, u"wildcard"}, {match_inode, u"inodes"},
 };
 
 // A path inside the volume as one component.
@@ -57,10 +52,11 @@ std::u16string directory_as_name(const std::u16string& path) {
 
 std::u16string reason_text(const file_record& record) {
     for (const copy_reason& reason : reasons) {
-        if (!(record.*reason.match)) continue;
-        if (reason.text == nullptr) return std::u16string(reason.word);
-        const std::u16string text = utf16_from_utf8(record.*reason.text);
-        return reason.match == &file_record::dir_match ? directory_as_name(text) : text;
+        const filter_match& match = record.matches[reason.kind];
+        if (!match.hit) continue;
+        if (!reason.word.empty()) return std::u16string(reason.word);
+        const std::u16string text = utf16_from_utf8(match.text);
+        return reason.kind == match_directory ? directory_as_name(text) : text;
     }
     return std::u16string(no_reason);
 }

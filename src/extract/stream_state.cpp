@@ -43,6 +43,6 @@ void stream_state::clear_digests() {
 void stream_state::begin_stream(const file_record& record, std::string_view path) {
     extracted_path.clear();
     clear_digests();
-    was_deleted = !record.in_use() || record.deleted_match;
+    was_deleted = !record.in_use() || record.matches[match_deleted].hit;
     set_user_name(user_name, path);
 }

@@ -64,14 +64,10 @@ void file_record::clear() {
     attributes.clear();
     parents.clear();
     lower_names.clear();
-    inode_match = deleted_match = time_match = size_match = size_match_extra = false;
-    name_match = ext_match = dir_match = wildcard_match = signature_match = false;
-    inode_match_text.clear();
-    name_match_text.clear();
-    ext_match_text.clear();
-    dir_match_text.clear();
-    wildcard_match_text.clear();
-    signature_match_text.clear();
+    for (filter_match& match : matches) {
+        match.hit = false;
+        match.text.clear();
+    }
     record_offset = 0;
     parked_fragments.clear();
     parts.clear();

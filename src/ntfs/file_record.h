@@ -100,6 +100,26 @@ struct id_place {
     std::uint32_t at;
 };
 
+// The stages of the walk's filters that a record can pass.
+enum match_kind : std::size_t {
+    match_signature,
+    match_wildcard,
+    match_directory,
+    match_inode,
+    match_extension,
+    match_name,
+    match_deleted,
+    match_time,        // never read
+    match_size,        // never read
+    match_size_extra,  // never read, set with the other
+    match_kinds,
+};
+
+struct filter_match {
+    bool hit = false;
+    std::string text;  // what matched, UTF-8
+};
+
 struct file_record {
     std::u16string_view source_text;  // the context's
     bool has_attribute_list = false;
@@ -123,12 +143,7 @@ struct file_record {
     flat_map<std::uint64_t, parent_entry> parents;        // by whole parent reference; no DOS names
     flat_map<std::u16string, std::uint64_t> lower_names;  // lower-cased name to parent reference; no DOS names
 
-    bool inode_match = false, deleted_match = false, time_match = false;
-    bool size_match = false, size_match_extra = false;
-    bool name_match = false, ext_match = false, dir_match = false, wildcard_match = false, signature_match = false;
-    // What the stages matched, UTF-8.
-    std::string inode_match_text, name_match_text, ext_match_text, dir_match_text, wildcard_match_text;
-    std::string signature_match_text;
+    std::array<filter_match, match_kinds> matches;
     std::uint64_t record_offset = 0;  // inside $MFT, set by the walker
 
     // Continuations of streams that an attribute list delivered ahead of their first part: a record's list is read

@@ -163,15 +163,6 @@ void drop_sparse_runs(stream_runs& stream) {
     renumber(stream);
 }
 
-void merge_stream_runs(stream_runs& target, const std::vector<stream_run>& more) {
-    std::vector<stream_run>& runs = target.runs;
-    runs.insert(runs.end(), more.begin(), more.end());
-    std::stable_sort(runs.begin(), runs.end(), starts_ahead);
-    const auto same_start = [](const stream_run& left, const stream_run& right) { return left.vcn == right.vcn; };
-    runs.erase(std::unique(runs.begin(), runs.end(), same_start), runs.end());
-    renumber(target);
-}
-
 bool read_stream(ntfs_volume& volume, stream_runs& stream, std::uint64_t byte_offset, std::uint8_t* buffer,
                  std::uint32_t& size, std::uint32_t& flags) {
     const bool skips_holes = (flags & read_skips_holes) != 0;

@@ -52,8 +52,6 @@ std::uint64_t run_bytes(const std::vector<stream_run>& runs, std::uint32_t clust
 std::uint64_t stream_size(const attr_entry& attribute, std::uint32_t cluster_size);
 // Without its holes, and renumbered, so that they close up.
 void drop_sparse_runs(stream_runs& stream);
-// Adds the runs of a further part and renumbers; of two with the same VCN the earlier one stays.
-void merge_stream_runs(stream_runs& target, const std::vector<stream_run>& more);
 
 // `size` bytes (below 2^31) of the stream from `byte_offset`; `size` takes what came. False: nothing came.
 // Kept: where the runs end short of the range, the last cluster found is cut as if it were the range's last.

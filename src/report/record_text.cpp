@@ -48,23 +48,19 @@ void append_data_type(text_buffer& out, const attr_entry& attribute, std::uint64
 
 struct filter_hit {
     const char* word;
-    bool file_record::*match;
-    std::string file_record::*text;
+    match_kind kind;
 };
 
 constexpr filter_hit filter_hits[] = {
-    {"type(", &file_record::signature_match, &file_record::signature_match_text},
-    {"pattern(", &file_record::wildcard_match, &file_record::wildcard_match_text},
-    {"dir(", &file_record::dir_match, &file_record::dir_match_text},
-    {"inode(", &file_record::inode_match, &file_record::inode_match_text},
-    {"ext(", &file_record::ext_match, &file_record::ext_match_text},
-    {"name(", &file_record::name_match, &file_record::name_match_text},
+    {"type(", match_signature}, {"pattern(", match_wildcard}, {"dir(", match_directory},
+    {"inode(", match_inode},    {"ext(", match_extension},    {"name(", match_name},
 };
 
 void append_hit(text_buffer& out, const filter_hit& hit, const file_record& record) {
-    if (!(record.*hit.match)) return;
+    const filter_match& match = record.matches[hit.kind];
+    if (!match.hit) return;
     append_item(out, hit.word);
-    out += record.*hit.text;
+    out += match.text;
     out += ')';
 }
 

@@ -16,13 +16,13 @@ enum class pre_selection { none, passed, refused };
 // Deleted state and record number, before anything is decoded. `refused` still lets a record in by another filter.
 pre_selection pre_select(file_record& record, const mft_entries_ctx& ctx) {
     if (ctx.deleted_only) {
-        record.deleted_match = !record.in_use();
-        return record.deleted_match ? pre_selection::passed : pre_selection::refused;
+        record.matches[match_deleted].hit = !record.in_use();
+        return record.matches[match_deleted].hit ? pre_selection::passed : pre_selection::refused;
     }
     if (ctx.selected_inodes.empty()) return pre_selection::none;
     const filter_entry* entry = ctx.selected_inodes.find(record.inode);
-    record.inode_match = entry != nullptr && entry->whole;
-    return record.inode_match ? pre_selection::passed : pre_selection::refused;
+    record.matches[match_inode].hit = entry != nullptr && entry->whole;
+    return record.matches[match_inode].hit ? pre_selection::passed : pre_selection::refused;
 }
 
 // The attribute loop. False: nothing decoded. `cut_by_budget` tells that it ended short of the record's own end.

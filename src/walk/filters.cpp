@@ -13,6 +13,12 @@
 
 namespace {
 
+// The record passes by this kind; what matched is for the caller to write.
+std::string& mark(file_record& record, match_kind kind) {
+    record.matches[kind].hit = true;
+    return record.matches[kind].text;
+}
+
 constexpr std::size_t smallest_sized_attribute = 72;  // kept: a shorter $DATA is not seen by the size filters
 
 // --- size ------------------------------------------------------------------------------------------------------------
@@ -28,7 +34,7 @@ bool size_passes(file_record& record, const mft_entries_ctx& ctx) {
         any = true;
     }
     if (!any) return ctx.min_size == 0;
-    record.size_match = record.size_match_extra = true;
+    record.matches[match_size].hit = record.matches[match_size_extra].hit = true;
     return true;
 }
 
@@ -94,8 +100,7 @@ bool wildcard_stage(file_record& record, mft_entries_ctx& ctx, walk_state& state
         auto name = names.begin();
         for (const auto& item : record.file_names) {
             if (!wildcard_matches(pattern, pattern_bytes(*name++, state.filters.expanded))) continue;
-            record.wildcard_match = true;
-            record.wildcard_match_text = utf8_from_utf16(item.value.name);
+            mark(record, match_wildcard) = utf8_from_utf16(item.value.name);
             return true;
         }
     }
@@ -114,8 +119,7 @@ bool name_stage(file_record& record, mft_entries_ctx& ctx, walk_state& state) {
     for (const auto& rule : ctx.name_entries) {
         for (std::size_t index = 0; index < record.file_names.size(); ++index) {
             if (!is_hit(names[index], rule.key, rule.value.partial)) continue;
-            record.name_match = true;
-            record.name_match_text = utf8_from_utf16(rule.key);
+            mark(record, match_name) = utf8_from_utf16(rule.key);
             return true;
         }
     }
@@ -156,15 +160,14 @@ bool directory_stage(file_record& record, mft_entries_ctx& ctx, walk_state& stat
         const filter_entry* entry = ctx.dir_inodes.find(inode);
         if (entry == nullptr) continue;
         if (entry->whole) {
-            record.dir_match = true;
-            record.dir_match_text = directory_text(*entry, inode, ctx, state.paths);
+            mark(record, match_directory) = directory_text(*entry, inode, ctx, state.paths);
             return true;
         }
         if (!entry->by_stream) continue;
         if (const attr_entry* attribute = named_stream(record, *entry, state.filters)) {
             // Kept: the hit counts as one by record number, and its text goes to the directory's field.
-            record.inode_match = true;
-            set_stream_text(record.dir_match_text, inode, *attribute);
+            mark(record, match_inode);
+            set_stream_text(record.matches[match_directory].text, inode, *attribute);
             return true;
         }
     }
@@ -175,15 +178,14 @@ bool inode_stage(file_record& record, mft_entries_ctx& ctx, walk_state& state) {
     const filter_entry* entry = ctx.selected_inodes.empty() ? nullptr : ctx.selected_inodes.find(record.inode);
     if (entry == nullptr) return false;
     if (entry->whole) {
-        record.inode_match = true;
-        record.inode_match_text.clear();
-        append_decimal(record.inode_match_text, record.inode);
+        std::string& text = mark(record, match_inode);
+        text.clear();
+        append_decimal(text, record.inode);
         return true;
     }
     const attr_entry* attribute = entry->by_stream ? named_stream(record, *entry, state.filters) : nullptr;
     if (attribute == nullptr) return false;
-    record.inode_match = true;
-    set_stream_text(record.inode_match_text, record.inode, *attribute);
+    set_stream_text(mark(record, match_inode), record.inode, *attribute);
     return true;
 }
 
@@ -197,8 +199,7 @@ bool extension_stage(file_record& record, mft_entries_ctx& ctx, walk_state& stat
     const std::u16string_view extension = std::u16string_view(*dotted).substr(dotted->rfind(u'.') + 1);
     const auto hit = std::find(ctx.extensions.begin(), ctx.extensions.end(), extension);
     if (hit == ctx.extensions.end()) return false;
-    record.ext_match = true;
-    record.ext_match_text = utf8_from_utf16(*hit);
+    mark(record, match_extension) = utf8_from_utf16(*hit);
     return true;
 }
 
@@ -265,8 +266,7 @@ bool evaluate_rules(file_record& record, const mft_entries_ctx& ctx) {
     if (tested == nullptr || tested->head_bytes.empty()) return false;
     for (const filter_rule& rule : ctx.rules) {
         if (!rule.usable || !rule.match(rule, tested->head_bytes)) continue;
-        record.signature_match = true;
-        record.signature_match_text = signature_text(rule.kind);
+        mark(record, match_signature) = signature_text(rule.kind);
         return true;
     }
     return false;
@@ -274,9 +274,9 @@ bool evaluate_rules(file_record& record, const mft_entries_ctx& ctx) {
 
 bool evaluate_time_range(file_record& record, const mft_entries_ctx& ctx) {
     const auto inside = [&ctx](const auto& item) { return any_time_inside(item.value, ctx.time_start, ctx.time_stop); };
-    record.time_match = std::any_of(record.std_infos.begin(), record.std_infos.end(), inside) ||
-                        std::any_of(record.file_names.begin(), record.file_names.end(), inside);
-    return record.time_match;
+    record.matches[match_time].hit = std::any_of(record.std_infos.begin(), record.std_infos.end(), inside) ||
+                                     std::any_of(record.file_names.begin(), record.file_names.end(), inside);
+    return record.matches[match_time].hit;
 }
 
 bool fetch_attribute_head(attr_entry& attribute, const mft_entries_ctx& ctx, std::uint64_t start,

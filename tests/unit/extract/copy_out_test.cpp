@@ -139,13 +139,13 @@ TEST(copy_out, a_copy_lies_by_state_account_and_reason_under_time_digest_and_nam
     EXPECT_EQ(slashed(file.copy(folder.path())), "/valid/non_acct/catchall/" + name + ".bin");
     EXPECT_EQ(temp_folder::content(file.state.extracted_path), "what is there already stays");
     EXPECT_FALSE(temp_folder::exists(folder.path(u"__temp__.bin")));
-    file.record.dir_match = true;
-    file.record.dir_match_text = "\\Windows\\My Files\\";
+    file.record.matches[match_directory].hit = true;
+    file.record.matches[match_directory].text = "\\Windows\\My Files\\";
     file.opened.ctx.use_orig_ext = true;
     EXPECT_EQ(slashed(file.copy(folder.path(), "[root]\\Users\\..\\x\\")),
               "/valid/__/[root]-Windows-My_Files-/" + name);
-    file.record.ext_match = true;
-    file.record.ext_match_text = "";
+    file.record.matches[match_extension].hit = true;
+    file.record.matches[match_extension].text = "";
     file.opened.ctx.unalloc_phase = true;
     EXPECT_EQ(slashed(file.copy(folder.path())), "/deleted-unalloc/non_acct/" + name);
 }

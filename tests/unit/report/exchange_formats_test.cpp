@@ -70,8 +70,8 @@ TEST(hash_list, a_failed_digest_an_empty_path_and_the_first_hit) {
     data.raw[16] = 9;  // a value that is not there
     data.type = type_data;
     data.label = "unnamed data";
-    record.signature_match = record.name_match = true;
-    record.name_match_text = "n";
+    record.matches[match_signature].hit = record.matches[match_name].hit = true;
+    record.matches[match_name].text = "n";
     std::ostringstream out;
     report_output results{out};
     write_hash_list(record, results, *ctx);
