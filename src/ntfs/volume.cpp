@@ -76,7 +76,7 @@ bool derive_geometry(ntfs_volume& volume, const diagnostic_log* log) {
         geometry.record_size = 1u << (-record_clusters & 31);
         geometry.clusters_per_record = geometry.record_size / cluster_size;
     } else {
-        geometry.clusters_per_record = boot.u8(boot_at::record_clusters);
+        geometry.clusters_per_record = boot.u8(ntfs_boot_at::record_clusters);
         geometry.record_size = geometry.clusters_per_record * cluster_size;
     }
     geometry.total_clusters = boot.u64(ntfs_boot_at::total_sectors) / geometry.sectors_per_cluster;

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "sources/plain_file.h"
+#include "support/temp_folder.h"
+
 TEST(merge, the_body_begins_behind_the_header) {
     const struct { const char* what; std::string head; const char* kept; const char* kept_without_labels; } cases[] = {
         {"rows", "banner\nrun\n\nlabels\nrow\n", "labels\nrow\n", "row\n"},
@@ -20,5 +23,29 @@ TEST(merge, the_body_begins_behind_the_header) {
             ASSERT_EQ(find_body(c.head, drop, offset), kept != nullptr) << c.what;
             EXPECT_EQ(c.head.substr(offset), kept == nullptr ? c.head : kept) << c.what;
         }
+    }
+}
+
+TEST(merge, whole_rows_reach_the_merged_file) {
+    const std::string head = "banner\n\n";
+    const std::string far(2u << 20, 'x');  // more than one read
+    const struct { const char* what; std::string part; bool drop; merge_result result; std::string added; } cases[] = {
+        {"rows", head + "labels\nrow\n", false, merge_result::merged, "labels\nrow\n"},
+        {"without labels", head + "labels\nrow\n", true, merge_result::merged, "row\n"},
+        {"no rows, so no labels either", head, false, merge_result::no_rows, ""},
+        {"labels alone", head + "labels\n", true, merge_result::no_rows, ""},
+        {"a cut row", head + "labels\nrow\nro", false, merge_result::merged, "labels\nrow\n"},
+        {"a cut row, far behind", head + "row\n" + far, false, merge_result::merged, "row\n"},
+        {"a long row", head + far + "\n", false, merge_result::merged, far + "\n"},
+        {"nothing", "", false, merge_result::no_rows, ""},
+    };
+    const temp_folder folder;
+    for (const auto& c : cases) {
+        temp_folder::put(folder.path(u"merged"), "before\n");
+        temp_folder::put(folder.path(u"part"), c.part);
+        plain_file part;
+        ASSERT_TRUE(part.open_read(folder.path(u"part")));
+        EXPECT_EQ(append_results(folder.path(u"merged"), part, c.drop), c.result) << c.what;
+        EXPECT_TRUE(temp_folder::content(folder.path(u"merged")) == "before\n" + c.added) << c.what;
     }
 }

@@ -30,6 +30,18 @@ TEST(host_files, reads_go_by_position_and_end_with_the_file) {
     EXPECT_EQ(file_size(file), -1);
 }
 
+TEST(host_files, writers_at_the_end_leave_each_others_lines) {
+    const temp_folder folder;
+    native_file first, second;
+    ASSERT_TRUE(open_for_update(first, folder.path(u"f")) && write_only_at_end(first));
+    ASSERT_TRUE(open_for_update(second, folder.path(u"f")) && write_only_at_end(second));
+    for (const auto& [file, line] : {std::pair{&first, "1\n"}, {&second, "2\n"}, {&second, "3\n"}, {&first, "4\n"}})
+        EXPECT_TRUE(write_text(*file, line));
+    close_file(first);
+    close_file(second);
+    EXPECT_EQ(temp_folder::content(folder.path(u"f")), "1" + line_end + "2" + line_end + "3" + line_end + "4" + line_end);
+}
+
 TEST(host_files, what_is_open_for_writing_is_new_and_can_be_read_by_others) {
     const temp_folder folder;
     temp_folder::put(folder.path(u"f"), "much longer than what follows");
