@@ -51,7 +51,7 @@ void keep_for_instances(std::vector<std::string>& args) {
 bool run_split(mft_entries_ctx& ctx, std::vector<std::string>& left_args, std::vector<std::string> child_args) {
     if (!can_be_split(ctx)) return false;
     const std::string temp_dir = temp_directory(ctx, left_args);
-    create_directory_tree(utf16_from_utf8(temp_dir));
+    create_directory_tree(make_absolute(utf16_from_utf8(temp_dir)));
     keep_for_instances(child_args);
     return run_instances(ctx, ctx.cpu_count, child_args, temp_dir);
 }

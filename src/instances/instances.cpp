@@ -14,6 +14,7 @@
 #include "ntfs/record_read.h"
 #include "platform/console.h"
 #include "platform/host_paths.h"
+#include "platform/paths.h"
 #include "platform/process.h"
 #include "report/results_file.h"
 #include "run/run_context.h"
@@ -200,7 +201,8 @@ void log_end(const instance& each, const diagnostic_log* log) {
 
 // Moves an instance's rows to the merged file. `labelled`: the labels stand there already. False: the file is full.
 bool merge(const instance& each, const mft_entries_ctx& ctx, bool& labelled) {
-    const std::u16string path = utf16_from_utf8(each.output);
+    // As the instance did it, with what that makes of quotes.
+    const std::u16string path = make_absolute(utf16_from_utf8(each.output));
     plain_file part;
     merge_result result = merge_result::unreadable;
     if (each.end.started && part.open_read(path)) {
