@@ -14,7 +14,8 @@ namespace {
 bool set_copy_format(mft_entries_ctx& ctx) {
     const bool other_format = ctx.format_csv || ctx.format_l2t || ctx.format_bodyfile;
     if (other_format || !ctx.csv_per_path) {
-        ctx.format_csv = ctx.format_l2t = ctx.format_bodyfile = false;
+        // A hash list has no place for copies, and would be picked ahead of the report that has one.
+        ctx.format_csv = ctx.format_l2t = ctx.format_bodyfile = ctx.hash_output = false;
         ctx.csv_per_path = true;
         ctx.separator_wide = u',';
         ctx.replace_from = ',';

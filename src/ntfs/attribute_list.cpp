@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "base/diagnostic_log.h"
-#include "ntfs/record_source.h"
 #include "ntfs/attribute_cursor.h"
 #include "ntfs/attributes.h"
 #include "ntfs/record_kind.h"
 #include "ntfs/record_read.h"
+#include "ntfs/record_source.h"
 #include "ntfs/volume.h"
 
 namespace {
@@ -25,7 +25,8 @@ bool pay_for_read(file_record& record, const record_source& records, std::uint32
 // The bytes of a non-resident attribute list, cluster by cluster as the walk of its entries comes to need them.
 class list_clusters {
 public:
-    list_clusters(file_record& record, record_source& records, byte_view attribute) : record_(record), records_(records) {
+    list_clusters(file_record& record, record_source& records, byte_view attribute)
+        : record_(record), records_(records) {
         decode_runs(attribute, runs_);
         // Kept: the sum counts in 32 bits.
         for (const cluster_run& run : runs_) left_ += run.clusters * records.volume->cluster_bytes();

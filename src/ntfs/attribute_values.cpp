@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "base/diagnostic_log.h"
 #include "base/numbers.h"
 #include "base/text.h"
-#include "base/diagnostic_log.h"
-#include "ntfs/record_source.h"
 #include "ntfs/attribute_context.h"
+#include "ntfs/record_source.h"
 
 namespace {
 

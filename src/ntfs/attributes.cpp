@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <iterator>
 
-#include "base/text.h"
 #include "base/diagnostic_log.h"
-#include "ntfs/record_source.h"
+#include "base/text.h"
 #include "ntfs/attribute_context.h"
+#include "ntfs/record_source.h"
 
 namespace {
 
@@ -26,7 +26,8 @@ void fill_entry(attr_entry& entry, const attribute_context& attribute, std::stri
     const std::size_t room = (record_cost_limit - costs.held_bytes) / sizeof(cluster_run);
     make_attr_entry(entry, attribute.from_attribute, room);
     costs.held_bytes += entry.runs.size() * sizeof(cluster_run);
-    if (entry.runs.size() == room) tell_record_limit(attribute.record, attribute.records.log, "its runs take more than 64 MiB");
+    if (entry.runs.size() == room)
+        tell_record_limit(attribute.record, attribute.records.log, "its runs take more than 64 MiB");
     read_attribute_name(entry.name, attribute);
     entry.label = label;
     entry.type = attribute.type;

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "base/text.h"
 #include "base/diagnostic_log.h"
+#include "base/text.h"
 #include "ntfs/attributes.h"
 #include "ntfs/directory_index.h"
 #include "ntfs/file_names.h"

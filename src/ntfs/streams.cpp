@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "base/diagnostic_log.h"
-#include "ntfs/record_source.h"
 #include "ntfs/file_record.h"
 #include "ntfs/fixups.h"
 #include "ntfs/lznt1.h"
+#include "ntfs/record_source.h"
 #include "ntfs/volume.h"
 #include "sources/plain_file.h"
 

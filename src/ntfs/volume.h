@@ -44,10 +44,10 @@ struct ntfs_volume {
     std::array<std::uint8_t, 512> boot_sector{};
     std::vector<std::uint8_t> mft_record;  // record 0, fixed up
     mft_runs mft_info;
-    std::vector<mft_extent> mft_extents;  // of mft_info.data_runs
-    std::uint32_t record_alloc_size = 0;  // bytes, from the header of record 0: the stride of records
-    bool valid = false;                   // set by validate, once
-    std::int64_t record_count = 0;        // what $MFT holds by its runs
+    std::vector<mft_extent> mft_extents;                 // of mft_info.data_runs
+    std::uint32_t record_alloc_size = 0;                 // bytes, from the header of record 0: the stride of records
+    bool valid = false;                                  // set by validate, once
+    std::int64_t record_count = 0;                       // what $MFT holds by its runs
     std::map<std::uint64_t, dir_cache_entry> dir_cache;  // by record number: the directories that lookups passed
     volume_geometry geometry;
 

@@ -1,9 +1,9 @@
 // The bare list of -filepath_only: a path a line, no header, no cell formatting.
 
 #include "base/text.h"
-#include "run/run_context.h"
 #include "report/default_report.h"
 #include "report/report_output.h"
+#include "run/run_context.h"
 
 namespace {
 

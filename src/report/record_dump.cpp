@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "run/run_context.h"
 #include "ntfs/security_descriptor.h"
 #include "report/record_text.h"
 #include "report/report_output.h"
+#include "run/run_context.h"
 
 namespace {
 

@@ -20,8 +20,8 @@ struct report_scratch {
     // As the first call chose them: later calls keep them.
     std::vector<result_cell> columns;
     std::vector<void (*)(row_in_hand& row)> fills;
-    std::size_t label_width = 0;         // longest label and a blank
-    bool rows_planned = false;  // made at the first row:
+    std::size_t label_width = 0;  // longest label and a blank
+    bool rows_planned = false;    // made at the first row:
     date_plan date;
     time_plan clock;
     char separator[16] = {};     // its head, for a copy of a fixed size

@@ -60,4 +60,3 @@ std::uint64_t present_time() {
     return filetime_of_1970 + static_cast<std::uint64_t>(now.seconds) * filetime_per_second +
            now.milliseconds * filetime_per_millisecond;
 }
-

@@ -16,7 +16,8 @@ static std::size_t most_bytes(const file_record& record) {
     constexpr std::size_t block = 2048, most_pairs = 65'536, of_each_byte = 1024;
     std::size_t most = block, path = block;
     for (const auto& item : record.parents) path = std::max(path, block + item.value.path.size());
-    for (const auto& [key, entry] : record.attributes) most += block + of_each_byte * (entry.raw.size() + entry.runs.size());
+    for (const auto& [key, entry] : record.attributes)
+        most += block + of_each_byte * (entry.raw.size() + entry.runs.size());
     return most + std::min(record.parents.size() * record.file_names.size(), most_pairs) * path;
 }
 
@@ -33,7 +34,9 @@ int run_input(const std::uint8_t* data, std::size_t size) {
     std::vector<std::uint8_t> buffer;
     for (std::uint64_t inode = 0; inode * record_size < size; ++inode) {
         bool bad = false;
-        if (!read_file_record(buffer, bad, *read.ctx, inode) || !parse_file_record(record, buffer, inode, *read.ctx, state)) continue;
+        if (!read_file_record(buffer, bad, *read.ctx, inode) ||
+            !parse_file_record(record, buffer, inode, *read.ctx, state))
+            continue;
         read.ctx->hex_numbers = inode % 2 == 0;
         std::ostringstream out;
         report_output results{out};

@@ -1,6 +1,6 @@
 // Whatever the records of a small volume say, rings of directories, links, extension records and index blocks included:
-// listings and lookups end, each child of a node stands in its bytes, a second lookup finds what the first one found, and
-// subtrees stay within their bounds. The bytes are records 1 to 16; runs may take them for index blocks too.
+// listings and lookups end, each child of a node stands in its bytes, a second lookup finds what the first one found,
+// and subtrees stay within their bounds. The bytes are records 1 to 16; runs may take them for index blocks too.
 #include <algorithm>
 #include <cstdlib>
 

@@ -5,15 +5,16 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "support/program_run.h"
 #include "report/report_output.h"
+#include "support/program_run.h"
 #include "walk/walkers.h"
 
 namespace {
 
 using arguments = std::vector<std::string>;
 
-// In the bare list a path is written as it stands. Without -csv a name's line feeds stay: rows cannot be told apart then.
+// In the bare list a path is written as it stands. Without -csv a name's line feeds stay: rows cannot be told apart
+// then.
 enum class law { none, columns_of_all_rows, columns_of_each_row };
 
 struct shape {
@@ -39,7 +40,9 @@ void expect(bool law) {
 
 void check(const shape& shape, const std::string& report) {
     if (shape.holds == law::none || report.empty()) return;
-    const auto separators_of = [&shape](const std::string& text) { return std::count(text.begin(), text.end(), shape.separator); };
+    const auto separators_of = [&shape](const std::string& text) {
+        return std::count(text.begin(), text.end(), shape.separator);
+    };
     expect(report.back() == '\n');
     std::istringstream lines(report);
     std::string line;

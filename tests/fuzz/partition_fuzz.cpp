@@ -1,4 +1,5 @@
-// Whatever the bytes of a disk: reading its tables ends, with a bounded list, and "true" means a list that holds entries.
+// Whatever the bytes of a disk: reading its tables ends, with a bounded list, and "true" means a list that holds
+// entries.
 
 #include <cstdlib>
 

@@ -6,8 +6,8 @@
 #include <set>
 
 #include "base/text.h"
-#include "run/run_context.h"
 #include "ntfs/record_read.h"
+#include "run/run_context.h"
 #include "sources/plain_file.h"
 #include "support/program_run.h"
 #include "walk/acceptance.h"
@@ -28,7 +28,8 @@ build::bytes mft_of(const std::uint8_t* data, std::size_t count) {
     for (std::size_t index = 0; index < count; ++index) {
         const std::uint8_t* bytes = data + bytes_per_record * index;
         const std::size_t numbers = records.size() + 1;  // one more than there are: a parent may be missing
-        const auto own = static_cast<std::uint16_t>(bytes[2] & 3), parents = static_cast<std::uint16_t>(bytes[2] >> 2 & 3);
+        const auto own = static_cast<std::uint16_t>(bytes[2] & 3),
+                   parents = static_cast<std::uint16_t>(bytes[2] >> 2 & 3);
         build::record made;
         made.sequence(own).std_info();
         if ((bytes[3] & 0x80) != 0) made.directory();
@@ -113,7 +114,8 @@ int run_input(const std::uint8_t* data, std::size_t size) {
     std::vector<std::uint8_t> buffer;
     for (std::uint64_t inode = 0; inode < first_number + count; ++inode) {
         bool bad = false;
-        if (!read_file_record(buffer, bad, ctx, inode) || !parse_file_record(record, buffer, inode, ctx, state)) continue;
+        if (!read_file_record(buffer, bad, ctx, inode) || !parse_file_record(record, buffer, inode, ctx, state))
+            continue;
         if (record.is_directory()) cache.emplace(with_sequence(record), node_of(record));
         for (const auto& item : record.parents) {
             expect(item.value.path == plain_path(item.key & inode_mask, ctx, cache));

@@ -6,8 +6,8 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "run/run_context.h"
 #include "ntfs/record_read.h"
+#include "run/run_context.h"
 #include "sources/plain_file.h"
 #include "support/program_run.h"
 
@@ -27,10 +27,12 @@ void tell(std::string& out, std::string_view what, numbers... values) {
 }
 
 void tell_attribute(std::string& out, std::uint64_t key, const attr_entry& entry) {
-    tell(out, entry.label, key, entry.type, entry.is_data, entry.is_named_data, entry.data_size(), entry.resident_value.size());
+    tell(out, entry.label, key, entry.type, entry.is_data, entry.is_named_data, entry.data_size(),
+         entry.resident_value.size());
     out.append(entry.raw.begin(), entry.raw.end());
     out += utf8_from_utf16(entry.name) + entry.value_text + "\n";
-    for (const cluster_run& run : entry.runs) tell(out, "run", run.start_vcn, run.lcn, run.lcn_delta, run.clusters, run.delta_negative);
+    for (const cluster_run& run : entry.runs)
+        tell(out, "run", run.start_vcn, run.lcn, run.lcn_delta, run.clusters, run.delta_negative);
 }
 
 // All that a reader of the record can see.
@@ -38,12 +40,14 @@ std::string all_of(const file_record& record) {
     std::string out;
     tell(out, "record", record.inode, record.sequence, record.flags(), record.base_reference, record.is_extension,
          record.has_attribute_list, record.attribute_list_nonresident, record.raw.size());
-    for (const auto& [key, si] : record.std_infos) tell(out, si.anomaly_text, key, si.created, si.modified, si.mft_changed, si.accessed);
+    for (const auto& [key, si] : record.std_infos)
+        tell(out, si.anomaly_text, key, si.created, si.modified, si.mft_changed, si.accessed);
     for (const auto& [key, name] : record.file_names) {
         tell(out, name.anomaly_text, key, name.parent, name.created, name.accessed, name.is_dos, name.anomaly);
         out += utf8_from_utf16(name.name);
     }
-    for (const auto& [key, object_id] : record.object_ids) tell(out, "object id", key, object_id.length, object_id.bytes[63]);
+    for (const auto& [key, object_id] : record.object_ids)
+        tell(out, "object id", key, object_id.length, object_id.bytes[63]);
     for (const auto& [key, text] : record.volume_names) out += utf8_from_utf16(text);
     for (const auto& [key, info] : record.volume_infos) out += info.text;
     for (const auto& [key, target] : record.reparse_targets) out += utf8_from_utf16(target);

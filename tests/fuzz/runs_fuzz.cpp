@@ -24,7 +24,8 @@ int run_input(const std::uint8_t* data, std::size_t size) {
         expect(run.start_vcn == next && run.offset_width == bytes.u8(run.pair_offset) >> 4);
         next += run.clusters;
     }
-    expect(decode_runs_with_text(bytes.part(bytes.u16(attribute_at::pairs_offset), size), with_text, 0x80) == !runs.empty());
+    expect(decode_runs_with_text(bytes.part(bytes.u16(attribute_at::pairs_offset), size), with_text, 0x80) ==
+           !runs.empty());
     expect(with_text.size() == runs.size());
 
     stream_runs stream(runs);
@@ -35,7 +36,8 @@ int run_input(const std::uint8_t* data, std::size_t size) {
         expect(found || run.clusters == 0);
         if (!found) continue;
         const stream_run& hit = stream.runs[index];
-        expect(hit.vcn <= run.vcn && run.vcn - hit.vcn < hit.clusters && lcn == (hit.sparse ? 0 : hit.lcn + (run.vcn - hit.vcn)));
+        expect(hit.vcn <= run.vcn && run.vcn - hit.vcn < hit.clusters &&
+               lcn == (hit.sparse ? 0 : hit.lcn + (run.vcn - hit.vcn)));
     }
     drop_sparse_runs(stream);
     expect(run_bytes(stream.runs, 1, false) == run_bytes(stream.runs, 1, true));

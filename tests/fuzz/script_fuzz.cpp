@@ -16,8 +16,9 @@ void expect(bool law) {
 }
 
 bool reaches_out(const std::u16string& token) {
-    constexpr std::u16string_view names[] = {u"-out",   u"-outfile",  u"-diags",     u"-action_copy_files", u"-script",
-                                             u"-image", u"-drivenum", u"-partition", u"-vmdk"};
+    constexpr std::u16string_view names[] = {u"-out",    u"-outfile", u"-diags",    u"-action_copy_files",
+                                             u"-script", u"-image",   u"-drivenum", u"-partition",
+                                             u"-vmdk"};
     return std::find(std::begin(names), std::end(names), lowered(token)) != std::end(names);
 }
 

@@ -63,7 +63,8 @@ std::string text_of_items(const list& items) {
 template <class map>
 std::string text_of_map(const map& entries) {
     std::string text;
-    for (const auto& entry : entries) text += (text.empty() ? "" : ";") + text_of(entry.key) + "=" + text_of(entry.value);
+    for (const auto& entry : entries)
+        text += (text.empty() ? "" : ";") + text_of(entry.key) + "=" + text_of(entry.value);
     return "{" + text + "}";
 }
 

@@ -1,6 +1,6 @@
-// Disks for tests: partition tables and the boot sectors of volumes, written field by field, and files to read them from.
-// Used by unit tests and to seed the fuzz corpora. A builder writes what is valid; a test then damages it.
-// Knows nothing of the reader: offsets are written here a second time, on purpose.
+// Disks for tests: partition tables and the boot sectors of volumes, written field by field, and files to read them
+// from. Used by unit tests and to seed the fuzz corpora. A builder writes what is valid; a test then damages it. Knows
+// nothing of the reader: offsets are written here a second time, on purpose.
 #pragma once
 
 #include <initializer_list>
@@ -23,7 +23,8 @@ struct gpt_partition {
 
 class disk {
 public:
-    explicit disk(std::size_t sectors, std::size_t sector_size = 512) : bytes_(sectors * sector_size), size_(sector_size) {}
+    explicit disk(std::size_t sectors, std::size_t sector_size = 512)
+        : bytes_(sectors * sector_size), size_(sector_size) {}
 
     // Slots and the mark, which stands at the end of the sector.
     disk& table(std::size_t sector, std::initializer_list<slot> slots);

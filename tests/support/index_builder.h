@@ -37,9 +37,7 @@ inline bytes index_root(const std::vector<std::uint64_t>& children, std::uint32_
 }
 
 // 4096 bytes with an update sequence of 512-byte sectors; entries of 0x60 bytes lie across sector ends.
-inline bytes index_block(std::uint64_t first_child, std::uint64_t count) {
-    std::vector<bytes> entries;
-    for (std::uint64_t child = 0; child < count; ++child) entries.push_back(index_entry(first_child + child));
+inline bytes index_block(const std::vector<bytes>& entries) {
     bytes out = index_node(entries, 24);
     out.insert(out.begin(), 24, 0);
     out.resize(4096);
@@ -52,9 +50,20 @@ inline bytes index_block(std::uint64_t first_child, std::uint64_t count) {
     return out;
 }
 
+inline bytes index_block(std::uint64_t first_child, std::uint64_t count) {
+    std::vector<bytes> entries;
+    for (std::uint64_t child = 0; child < count; ++child) entries.push_back(index_entry(first_child + child));
+    return index_block(entries);
+}
+
 // A directory whose root holds these children.
-inline record directory(std::u16string_view name, const std::vector<std::uint64_t>& children, std::uint64_t parent = 5) {
-    return record().directory().std_info().name(name, win32, reference(parent, 1)).resident(0x90, index_root(children), u"$I30");
+inline record directory(std::u16string_view name, const std::vector<std::uint64_t>& children,
+                        std::uint64_t parent = 5) {
+    return record()
+        .directory()
+        .std_info()
+        .name(name, win32, reference(parent, 1))
+        .resident(0x90, index_root(children), u"$I30");
 }
 
 }  // namespace build

@@ -5,10 +5,10 @@
 
 #include <memory>
 
-#include "run/run_context.h"
 #include "ntfs/file_record.h"
 #include "ntfs/record_read.h"
 #include "ntfs/volume.h"
+#include "run/run_context.h"
 #include "support/faulty_source.h"
 #include "support/volume_builder.h"
 #include "walk/open_source.h"

@@ -119,8 +119,8 @@ record& record::resident(std::uint32_t type, const bytes& value, std::u16string_
     return *this;
 }
 
-record& record::non_resident(std::uint32_t type, const bytes& pairs, std::uint64_t size, std::u16string_view attribute_name,
-                             std::uint64_t first_vcn) {
+record& record::non_resident(std::uint32_t type, const bytes& pairs, std::uint64_t size,
+                             std::u16string_view attribute_name, std::uint64_t first_vcn) {
     const std::size_t at = begin(type, true, attribute_name, 64);
     poke_u64(bytes_, at + 16, first_vcn);
     poke_u16(bytes_, at + 32, static_cast<std::uint16_t>(bytes_.size() - at));

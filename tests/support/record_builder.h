@@ -55,8 +55,8 @@ public:
     // Any resident attribute.
     record& resident(std::uint32_t type, const bytes& value, std::u16string_view attribute_name = {});
     // Any non-resident attribute: mapping pairs as they lie on disk, their final 0 included.
-    record& non_resident(std::uint32_t type, const bytes& pairs, std::uint64_t size, std::u16string_view attribute_name = {},
-                         std::uint64_t first_vcn = 0);
+    record& non_resident(std::uint32_t type, const bytes& pairs, std::uint64_t size,
+                         std::u16string_view attribute_name = {}, std::uint64_t first_vcn = 0);
     record& attribute_list(const std::vector<list_entry>& entries);
     // The id of the attribute that comes next; otherwise they count from 0.
     record& id(std::uint16_t value);

@@ -132,7 +132,9 @@ std::size_t sample_record_at(std::size_t inode) {
 bytes sample_disk() {
     volume made(sample_clusters, cluster, first_piece);
     const bytes in_use = {0xF7, 0xFF, 0xFF, 0xFF, 0x3F, 0x7F, 0x00, 0x80};
-    made.put(2, in_use).put(20, index_block(index_node({index_entry(8), index_entry(20), index_entry(21)}))).put(24, list_of(reference(14, 1), 4));
+    made.put(2, in_use)
+        .put(20, index_block({index_entry(8), index_entry(20), index_entry(21)}))
+        .put(24, list_of(reference(14, 1), 4));
     made.put(25, executable()).put(27, text("regf\1\0\0\0padding and more")).put(28, {0x03, 0xB0, 0, 'a', 'b', 'c'});
     made.put(45, text("ElfFile padding and more")).put(46, text("SQLite format 3 and more"));
     // Of free clusters, those are read that lie the volume's offset behind them.

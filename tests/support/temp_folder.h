@@ -14,7 +14,8 @@ class temp_folder {
 public:
     temp_folder() {
         const auto moment = std::chrono::steady_clock::now().time_since_epoch().count();
-        const std::filesystem::path folder = std::filesystem::temp_directory_path() / ("unit_" + std::to_string(moment));
+        const std::filesystem::path folder =
+            std::filesystem::temp_directory_path() / ("unit_" + std::to_string(moment));
         std::filesystem::create_directories(folder);
         path_ = folder.u16string();
     }

@@ -37,7 +37,8 @@ volume::volume(std::uint32_t clusters, std::uint32_t cluster_size, std::uint64_t
 
 volume& volume::put(std::uint64_t cluster, const bytes& content) {
     const std::uint64_t at = cluster * cluster_size_;
-    if (at + content.size() <= bytes_.size()) std::copy(content.begin(), content.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(at));
+    if (at + content.size() <= bytes_.size())
+        std::copy(content.begin(), content.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(at));
     return *this;
 }
 
@@ -47,8 +48,12 @@ volume& volume::poke(std::size_t at, std::uint8_t value) {
 }
 
 volume& volume::mft(const std::vector<run>& runs, const std::vector<bytes>& records, std::uint64_t declared) {
-    std::vector<bytes> all = {record().std_info().name(u"$MFT", both).non_resident(
-        0x80, pairs(runs), declared != 0 ? declared : 1024 * (records.size() + 1)).on_disk()};
+    std::vector<bytes> all = {
+        record()
+            .std_info()
+            .name(u"$MFT", both)
+            .non_resident(0x80, pairs(runs), declared != 0 ? declared : 1024 * (records.size() + 1))
+            .on_disk()};
     all.insert(all.end(), records.begin(), records.end());
     bytes stream;
     for (bytes& each : all) {
@@ -60,7 +65,8 @@ volume& volume::mft(const std::vector<run>& runs, const std::vector<bytes>& reco
         const auto held = static_cast<std::size_t>(each.clusters * cluster_size_);
         const std::size_t count = std::min(held, stream.size() - at);
         const auto first = stream.begin() + static_cast<std::ptrdiff_t>(at);
-        if (each.lcn != hole) put(static_cast<std::uint64_t>(each.lcn), bytes(first, first + static_cast<std::ptrdiff_t>(count)));
+        if (each.lcn != hole)
+            put(static_cast<std::uint64_t>(each.lcn), bytes(first, first + static_cast<std::ptrdiff_t>(count)));
         at += count;
     }
     return *this;

@@ -24,7 +24,8 @@ bytes pairs(const std::vector<run>& runs);
 class volume {
 public:
     // Every cluster is filled with `fill_of` its number. $MFT begins at `mft_cluster`, as the boot sector says.
-    volume(std::uint32_t clusters, std::uint32_t cluster_size = 1024, std::uint64_t mft_cluster = 4, std::uint16_t sector_size = 512);
+    volume(std::uint32_t clusters, std::uint32_t cluster_size = 1024, std::uint64_t mft_cluster = 4,
+           std::uint16_t sector_size = 512);
 
     // Content that lies outside of the volume is left out.
     volume& put(std::uint64_t cluster, const bytes& content);

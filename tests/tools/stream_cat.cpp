@@ -9,10 +9,10 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
-#include "run/run_context.h"
 #include "ntfs/record_read.h"
 #include "ntfs/streams.h"
 #include "ntfs/volume.h"
+#include "run/run_context.h"
 #include "walk/open_source.h"
 
 namespace {
@@ -22,8 +22,10 @@ std::string run_text(const attr_entry& attribute) {
     std::string text;
     for (const stream_run& run : stream_runs(attribute.runs).runs) {
         if (!text.empty()) text += ',';
-        if (run.sparse) text += "hole";
-        else append_decimal(text, run.lcn);
+        if (run.sparse)
+            text += "hole";
+        else
+            append_decimal(text, run.lcn);
         text += '+';
         append_decimal(text, run.clusters);
     }

@@ -12,7 +12,6 @@
 
 namespace {
 
-
 // Major, minor and build number of a system library, which say what the version calls hide from old programs.
 std::string library_version(const wchar_t* name) {
     DWORD unused = 0;
@@ -62,7 +61,8 @@ clock_reading read_clock() {
     GetSystemTimeAsFileTime(&now);
     const std::uint64_t ticks =
         ((static_cast<std::uint64_t>(now.dwHighDateTime) << 32) | now.dwLowDateTime) - filetime_of_1970;
-    return {static_cast<std::int64_t>(ticks / filetime_per_second), static_cast<std::uint32_t>(ticks / filetime_per_millisecond % 1000)};
+    return {static_cast<std::int64_t>(ticks / filetime_per_second),
+            static_cast<std::uint32_t>(ticks / filetime_per_millisecond % 1000)};
 }
 
 local_moment local_time_now() {

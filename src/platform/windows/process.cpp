@@ -72,7 +72,8 @@ std::wstring variable_for_line(const std::wstring& line) {
 
 void drain(std::FILE* stream) {
     std::array<char, 16384> block;
-    while (std::fread(block.data(), 1, block.size(), stream) > 0) {}
+    while (std::fread(block.data(), 1, block.size(), stream) > 0) {
+    }
 }
 
 }  // namespace

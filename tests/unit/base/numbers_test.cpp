@@ -12,7 +12,10 @@ constexpr std::uint64_t untouched = 77;
 
 TEST(numbers, parse_u64_and_parse_size_read_their_own_dialects) {
     constexpr std::uint64_t most = ~std::uint64_t{0};
-    const struct { const char* text; std::uint64_t as_u64, as_size; } cases[] = {
+    const struct {
+        const char* text;
+        std::uint64_t as_u64, as_size;
+    } cases[] = {
         {"16", 16, 16},
         {"0x10", 16, 16},
         {"x10", 16, untouched - 77},  // parse_size reads from the third character on
@@ -37,9 +40,14 @@ TEST(numbers, parse_u64_and_parse_size_read_their_own_dialects) {
 }
 
 TEST(numbers, small_parsers_leave_zero_or_the_old_value) {
-    const struct { const char* text; std::uint32_t as_u32; std::int32_t as_i32; } cases[] = {
-        {"12", 12, 12},   {"0x1f", 31, 31}, {"x1f", 31, 31}, {"o17", 15, 15},      {"'A'", 'A', 77},
-        {"-4", 0, -4},    {"+4", 0, 4},     {"word", 0, 0},  {"5000000000", ~0u, 705'032'704},
+    const struct {
+        const char* text;
+        std::uint32_t as_u32;
+        std::int32_t as_i32;
+    } cases[] = {
+        {"12", 12, 12},  {"0x1f", 31, 31}, {"x1f", 31, 31},
+        {"o17", 15, 15}, {"'A'", 'A', 77}, {"-4", 0, -4},
+        {"+4", 0, 4},    {"word", 0, 0},   {"5000000000", ~0u, 705'032'704},
     };
     for (const auto& c : cases) {
         std::uint32_t narrow = 77;
@@ -52,9 +60,16 @@ TEST(numbers, small_parsers_leave_zero_or_the_old_value) {
 }
 
 TEST(numbers, a_list_is_split_at_its_first_kind_of_delimiter_only) {
-    const struct { const char16_t* value; std::vector<std::u16string> items; } cases[] = {
-        {u"a|b,c", {u"a", u"b,c"}}, {u" a , b ;c", {u"a", u"b ;c"}},      {u"a;;b;", {u"a", u"b"}},
-        {u" alone ", {u" alone "}}, {u"", {u""}},                         {u"| |", {}},
+    const struct {
+        const char16_t* value;
+        std::vector<std::u16string> items;
+    } cases[] = {
+        {u"a|b,c", {u"a", u"b,c"}},
+        {u" a , b ;c", {u"a", u"b ;c"}},
+        {u"a;;b;", {u"a", u"b"}},
+        {u" alone ", {u" alone "}},
+        {u"", {u""}},
+        {u"| |", {}},
     };
     for (const auto& c : cases) {
         std::vector<std::u16string> items;
@@ -64,7 +79,12 @@ TEST(numbers, a_list_is_split_at_its_first_kind_of_delimiter_only) {
 }
 
 TEST(numbers, digits_are_padded_with_zeros_and_never_cut) {
-    const struct { std::uint64_t value; std::size_t least; const char* hex; const char* decimal; } cases[] = {
+    const struct {
+        std::uint64_t value;
+        std::size_t least;
+        const char* hex;
+        const char* decimal;
+    } cases[] = {
         {0, 1, "0", "0"},
         {0x123, 8, "00000123", "00000291"},
         {~std::uint64_t{0}, 8, "ffffffffffffffff", "18446744073709551615"},

@@ -6,13 +6,23 @@
 #include "base/flat_map.h"
 
 TEST(text, utf16_becomes_utf8_until_a_high_surrogate_stands_alone) {
-    const struct { std::u16string_view from; std::string_view to; bool complete; } cases[] = {
+    const struct {
+        std::u16string_view from;
+        std::string_view to;
+        bool complete;
+    } cases[] = {
         {u"plain", "plain", true},
         {u"\u00e4\u20ac", "\xc3\xa4\xe2\x82\xac", true},
         {u"\U0001f600!", "\xf0\x9f\x98\x80!", true},
         {u"a\xd83d", "a", false},
-        {u"a\xd83d" u"b", "a", false},
-        {u"a\xde00" u"b", "a\xed\xb8\x80" "b", true},  // a lone low surrogate is a unit like any other
+        {u"a\xd83d"
+         u"b",
+         "a", false},
+        {u"a\xde00"
+         u"b",
+         "a\xed\xb8\x80"
+         "b",
+         true},  // a lone low surrogate is a unit like any other
     };
     for (const auto& c : cases) {
         std::string out = "<";
@@ -22,7 +32,8 @@ TEST(text, utf16_becomes_utf8_until_a_high_surrogate_stands_alone) {
 }
 
 TEST(text, bytes_that_are_no_utf8_survive_the_way_through_wide_text) {
-    for (const std::string text : {"ok", "\xff", "a\xc3", "\xc0\x80", "\xed\xa0\x80", "\xf0\x9f\x98\x80", "\xf5\x80\x80\x80"}) {
+    for (const std::string text :
+         {"ok", "\xff", "a\xc3", "\xc0\x80", "\xed\xa0\x80", "\xf0\x9f\x98\x80", "\xf5\x80\x80\x80"}) {
         EXPECT_EQ(bytes_from_utf16(utf16_from_utf8(text)), text);
     }
     EXPECT_EQ(utf16_from_utf8("\xf0\x9f\x98\x80"), u"\U0001f600");

@@ -164,7 +164,9 @@ TEST(options, each_has_its_effect_alone_in_capitals_and_twice_and_none_without_i
 }
 
 TEST(options, what_no_pass_takes_stays_in_the_list) {
-    const struct { arguments given, left; } lists[] = {
+    const struct {
+        arguments given, left;
+    } lists[] = {
         {{"-csv", "-csv", "-filter_ext", "a", "-filter_ext"}, {"-csv", "-filter_ext"}},
         {{"-hashfile", "md5"}, {"-hashfile", "md5"}},  // taken from a copy
         {{"-verbose", "-verbose", "-v"}, {"-v"}},
@@ -181,7 +183,10 @@ TEST(options, what_no_pass_takes_stays_in_the_list) {
 }
 
 TEST(options, the_order_of_the_calls_decides_between_two_that_write_the_same_setting) {
-    const struct { arguments given; std::string effect; } pairs[] = {
+    const struct {
+        arguments given;
+        std::string effect;
+    } pairs[] = {
         {{"-bodyfile", "-csv"}, "separator='|' +no_whitespace -blank_before_time +format_bodyfile separator_wide='|'"},
         {{"-csvgen", "-csv"}, std::string(comma) + "+no_whitespace +format_csvgen separator_wide=','"},
         {{"-csvgen", "-csvl2t"},
@@ -189,7 +194,8 @@ TEST(options, the_order_of_the_calls_decides_between_two_that_write_the_same_set
         {{"-csv", "-pair_datetime"}, std::string(comma) + "+format_csv +pair_datetime separator_wide=','"},
         {{"-csv_separator", "tab", "-csv"},
          std::string(no_pair) + "separator='\t' +no_whitespace +format_csv separator_wide='\t'"},
-        {{"-no_whitespace", "-csv_separator", " | "}, "separator='|' +no_whitespace -blank_before_time separator_wide='|'"},
+        {{"-no_whitespace", "-csv_separator", " | "},
+         "separator='|' +no_whitespace -blank_before_time separator_wide='|'"},
         {{"-base16", "-base10"}, ""},
         {{"-filepath_only", "-csv"},
          std::string(no_pair) + "separator=',' +no_whitespace +format_csv separator_wide='|'"},
@@ -202,7 +208,8 @@ TEST(options, the_order_of_the_calls_decides_between_two_that_write_the_same_set
         {{"-find_mft", "9", "-mftstart", "5", "-mftrange", "3"},
          "mft_start=9 mft_count=1 +fetch_header head_length=2048 +find_mft"},
         {{"-filter_file", "a", "-filter_file", "b", "-filter_file", "c"}, "filter_files=['b']"},
-        {{"-filter_wildcard", "a", "-filter_wildcard", "bc", "-filter_wildcard", "d"}, "wildcards=[2bytes;4bytes;2bytes]"},
+        {{"-filter_wildcard", "a", "-filter_wildcard", "bc", "-filter_wildcard", "d"},
+         "wildcards=[2bytes;4bytes;2bytes]"},
         {{"-filter_name", "a|b", "-filter_fullname", "a"}, "name_entries={'a'=8,a;'b'=1,partial,b}"},
         {{"-scanstart", "3", "-scansize", "9", "-filter_pattern", "41"},
          "filter_pattern_bytes=[41] rules=[39] +signature_filter scan_start=3 scan_size=9"},
@@ -217,7 +224,10 @@ TEST(options, the_order_of_the_calls_decides_between_two_that_write_the_same_set
 
 TEST(options, sources_exclude_each_other_in_their_order) {
     const std::string device = "\\\\?\\GLOBALROOT\\Device\\HarddiskVolumeShadowCopy";
-    const struct { arguments given; std::string effect; } sources[] = {
+    const struct {
+        arguments given;
+        std::string effect;
+    } sources[] = {
         {{"-mftfile", "a", "-vss", "3"}, "mft_file_path='a' source_kind=5"},
         {{"-vss", "3"}, "source_kind=2 live_volume_text='" + device + "3'"},
         {{"-vss", device + "12\\x\\y"}, "source_kind=2 live_volume_text='" + device + "12'"},
@@ -235,17 +245,26 @@ TEST(options, a_copy_run_writes_the_per_path_report_into_a_folder_that_is_made) 
     const std::string place = utf8_from_utf16(wanted);
     const std::string copies = " +copy_files copy_dir='" + place + "' ";
     const arguments copy = {"-action_copy_files", " " + place + static_cast<char>(temp_folder::separator())};
-    const struct { arguments also; std::string effect; } runs[] = {
-        {{}, "replace_from=',' replace_to=' ' +csv_per_path separator_wide=','" + copies + "+copy_normal_data +copy_active"},
+    const struct {
+        arguments also;
+        std::string effect;
+    } runs[] = {
+        {{},
+         "replace_from=',' replace_to=' ' +csv_per_path separator_wide=','" + copies +
+             "+copy_normal_data +copy_active"},
         {{"-csv", "-normal_data"},
-         std::string(comma) + "+no_whitespace +csv_per_path separator_wide=','" + copies + "+copy_normal_data +copy_active"},
+         std::string(comma) + "+no_whitespace +csv_per_path separator_wide=','" + copies +
+             "+copy_normal_data +copy_active"},
         {{"-csvperpath", "-named_data"}, "+csv_per_path separator_wide='|'" + copies + "+copy_named_data +copy_active"},
         {{"-csvperpath", "-named_data", "-all"},
          "+csv_per_path separator_wide='|'" + copies + "+copy_all_streams +copy_active"},
         // The bare list needs a format beside it; alone it ends the pass ahead of everything else.
-        {{"-filepath_only", "-multiline"}, "replace_from=',' replace_to=' ' separator='' +format_multiline +csv_per_path "
-                                           "+filepath_only separator_wide=','" + copies + "+copy_normal_data +copy_active"},
-        {{"-filepath_only", "-raw"}, "replace_from=',' replace_to=' ' +csv_per_path +filepath_only separator_wide=',' +raw_copy"},
+        {{"-filepath_only", "-multiline"},
+         "replace_from=',' replace_to=' ' separator='' +format_multiline +csv_per_path "
+         "+filepath_only separator_wide=','" +
+             copies + "+copy_normal_data +copy_active"},
+        {{"-filepath_only", "-raw"},
+         "replace_from=',' replace_to=' ' +csv_per_path +filepath_only separator_wide=',' +raw_copy"},
     };
     for (const auto& c : runs) EXPECT_EQ(effect_of(copy + c.also), c.effect);
     EXPECT_TRUE(temp_folder::exists(wanted));
@@ -256,27 +275,38 @@ TEST(options, a_failed_option_says_so_and_ends_the_pass_at_its_place) {
     const temp_folder folder;
     temp_folder::put(folder.path(u"file"), "");
     const std::string below = utf8_from_utf16(folder.path(u"file") + temp_folder::separator() + u"below");
-    const struct { arguments given; int result; std::string words; } runs[] = {
+    const struct {
+        arguments given;
+        int result;
+        std::string words;
+    } runs[] = {
         {{}, -2, ""},
-        {{"-csv"}, -3,
+        {{"-csv"},
+         -3,
          "error: need to specify at least an input source [-mftfile, -image, -drivenum, -partition, -vmdk]\n"},
         {{"-sqlite", "x", "-signal", "s"}, -2, "This option is not offered in this build\n"},
         {{"-alias", "a|b|c", "-signal", "s"}, -2, "imbalanced alias to true pathfiles, aborting\n"},
         {{"-out", below, "-mftfile", "x"}, -2, "prob opening file " + below + " for output, aborting\n"},
-        {{"-filter_pattern", "abc", "-mftfile", "x"}, -1,
+        {{"-filter_pattern", "abc", "-mftfile", "x"},
+         -1,
          "Error: -filter_pattern option specified invalid argument, aborting\n"},
-        {{"-filter_pattern", "", "-mftfile", "x"}, -1,
+        {{"-filter_pattern", "", "-mftfile", "x"},
+         -1,
          "Error: -filter_pattern option specified invalid argument, aborting\n"},
-        {{"-find_objid", "01020304-0506-0708-09", "-mftfile", "x"}, -1,
+        {{"-find_objid", "01020304-0506-0708-09", "-mftfile", "x"},
+         -1,
          "prob parsing 01020304-0506-0708-09 as ObjID, aborting\n"},
-        {{"-find_objid", "{01020304-0506-0708-090a-0b0c0d0e0f10}", "-mftfile", "x"}, -1,
+        {{"-find_objid", "{01020304-0506-0708-090a-0b0c0d0e0f10}", "-mftfile", "x"},
+         -1,
          "prob parsing {01020304-0506-0708-090a-0b0c0d0e0f10} as ObjID, aborting\n"},
         {{"-action_copy_files", below, "-mftfile", "x"}, -1, "prob creating results directory, " + below + "\n"},
         // These complain and go on.
-        {{"-mftfile", "x", "-dateformat", "ymd", "-timeformat", "12345678"}, 0,
+        {{"-mftfile", "x", "-dateformat", "ymd", "-timeformat", "12345678"},
+         0,
          "invalid ymd, using default format\ninvalid 12345678, using default format\n"},
         {{"-mftfile", "x", "-filter_start_time", "soon"}, 0, "Error: invalid filter start time, defaulting to 0\n"},
-        {{"-mftfile", "x", "-filter_sig", "foo|mz|bar"}, 0,
+        {{"-mftfile", "x", "-filter_sig", "foo|mz|bar"},
+         0,
          "Error: -filter_sig option specified invalid option, aborting\n"
          "Error: -filter_sig option specified invalid option, aborting\n"},
     };
@@ -292,14 +322,16 @@ TEST(options, results_and_log_are_opened_while_the_options_are_read) {
     const temp_folder folder;
     const std::u16string results = folder.path(u"r\u00E9sum\u00E9.csv"), log = folder.path(u"log");
     temp_folder::put(results, "old");
-    const read_options read = options_of({"-outfile", utf8_from_utf16(results), "-diags", utf8_from_utf16(log), "-mftfile", "x y"});
+    const read_options read =
+        options_of({"-outfile", utf8_from_utf16(results), "-diags", utf8_from_utf16(log), "-mftfile", "x y"});
     EXPECT_EQ(read.ctx->results_path_wide, results);
     EXPECT_EQ(temp_folder::content(results), "old");
     std::erase_if(read.ctx->command_line, [](char c) { return c == '\r'; });
     EXPECT_TRUE(temp_folder::content(log).starts_with("->grelmoor -outfile ")) << temp_folder::content(log);
     EXPECT_NE(temp_folder::content(log).find("-mftfile \"x y\""), std::string::npos);
     log_diag(read.ctx->log, "err: %s", std::string(300, 'a').c_str());
-    EXPECT_NE(temp_folder::content(log).find("->err: " + std::string(256, 'a') + (temp_folder::separator() == u'/' ? "\n" : "\r\n")),
+    EXPECT_NE(temp_folder::content(log).find("->err: " + std::string(256, 'a') +
+                                             (temp_folder::separator() == u'/' ? "\n" : "\r\n")),
               std::string::npos);
     const read_options without = options_of({"-diags", utf8_from_utf16(folder.path(u"no/log")), "-mftfile", "x"});
     EXPECT_EQ(without.result, 0);

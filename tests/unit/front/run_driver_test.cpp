@@ -49,7 +49,8 @@ std::vector<std::string> lines_of(const std::string& text) {
 
 // Every digit as "#".
 std::string shape_of(std::string text) {
-    std::replace_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }, '#');
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }, '#');
     return text;
 }
 
@@ -68,7 +69,8 @@ TEST(run, header_tells_moment_machine_and_command) {
         lines_of(build_run_header({"grelmoor", "-a b", "-PIPE", "", "-dateformat", "yyyy-mm-dd"}));
     ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[0], "grelmoor ver: 0.72");
-    EXPECT_TRUE(shape_of(lines[1]).starts_with("run time: ####-##-## ##:##:##.### [local time]; computer: ")) << lines[1];
+    EXPECT_TRUE(shape_of(lines[1]).starts_with("run time: ####-##-## ##:##:##.### [local time]; computer: "))
+        << lines[1];
     EXPECT_NE(lines[1].find("; os: "), std::string::npos) << lines[1];
     EXPECT_EQ(lines[2], "\"cmdline: <filelist> ... | grelmoor '-a b' -PIPE  -dateformat yyyy-mm-dd\"");
     // Neither option counts at index 0 or without a value.
@@ -82,7 +84,11 @@ TEST(run, failures_have_words_and_an_exit_code_and_come_behind_the_header) {
     const std::string results = utf8_from_utf16(folder.path(u"r.csv"));
     const arguments source = {"-mftfile", utf8_from_utf16(folder.path(u"missing"))};
     const char* const refused = "This option is not offered in this build\n";
-    const struct { arguments given; int exit_code; std::string words; } cases[] = {
+    const struct {
+        arguments given;
+        int exit_code;
+        std::string words;
+    } cases[] = {
         {{}, 0, ""},  // a source that cannot be opened
         {{"-sqlite", "x"}, -1, std::string(refused) + "invalid cmd options, aborting\n"},
         {{"-xml"}, -1, refused},
@@ -137,14 +143,19 @@ TEST(run, results_and_logs_never_cut_a_source) {
     std::error_code no_link;
     std::filesystem::create_hard_link(folder.path(u"mft"), folder.path(u"hard"), no_link);
     std::filesystem::create_symlink(folder.path(u"mft"), folder.path(u"soft"), no_link);
-    const struct { const char* option; std::u16string name; } cases[] = {
-        {"-out", u"mft"}, {"-outfile", u"./mft"}, {"-out", u"hard"}, {"-out", u"soft"}, {"-out", u"script"},
-        {"-diags", u"mft"}, {"-diags", u"hard"}, {"-diags", u"soft"}, {"-diags", u"script"},
+    const struct {
+        const char* option;
+        std::u16string name;
+    } cases[] = {
+        {"-out", u"mft"},   {"-outfile", u"./mft"}, {"-out", u"hard"},   {"-out", u"soft"},     {"-out", u"script"},
+        {"-diags", u"mft"}, {"-diags", u"hard"},    {"-diags", u"soft"}, {"-diags", u"script"},
     };
     for (const auto& c : cases) {
         const std::string path = utf8_from_utf16(folder.path(c.name)), log = utf8_from_utf16(folder.path(u"log"));
         if (!temp_folder::exists(folder.path(c.name))) continue;
-        arguments args = {"-mftfile", utf8_from_utf16(folder.path(u"mft")), "-script", utf8_from_utf16(folder.path(u"script")), c.option, path};
+        arguments args = {"-mftfile", utf8_from_utf16(folder.path(u"mft")),
+                          "-script",  utf8_from_utf16(folder.path(u"script")),
+                          c.option,   path};
         args.insert(args.end(), {"-diags", log});  // of two the first counts
         const run_result result = result_of(args);
         EXPECT_EQ(result.exit_code, -1) << c.option << path;
@@ -159,7 +170,8 @@ TEST(run, results_and_logs_never_cut_a_source) {
 TEST(run, an_option_that_fails_leaves_old_results_as_they_were) {
     const temp_folder folder;
     temp_folder::put(folder.path(u"old"), "old results");
-    for (const arguments& given : {arguments{"-sqlite", "x"}, {"-image", "missing"}, {"-cpu", "2", "-filter_all_clusters"}}) {
+    for (const arguments& given :
+         {arguments{"-sqlite", "x"}, {"-image", "missing"}, {"-cpu", "2", "-filter_all_clusters"}}) {
         arguments args = {"-out", utf8_from_utf16(folder.path(u"old"))};
         args.insert(args.end(), given.begin(), given.end());
         EXPECT_EQ(result_of(args).exit_code, -1) << given[0];
@@ -173,7 +185,10 @@ TEST(run, record_numbers_alone_are_visited_alone) {
     records[7] = build::record().std_info().name(u"seven.doc").data("7").on_disk();
     const temporary_file mft(build::mft(records));
     // The walk of a few numbers shows no progress over the others.
-    const struct { arguments given; bool six, seven, whole_walk; } cases[] = {
+    const struct {
+        arguments given;
+        bool six, seven, whole_walk;
+    } cases[] = {
         {{"-filter_inode", "6"}, true, false, false},
         {{"-filter_inode", "6", "-filter_max_size", "1"}, true, false, false},
         {{"-filter_inode", "6", "-filter_ext", "doc"}, true, true, true},

@@ -17,7 +17,10 @@ tokens tokens_of(const std::string& text) {
 }
 
 TEST(script, lines_and_quotes_become_tokens) {
-    const struct { const char* text; tokens wanted; } cases[] = {
+    const struct {
+        const char* text;
+        tokens wanted;
+    } cases[] = {
         {"-csv", {}},  // no line end at all
         {"-csv\n", {"-csv"}},
         {"-csv\n-filter_ext\n\n  exe \t dll", {"-csv", "-filter_ext", "exe", "dll"}},
@@ -31,7 +34,7 @@ TEST(script, lines_and_quotes_become_tokens) {
         {"-x \"a\" \"\" \"b c\" d\n", {"-x", "a", "", "b c", "d"}},
         {"-x \" a \" b\n", {"-x", " a ", "b"}},
         {"-x \"a b\n\"c\" d\n", {"-x", "c", "d"}},  // not closed on its line: dropped
-        {"\"alone\"\n-y\n", {"\"alone\"", "-y"}},  // a line of one token keeps its quotes
+        {"\"alone\"\n-y\n", {"\"alone\"", "-y"}},   // a line of one token keeps its quotes
         {"a\"b c\"\n", {"a\"b", "c\""}},
         {"r\xC3\xA9sum\xC3\xA9 \xFF\n", {"r\xC3\xA9sum\xC3\xA9", "\xFF"}},
     };
@@ -40,7 +43,11 @@ TEST(script, lines_and_quotes_become_tokens) {
 
 TEST(script, line_ends_are_told_from_the_first_1024_bytes) {
     const std::string line(1022, 'x');
-    const struct { const char* what; std::string text; std::size_t count; } cases[] = {
+    const struct {
+        const char* what;
+        std::string text;
+        std::size_t count;
+    } cases[] = {
         {"LF and CR within", line.substr(1) + "\nb\rc\n", 0},
         {"the CR lies behind, and is white space", line + "\nb\rc\n", 3},
         {"the only end lies behind", line + "xx\n", 0},
@@ -60,7 +67,8 @@ TEST(script, tokens_stand_behind_the_real_arguments) {
     std::string many;
     for (int count = 0; count < 70'000; ++count) many += "a\n";
     temp_folder::put(folder.path(u"many"), many);
-    for (const std::u16string& path : {folder.path(u"missing"), folder.path(u"s") + u'\0' + u"x", folder.path(u"large"), folder.path(u"many")}) {
+    for (const std::u16string& path :
+         {folder.path(u"missing"), folder.path(u"s") + u'\0' + u"x", folder.path(u"large"), folder.path(u"many")}) {
         list = {u"grelmoor", u"-script", path, u"-base10"};
         EXPECT_NE(append_script(list, evidence), "");
         EXPECT_EQ(narrowed(list), (tokens{"grelmoor", "-base10"}));

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "run/run_context.h"
 #include "front/walk_pass.h"
+#include "run/run_context.h"
 #include "support/disk_builder.h"
 
 namespace {
@@ -9,10 +9,18 @@ namespace {
 using build::disk;
 
 TEST(source_options, an_image_passes_by_its_offset_and_moves_when_it_is_one_volume) {
-    const disk whole = disk(64).table(0, {{7, 40, 20}}).ntfs(40, 19), cut = disk(45).table(0, {{7, 40, 20}}).ntfs(40, 19);
+    const disk whole = disk(64).table(0, {{7, 40, 20}}).ntfs(40, 19),
+               cut = disk(45).table(0, {{7, 40, 20}}).ntfs(40, 19);
     const disk bare = disk(32).ntfs(0, 32), cut_bare = disk(31).ntfs(0, 32);
-    const struct { const char* what; const disk& made; std::uint64_t offset; bool ignore; int result; bool is_volume; std::size_t left; }
-    cases[] = {
+    const struct {
+        const char* what;
+        const disk& made;
+        std::uint64_t offset;
+        bool ignore;
+        int result;
+        bool is_volume;
+        std::size_t left;
+    } cases[] = {
         {"bare volume", bare, 0, false, 0, true, 0},
         {"bare volume, cut: found at 0", cut_bare, 0, false, 0, true, 0},
         {"the flag is not read without an offset", cut_bare, 0, true, 0, true, 1},

@@ -6,7 +6,12 @@
 #include "support/temp_folder.h"
 
 TEST(merge, the_body_begins_behind_the_header) {
-    const struct { const char* what; std::string head; const char* kept; const char* kept_without_labels; } cases[] = {
+    const struct {
+        const char* what;
+        std::string head;
+        const char* kept;
+        const char* kept_without_labels;
+    } cases[] = {
         {"rows", "banner\nrun\n\nlabels\nrow\n", "labels\nrow\n", "row\n"},
         {"the other host's line ends", "banner\r\nrun\r\n\r\nlabels\r\nrow\r\n", "labels\r\nrow\r\n", "row\r\n"},
         {"a blank counts for nothing", "banner\n \t\nlabels\nrow\n", "labels\nrow\n", "row\n"},
@@ -29,7 +34,13 @@ TEST(merge, the_body_begins_behind_the_header) {
 TEST(merge, whole_rows_reach_the_merged_file) {
     const std::string head = "banner\n\n";
     const std::string far(2u << 20, 'x');  // more than one read
-    const struct { const char* what; std::string part; bool drop; merge_result result; std::string added; } cases[] = {
+    const struct {
+        const char* what;
+        std::string part;
+        bool drop;
+        merge_result result;
+        std::string added;
+    } cases[] = {
         {"rows", head + "labels\nrow\n", false, merge_result::merged, "labels\nrow\n"},
         {"without labels", head + "labels\nrow\n", true, merge_result::merged, "row\n"},
         {"no rows, so no labels either", head, false, merge_result::no_rows, ""},

@@ -23,7 +23,8 @@ file_record decoded(const build::bytes& bytes) {
 std::string labels_of(const file_record& record) {
     std::string text;
     for (const auto& item : record.attributes) {
-        text += std::string(item.value.label) + (item.value.value_text.empty() ? "" : "=" + item.value.value_text) + ";";
+        text +=
+            std::string(item.value.label) + (item.value.value_text.empty() ? "" : "=" + item.value.value_text) + ";";
     }
     return text;
 }
@@ -38,7 +39,8 @@ build::bytes volume_information(std::uint8_t major, std::uint8_t minor) {
 }
 
 // Tag, length, then the offsets and lengths of substitute and print name within a path buffer that `flags` precede.
-build::bytes reparse(std::u16string_view substitute, std::u16string_view print, const std::vector<std::uint8_t>& flags) {
+build::bytes reparse(std::u16string_view substitute, std::u16string_view print,
+                     const std::vector<std::uint8_t>& flags) {
     build::bytes value(16);
     const build::bytes first = build::utf16_bytes(substitute), second = build::utf16_bytes(print);
     build::poke_u16(value, 4, static_cast<std::uint16_t>(8 + flags.size() + first.size() + second.size()));
@@ -56,29 +58,49 @@ build::bytes reparse(std::u16string_view substitute, std::u16string_view print, 
 TEST(attributes, each_type_is_filed_by_its_word_in_order_of_ids) {
     const build::bytes bytes = build::record()
                                    .std_info()
-                                   .id(9).data("x")
-                                   .id(3).data("y", u"named")
-                                   .id(4).resident(0x70, volume_information(3, 1))
-                                   .id(5).resident(0x40, build::bytes(16, 0x11))
-                                   .id(6).resident(0x60, {1, 2})
-                                   .id(7).resident(0x90, build::bytes(32), u"$I30")
-                                   .id(8).resident(0x100, {1}, u"$EFS")
-                                   .id(1).resident(0xD0, {1}).id(2).resident(0x555, {1})
+                                   .id(9)
+                                   .data("x")
+                                   .id(3)
+                                   .data("y", u"named")
+                                   .id(4)
+                                   .resident(0x70, volume_information(3, 1))
+                                   .id(5)
+                                   .resident(0x40, build::bytes(16, 0x11))
+                                   .id(6)
+                                   .resident(0x60, {1, 2})
+                                   .id(7)
+                                   .resident(0x90, build::bytes(32), u"$I30")
+                                   .id(8)
+                                   .resident(0x100, {1}, u"$EFS")
+                                   .id(1)
+                                   .resident(0xD0, {1})
+                                   .id(2)
+                                   .resident(0x555, {1})
                                    .fixed_up();
     const file_record record = decoded(bytes);
     EXPECT_EQ(labels_of(record),
               "extended attribs info;unk;ads;vol info=ver: 3:1 (WinXP);obj id=11111111-1111-1111-1111-111111111111;"
               "vol name;indx root;logged stream;unnamed data;");
-    EXPECT_EQ(record.std_infos.size() + record.object_ids.size() + record.volume_names.size() + record.index_roots.size(), 4u);
+    EXPECT_EQ(
+        record.std_infos.size() + record.object_ids.size() + record.volume_names.size() + record.index_roots.size(),
+        4u);
 }
 
 TEST(attributes, conditions_that_fail_leave_the_attribute_out) {
-    EXPECT_EQ(labels_of(decoded(build::record().resident(0x40, build::bytes(15)).data("").fixed_up())), "unnamed data;");
-    EXPECT_EQ(labels_of(decoded(build::record().resident(0xC0, build::bytes(16)).data("").fixed_up())), "unnamed data;");
-    const struct { std::uint8_t major, minor; const char* text; } versions[] = {
-        {1, 2, "ver: 1:2 (WinNT)"}, {2, 0, "ver: 2:0(Unk version)"}, {3, 0, "ver: 3:0 (Win2k)"}, {3, 2, "ver: 3:2 (Windows)"}};
+    EXPECT_EQ(labels_of(decoded(build::record().resident(0x40, build::bytes(15)).data("").fixed_up())),
+              "unnamed data;");
+    EXPECT_EQ(labels_of(decoded(build::record().resident(0xC0, build::bytes(16)).data("").fixed_up())),
+              "unnamed data;");
+    const struct {
+        std::uint8_t major, minor;
+        const char* text;
+    } versions[] = {{1, 2, "ver: 1:2 (WinNT)"},
+                    {2, 0, "ver: 2:0(Unk version)"},
+                    {3, 0, "ver: 3:0 (Win2k)"},
+                    {3, 2, "ver: 3:2 (Windows)"}};
     for (const auto& c : versions) {
-        const file_record record = decoded(build::record().resident(0x70, volume_information(c.major, c.minor)).fixed_up());
+        const file_record record =
+            decoded(build::record().resident(0x70, volume_information(c.major, c.minor)).fixed_up());
         EXPECT_EQ(record.volume_infos.begin()->value.text, c.text);
     }
 }
@@ -116,11 +138,14 @@ TEST(attributes, times_of_names_are_null_before_they_are_in_the_future) {
 }
 
 TEST(attributes, reparse_targets_of_links_and_junctions) {
-    const struct { build::bytes value; const char16_t* target; } cases[] = {
-        {reparse(u"\\??\\C:\\x", u"C:\\x", {}), u"C:\\x"},                      // mount point
-        {reparse(u"\\??\\C:\\x", u"C:\\x", {0, 0, 0, 0}), u"C:\\x"},            // symbolic link: four bytes more
+    const struct {
+        build::bytes value;
+        const char16_t* target;
+    } cases[] = {
+        {reparse(u"\\??\\C:\\x", u"C:\\x", {}), u"C:\\x"},            // mount point
+        {reparse(u"\\??\\C:\\x", u"C:\\x", {0, 0, 0, 0}), u"C:\\x"},  // symbolic link: four bytes more
         {reparse(u"\\??\\C:\\only", u"", {}), u"\\??\\C:\\only"},
-        {reparse(u"x", u"y", {1, 0, 0, 0}), u""},                              // relative link: kept off by its flag
+        {reparse(u"x", u"y", {1, 0, 0, 0}), u""},  // relative link: kept off by its flag
     };
     for (const auto& c : cases) {
         const file_record record = decoded(build::record().resident(0xC0, c.value).data("").fixed_up());
@@ -137,16 +162,20 @@ TEST(attributes, reparse_targets_of_links_and_junctions) {
     EXPECT_EQ(bounded(10, 1024), 0u);
     EXPECT_EQ(bounded(4, 1024 - 24 - 1), 1u);  // the value lies 24 bytes behind the attribute's header
     EXPECT_EQ(bounded(4, 1024 - 24), 0u);
-    const file_record zeros = decoded(build::record().resident(0xC0, reparse(u"", u"", build::bytes(24))).data("").fixed_up());
+    const file_record zeros =
+        decoded(build::record().resident(0xC0, reparse(u"", u"", build::bytes(24))).data("").fixed_up());
     EXPECT_TRUE(zeros.reparse_targets.empty());
 }
 
 TEST(attributes, a_second_attribute_under_the_same_key_joins_or_is_dropped) {
     const build::bytes runs = {0x11, 0x02, 0x10, 0x00}, later = {0x11, 0x03, 0x20, 0x00};
     const file_record record = decoded(build::record()
-                                           .id(1).non_resident(0x80, later, 8192, u"s", 2)
-                                           .id(1).non_resident(0x80, runs, 8192, u"s", 0)
-                                           .id(1).non_resident(0x80, {0x11, 0x01, 0x40, 0x00}, 4096, u"other", 9)
+                                           .id(1)
+                                           .non_resident(0x80, later, 8192, u"s", 2)
+                                           .id(1)
+                                           .non_resident(0x80, runs, 8192, u"s", 0)
+                                           .id(1)
+                                           .non_resident(0x80, {0x11, 0x01, 0x40, 0x00}, 4096, u"other", 9)
                                            .fixed_up());
     ASSERT_EQ(record.attributes.size(), 1u);
     const attr_entry& stream = record.attributes.begin()->value;

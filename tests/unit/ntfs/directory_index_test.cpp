@@ -12,7 +12,8 @@ using namespace build;
 bytes poked(bytes target, std::size_t at, std::uint16_t value) { return poke_u16(target, at, value), target; }
 
 // Record 1, with those behind it and index blocks from cluster 40 on.
-inode_set children_of(const std::vector<bytes>& records, const bytes& blocks, bool& result, std::uint32_t cluster_size = 1024) {
+inode_set children_of(const std::vector<bytes>& records, const bytes& blocks, bool& result,
+                      std::uint32_t cluster_size = 1024) {
     inode_set children;
     opened_volume opened(volume(128, cluster_size).put(40, blocks).mft({{16, 4}}, records).all());
     result = list_directory_children(opened.volume(), 1, children);
@@ -35,11 +36,19 @@ bytes listed(std::uint32_t type, std::u16string_view name = u"$I30") {
 
 TEST(directory_index, a_node_ends_at_the_first_entry_that_cannot_be_one) {
     const bytes e1 = index_entry(reference(20, 7)), e2 = index_entry(21, 1), e3 = index_entry(22);
-    const struct { const char* what; bytes node; bool result; inode_set children; } cases[] = {
+    const struct {
+        const char* what;
+        bytes node;
+        bool result;
+        inode_set children;
+    } cases[] = {
         {"all, those with a sub-node too", index_node({e1, e2, e3}), true, {20, 21, 22}},
         {"last with a sub-node", index_node({e1, index_entry(21, 3), e3}), true, {20}},
         {"reference 0", index_node({e1, index_entry(0), e3}), true, {20}},
-        {"as long as an entry may be, and longer", index_node({e1, index_entry(21, 0, 768), index_entry(22, 0, 776), e3}), true, {20, 21}},
+        {"as long as an entry may be, and longer",
+         index_node({e1, index_entry(21, 0, 768), index_entry(22, 0, 776), e3}),
+         true,
+         {20, 21}},
         {"longer than the node", poked(index_node({e1, e2}), 16 + 8, 0x300), true, {}},
         {"key longer than the entry", poked(index_node({e1, e2}), 16 + 0x60 + 10, 0x61), true, {20}},
         {"nothing behind the stated length", poked(index_node({e1, e2, e3}), 4, 16 + 0x60), true, {20, 21}},
@@ -59,18 +68,35 @@ TEST(directory_index, a_directory_is_listed_from_wherever_its_index_lies) {
     const auto with_root = [&root] { return folder().resident(0x90, root, u"$I30"); };
     const bytes in_2 = folder().resident(0x90, root, u"$O").non_resident(0xA0, runs, 4096, u"$I30").on_disk();
     const bytes behind_list = folder().resident(0x20, listed(0xA0)).resident(0x90, root, u"$I30").on_disk();
-    const struct { const char* what; std::vector<bytes> records; bool result; inode_set children; } cases[] = {
+    const struct {
+        const char* what;
+        std::vector<bytes> records;
+        bool result;
+        inode_set children;
+    } cases[] = {
         {"root alone", {with_root().on_disk()}, true, {20}},
         {"another index", {folder().resident(0x90, root, u"$O").on_disk()}, false, {}},
         {"of another type", {folder().resident(0x90, index_root({20}, 0x40), u"$I30").on_disk()}, false, {}},
         {"both", {with_root().non_resident(0xA0, runs, 4096, u"$I30").on_disk()}, true, {20, 30, 31}},
         {"nothing initialised", {with_root().non_resident(0xA0, runs, 0, u"$I30").on_disk()}, false, {20}},
-        {"an extension stands for its base", {folder().base(reference(2, 9)).on_disk(), with_root().on_disk()}, true, {20}},
-        {"a ring of bases", {folder().base(reference(2, 1)).on_disk(), folder().base(reference(1, 1)).on_disk()}, false, {}},
+        {"an extension stands for its base",
+         {folder().base(reference(2, 9)).on_disk(), with_root().on_disk()},
+         true,
+         {20}},
+        {"a ring of bases",
+         {folder().base(reference(2, 1)).on_disk(), folder().base(reference(1, 1)).on_disk()},
+         false,
+         {}},
         {"allocation behind a list", {behind_list, in_2}, true, {20, 30, 31}},
         {"the listed record is none", {behind_list, {}}, false, {20}},
-        {"a list of something else", {folder().resident(0x20, listed(0xA0, u"$O")).resident(0x90, root, u"$I30").on_disk(), in_2}, true, {20}},
-        {"a root behind a list does not count", {folder().resident(0x20, listed(0x90)).on_disk(), with_root().on_disk()}, false, {20}},
+        {"a list of something else",
+         {folder().resident(0x20, listed(0xA0, u"$O")).resident(0x90, root, u"$I30").on_disk(), in_2},
+         true,
+         {20}},
+        {"a root behind a list does not count",
+         {folder().resident(0x20, listed(0x90)).on_disk(), with_root().on_disk()},
+         false,
+         {20}},
     };
     for (const auto& c : cases) {
         bool result = false;
@@ -81,8 +107,13 @@ TEST(directory_index, a_directory_is_listed_from_wherever_its_index_lies) {
 
 TEST(directory_index, blocks_are_counted_over_allocated_clusters_of_any_size) {
     bytes blocks = index_block(20, 30);
-    for (const bytes& next : {index_block(60, 1), bytes(4096), index_block(70, 1)}) blocks.insert(blocks.end(), next.begin(), next.end());
-    const struct { std::uint32_t cluster_size; std::vector<run> runs; std::size_t children; } cases[] = {
+    for (const bytes& next : {index_block(60, 1), bytes(4096), index_block(70, 1)})
+        blocks.insert(blocks.end(), next.begin(), next.end());
+    const struct {
+        std::uint32_t cluster_size;
+        std::vector<run> runs;
+        std::size_t children;
+    } cases[] = {
         {512, {{5, 40}, {3, hole}, {3, 45}, {8, 48}}, 31},  // a block over two runs and a hole
         {1024, {{4, 48}, {1, hole}, {8, 40}, {4, 52}}, 32},
         {4096, {{1, 43}, {9, hole}, {1, 1 << 20}, {1, 40}}, 1},  // what cannot be read ends it

@@ -51,14 +51,16 @@ TEST(lznt1, the_published_example) {
                           0x16, 0x01, 0x48, 0x45, 0x00, 0xbe, 0x00, 0x9e, 0x00, 0x04, 0x01, 0x18, 0x90, 0x00};
     bytes out;
     EXPECT_TRUE(decode_compression_unit(packed, 142, with_hole, out));
-    EXPECT_EQ(out, text("F# F# G A A G F# E D D E F# F# E E F# F# G A A G F# E D D E F# E D D E E F# D E F# G F# D E F# "
-                        "G F# E D E A F# F# G A A G F# E D D E F# E D D") + bytes(1));
+    EXPECT_EQ(out,
+              text("F# F# G A A G F# E D D E F# F# E E F# F# G A A G F# E D D E F# E D D E E F# D E F# G F# D E F# "
+                   "G F# E D E A F# F# G A A G F# E D D E F# E D D") +
+                  bytes(1));
 }
 
 TEST(lznt1, a_unit_is_stored_or_a_row_of_chunks) {
-    const bytes abc = {0x00, 'a', 'b', 'c'};                 // three plain bytes
-    const bytes repeat = {0x02, 'x', 0xFC, 0x0F};            // "x", then 4095 of it
-    const bytes ahead = {0x02, 'x', 0x00, 0x20};             // an offset of 3 after one byte
+    const bytes abc = {0x00, 'a', 'b', 'c'};       // three plain bytes
+    const bytes repeat = {0x02, 'x', 0xFC, 0x0F};  // "x", then 4095 of it
+    const bytes ahead = {0x02, 'x', 0x00, 0x20};   // an offset of 3 after one byte
     const bytes long_abc = {0x00, 'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 0x00, 'i'};
     const bytes raw = bytes{0xFF, 0x3F} + times(4096, 7);
     const struct {
@@ -85,16 +87,20 @@ TEST(lznt1, a_unit_is_stored_or_a_row_of_chunks) {
         {"a raw chunk cut by what remains", unit(raw), 10, with_hole, true, times(10, 7)},
         {"a zero header leads to the next 4096", unit(padded(chunk(abc)) + chunk(repeat)), plenty, with_hole, true,
          padded(text("abc")) + times(4096, 'x')},
-        {"a zero header at a 4096 as well", unit(bytes(4096) + chunk(abc)), plenty, with_hole, true, padded(text("abc"))},
+        {"a zero header at a 4096 as well", unit(bytes(4096) + chunk(abc)), plenty, with_hole, true,
+         padded(text("abc"))},
         {"only a hole: zeros", unit({}), plenty, with_hole, true, bytes(unit_size)},
         {"only a hole, up to what remains", unit({}), 9, with_hole, true, bytes(9)},
         {"zeros of which nothing is known", unit({}), plenty, 0, true, {}},
         {"an odd header in front of zeros", unit({0x05, 0x10}), plenty, with_hole, false, {}},
-        {"an odd header in front of data: stored", unit({0x05, 0x10}, 9), plenty, with_hole, true, unit({0x05, 0x10}, 9)},
+        {"an odd header in front of data: stored", unit({0x05, 0x10}, 9), plenty, with_hole, true,
+         unit({0x05, 0x10}, 9)},
         {"a bad reference in front of zeros", unit(chunk(ahead)), plenty, with_hole, false, {}},
-        {"a bad reference in front of data: stored", unit(chunk(ahead), 9), plenty, with_hole, true, unit(chunk(ahead), 9)},
+        {"a bad reference in front of data: stored", unit(chunk(ahead), 9), plenty, with_hole, true,
+         unit(chunk(ahead), 9)},
         {"damage behind a good chunk", unit(chunk(repeat) + chunk(ahead)), plenty, with_hole, false, times(4096, 'x')},
-        {"a reference cut in half ends the chunk", chunk({0x02, 'x', 0xFC}), plenty, with_hole, true, padded(text("x"))},
+        {"a reference cut in half ends the chunk", chunk({0x02, 'x', 0xFC}), plenty, with_hole, true,
+         padded(text("x"))},
         {"a chunk that runs off the unit", {0xFF, 0xBF, 0x00, 'a'}, plenty, with_hole, true, padded(text("a"))},
         {"a raw chunk that runs off the unit", {0xFF, 0x3F, 'a'}, 6, with_hole, true, padded(text("a"), 6)},
         {"no unit", {}, plenty, with_hole, false, {}},
@@ -102,15 +108,21 @@ TEST(lznt1, a_unit_is_stored_or_a_row_of_chunks) {
     for (const auto& c : cases) {
         bytes out;
         EXPECT_EQ(decode_compression_unit(c.unit, c.remaining, c.flags, out), c.good) << c.what;
-        const bytes expected(c.out.begin(), c.out.begin() + static_cast<std::ptrdiff_t>(std::min<std::uint64_t>(c.out.size(), c.remaining)));
+        const bytes expected(c.out.begin(), c.out.begin() + static_cast<std::ptrdiff_t>(
+                                                                std::min<std::uint64_t>(c.out.size(), c.remaining)));
         EXPECT_EQ(out, expected) << c.what;
     }
 }
 
 TEST(lznt1, the_end_of_a_unit_tells_whether_it_is_stored_when_that_is_asked) {
     const bytes packed = chunk({0x00, 'a', 'b', 'c'});
-    for (const auto& [at, value, stored] : {std::tuple{0, 0, false}, {0, 1, true}, {15, 1, true}, {0x207, 1, true},
-                                            {0x400, 1, true}, {16, 1, false}, {0x300, 1, false}}) {
+    for (const auto& [at, value, stored] : {std::tuple{0, 0, false},
+                                            {0, 1, true},
+                                            {15, 1, true},
+                                            {0x207, 1, true},
+                                            {0x400, 1, true},
+                                            {16, 1, false},
+                                            {0x300, 1, false}}) {
         bytes whole = unit(packed);
         whole[unit_size - 4096 + static_cast<std::size_t>(at)] = static_cast<std::uint8_t>(value);
         bytes out;
@@ -131,19 +143,24 @@ TEST(lznt1, the_bits_of_a_reference_shift_with_the_output) {
                 if (at % 8 == 0) tokens.push_back(0);
                 tokens.push_back(static_cast<std::uint8_t>(1 + at % 251));
             }
-            if (done % 8 == 0) tokens.push_back(1);
-            else tokens[done / 8 * 9] = static_cast<std::uint8_t>(1 << (done % 8));
+            if (done % 8 == 0)
+                tokens.push_back(1);
+            else
+                tokens[done / 8 * 9] = static_cast<std::uint8_t>(1 << (done % 8));
             // Back to the chunk's first byte, and one ahead of it.
             const unsigned bits = 12 - (done > (std::size_t{16} << shift) ? shift + 1 : shift);
             for (const std::size_t beyond : {std::size_t{0}, std::size_t{1}}) {
                 if (((done - 1 + beyond) << bits) > 0xFFFF) continue;
                 const auto word = static_cast<std::uint16_t>(((done - 1 + beyond) << bits) | 1);  // four bytes
-                const bytes packed = tokens + bytes{static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8)};
+                const bytes packed =
+                    tokens + bytes{static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8)};
                 bytes out;
                 ASSERT_EQ(decode_compression_unit(unit(chunk(packed)), plenty, with_hole, out), beyond == 0) << done;
                 if (beyond != 0) continue;
-                EXPECT_EQ(bytes(out.begin() + static_cast<std::ptrdiff_t>(done), out.begin() + static_cast<std::ptrdiff_t>(done) + 5),
-                          (bytes{1, 2, 3, 4, 0})) << done;
+                EXPECT_EQ(bytes(out.begin() + static_cast<std::ptrdiff_t>(done),
+                                out.begin() + static_cast<std::ptrdiff_t>(done) + 5),
+                          (bytes{1, 2, 3, 4, 0}))
+                    << done;
             }
         }
     }

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "run/run_context.h"
 #include "ntfs/attribute_list.h"
+#include "run/run_context.h"
 #include "support/program_run.h"
 #include "support/record_builder.h"
 #include "walk/open_source.h"
@@ -42,7 +42,11 @@ TEST(record_read, signatures_and_the_limits_of_the_update_sequence_decide) {
         build::poke_u16(bytes, at, value);
         return bytes;
     };
-    const struct { const char* what; build::bytes bytes; bool read, bad; } cases[] = {
+    const struct {
+        const char* what;
+        build::bytes bytes;
+        bool read, bad;
+    } cases[] = {
         {"a record", good, true, false},
         {"older header", build::record(1024, 42).std_info().on_disk(), true, false},
         {"array too far behind", damaged(4, 56), false, false},
@@ -94,11 +98,17 @@ TEST(record_read, attribute_lists_bring_in_what_lies_in_other_records) {
     // The list stands ahead of the base's own $DATA: the continuation arrives before the part it continues.
     records[8] = build::record()
                      .std_info()
-                     .attribute_list({{0x80, reference(8, 1), 2}, {0x80, reference(9, 7), 3}, {0x30, reference(10, 1), 1},
-                                      {0x80, reference(77, 1), 0}, {0x80, reference(11, 1), 0}})
-                     .id(2).non_resident(0x80, runs, 5 * 4096, u"s")
+                     .attribute_list({{0x80, reference(8, 1), 2},
+                                      {0x80, reference(9, 7), 3},
+                                      {0x30, reference(10, 1), 1},
+                                      {0x80, reference(77, 1), 0},
+                                      {0x80, reference(11, 1), 0}})
+                     .id(2)
+                     .non_resident(0x80, runs, 5 * 4096, u"s")
                      .on_disk();
-    records[9] = build::record().base(reference(8, 1)).id(3).non_resident(0x80, more, 0, u"s", 2).on_disk();  // sequence is stale
+    records[9] =
+        build::record().base(reference(8, 1)).id(3).non_resident(0x80, more, 0, u"s", 2).on_disk();  // sequence is
+                                                                                                     // stale
     records[10] = build::record().base(reference(8, 1)).id(1).name(u"from the list").on_disk();
     build::bytes endless = build::record().base(reference(8, 1)).id(5).data("").on_disk();
     build::poke_u32(endless, build::attribute_at(endless, 0x80) + 4, 0);
@@ -119,11 +129,13 @@ TEST(record_read, parts_of_a_stream_join_in_any_order_and_under_colliding_ids) {
     const auto part = [](std::uint8_t lcn) { return build::bytes{0x11, 0x02, lcn, 0x00}; };
     const std::uint64_t base = reference(8, 1);
     std::vector<build::bytes> records(12);
-    records[8] = build::record()
-                     .std_info()
-                     .attribute_list({{0x80, reference(9, 1), 0}, {0x80, reference(10, 1), 0}, {0x80, reference(11, 1), 0}})
-                     .id(0).non_resident(0x80, part(0x10), 6 * 4096)
-                     .on_disk();
+    records[8] =
+        build::record()
+            .std_info()
+            .attribute_list({{0x80, reference(9, 1), 0}, {0x80, reference(10, 1), 0}, {0x80, reference(11, 1), 0}})
+            .id(0)
+            .non_resident(0x80, part(0x10), 6 * 4096)
+            .on_disk();
     records[9] = build::record().base(base).id(0).non_resident(0x80, part(0x30), 0, {}, 4).on_disk();
     records[10] = build::record().base(base).id(0).non_resident(0x80, part(0x20), 0, {}, 2).on_disk();
     records[11] = build::record().base(base).id(0).non_resident(0x80, part(0x50), 0, u"lost", 2).on_disk();
@@ -138,8 +150,12 @@ TEST(record_read, parts_of_a_stream_join_in_any_order_and_under_colliding_ids) {
     EXPECT_EQ(stream.data_size(), 6u * 4096);
 
     records[11] = build::record().base(base).id(0).data("other stream", u"kept").on_disk();
-    records[8] = build::record().std_info().attribute_list({{0x80, reference(10, 1), 0}, {0x80, reference(11, 1), 0}})
-                     .id(4).non_resident(0x80, part(0x10), 4 * 4096).on_disk();
+    records[8] = build::record()
+                     .std_info()
+                     .attribute_list({{0x80, reference(10, 1), 0}, {0x80, reference(11, 1), 0}})
+                     .id(4)
+                     .non_resident(0x80, part(0x10), 4 * 4096)
+                     .on_disk();
     opened_mft named(build::mft(records));
     ASSERT_TRUE(named.record(record, 8));
     ASSERT_EQ(record.attributes.size(), 2u);
@@ -149,7 +165,10 @@ TEST(record_read, parts_of_a_stream_join_in_any_order_and_under_colliding_ids) {
 TEST(record_read, an_entry_counts_that_begins_within_its_list) {
     for (const std::uint32_t length : {32u, 33u}) {
         std::vector<build::bytes> records(12);
-        records[8] = build::record().std_info().attribute_list({{0x30, reference(9, 1), 0}, {0x30, reference(10, 1), 0}}).on_disk();
+        records[8] = build::record()
+                         .std_info()
+                         .attribute_list({{0x30, reference(9, 1), 0}, {0x30, reference(10, 1), 0}})
+                         .on_disk();
         build::poke_u32(records[8], build::attribute_at(records[8], 0x20) + 16, length);
         records[9] = build::record().base(reference(8, 1)).name(u"one").on_disk();
         records[10] = build::record().base(reference(8, 1)).name(u"two", build::win32, 7).on_disk();
@@ -177,8 +196,11 @@ TEST(record_read, what_a_list_names_again_is_not_read_again) {
 
 TEST(record_read, all_lists_of_a_record_together_end_at_256_kib) {
     // Entries of the first list lead to the record itself; with 8192 of them nothing is left for the second.
-    build::bytes base = build::record(1 << 19).std_info().attribute_list(std::vector<build::list_entry>(8192, {0x30, 8, 0}))
-                            .attribute_list({{0x30, reference(9, 1), 0}}).fixed_up();
+    build::bytes base = build::record(1 << 19)
+                            .std_info()
+                            .attribute_list(std::vector<build::list_entry>(8192, {0x30, 8, 0}))
+                            .attribute_list({{0x30, reference(9, 1), 0}})
+                            .fixed_up();
     opened_mft mft(build::mft(with_record(9, build::record().base(reference(8, 1)).name(u"behind").on_disk())));
     for (const bool over : {true, false}) {
         file_record record;

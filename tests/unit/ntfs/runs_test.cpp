@@ -20,14 +20,22 @@ std::vector<cluster_run> runs_of(const build::bytes& pairs, std::uint64_t first_
 }  // namespace
 
 TEST(mapping_pairs, deltas_count_from_the_last_real_run) {
-    const struct { const char* what; build::bytes pairs; std::vector<std::uint64_t> lcns; } cases[] = {
+    const struct {
+        const char* what;
+        build::bytes pairs;
+        std::vector<std::uint64_t> lcns;
+    } cases[] = {
         {"one run", {0x21, 0x18, 0x34, 0x56, 0x00}, {0x5634}},
         {"forward", {0x11, 0x30, 0x60, 0x21, 0x10, 0x00, 0x01, 0x00}, {0x60, 0x160}},
         {"backwards by one", {0x11, 0x04, 0x60, 0x11, 0x04, 0xFF, 0x00}, {0x60, 0x5F}},
         {"over a hole", {0x11, 0x30, 0x20, 0x01, 0x60, 0x11, 0x10, 0x30, 0x00}, {0x20, 0x20, 0x50}},
         {"cut off in a pair", {0x21, 0x30}, {0x00}},
-        {"backwards by seven bytes", {0x21, 1, 0, 1, 0x71, 1, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00}, {0x100, 0xFE}},
-        {"fifteen bytes of offset", {0xF1, 0x01, 1, 2, 3, 4, 5, 6, 7, 8, 9, 9, 9, 9, 9, 9, 1, 0x00}, {0x0807060504030201}},
+        {"backwards by seven bytes",
+         {0x21, 1, 0, 1, 0x71, 1, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00},
+         {0x100, 0xFE}},
+        {"fifteen bytes of offset",
+         {0xF1, 0x01, 1, 2, 3, 4, 5, 6, 7, 8, 9, 9, 9, 9, 9, 9, 1, 0x00},
+         {0x0807060504030201}},
         {"nothing", {0x00}, {}},
     };
     for (const auto& c : cases) {
@@ -61,10 +69,12 @@ TEST(mapping_pairs, the_decoder_with_text_tells_each_step) {
     std::vector<described_run> runs;
     const build::bytes pairs = {0x11, 0x30, 0x60, 0x01, 0x05, 0x11, 0x04, 0xFF, 0x00};
     ASSERT_TRUE(decode_runs_with_text(pairs, runs, type_data));
-    EXPECT_EQ(runs[0].text, "\thdr: 0x11, 0x1 byte length, 0x1 byte offset\n\tnum clusters: 0x30\n\tlcn: 0x0 + 0x60 = 0x60\n");
+    EXPECT_EQ(runs[0].text,
+              "\thdr: 0x11, 0x1 byte length, 0x1 byte offset\n\tnum clusters: 0x30\n\tlcn: 0x0 + 0x60 = 0x60\n");
     EXPECT_EQ(runs[1].text, "\thdr: 0x1, 0x1 byte length, 0x0 byte offset\n\tnum clusters: 0x5\n");
     EXPECT_EQ(runs[1].lcn, all_ones);
-    EXPECT_EQ(runs[2].text, "\thdr: 0x11, 0x1 byte length, 0x1 byte offset\n\tnum clusters: 0x4\n\tlcn: 0x60 - 0x1 = 0x5f\n");
+    EXPECT_EQ(runs[2].text,
+              "\thdr: 0x11, 0x1 byte length, 0x1 byte offset\n\tnum clusters: 0x4\n\tlcn: 0x60 - 0x1 = 0x5f\n");
     EXPECT_EQ(runs[2].lcn, 0x5Fu);
     EXPECT_EQ(runs[2].lcn_delta, all_ones);
     const build::bytes none = {0x00};
@@ -79,7 +89,8 @@ TEST(mapping_pairs, of_two_runs_with_the_same_start_the_first_stays_whatever_the
         return run;
     };
     for (const bool rising : {true, false}) {
-        std::vector<cluster_run> runs = {part(0, 1), part(rising ? 2 : 4, 2), part(rising ? 2 : 4, 3), part(rising ? 4 : 2, 4)};
+        std::vector<cluster_run> runs = {part(0, 1), part(rising ? 2 : 4, 2), part(rising ? 2 : 4, 3),
+                                         part(rising ? 4 : 2, 4)};
         join_runs(runs);
         ASSERT_EQ(runs.size(), 3u);
         EXPECT_EQ(runs[rising ? 1 : 2].lcn, 2u);

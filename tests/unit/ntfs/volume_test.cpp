@@ -27,7 +27,12 @@ TEST(volume, the_boot_sector_and_record_0_decide_whether_it_validates) {
     const auto byte_at = [](std::size_t at, int value) {
         return [at, value](bytes& image) { image[at] = static_cast<std::uint8_t>(value); };
     };
-    const struct { const char* what; change apply; bool valid; std::uint32_t record_size, clusters_per_record; } cases[] = {
+    const struct {
+        const char* what;
+        change apply;
+        bool valid;
+        std::uint32_t record_size, clusters_per_record;
+    } cases[] = {
         {"as built", [](bytes&) {}, true, 1024, 1},
         {"another mark at the sector's end", byte_at(510, 0), true, 1024, 1},
         {"another name", byte_at(10, 'X'), false, 0, 0},
@@ -41,8 +46,10 @@ TEST(volume, the_boot_sector_and_record_0_decide_whether_it_validates) {
         {"$MFT behind the end", byte_at(48, 64), false, 0, 0},
         {"$MFT behind any disk", [](bytes& image) { build::poke_u64(image, 48, none); }, false, 0, 0},
         {"no file record", byte_at(record_0, 'X'), false, 0, 0},
-        {"an index block in its place", [](bytes& image) { std::copy_n("INDX", 4, image.begin() + record_0); }, true, 1024, 1},
-        {"eight sectors, one more than the boot sector grants", [](bytes& image) { poke_record(image, 6, 9); }, false, 0, 0},
+        {"an index block in its place", [](bytes& image) { std::copy_n("INDX", 4, image.begin() + record_0); }, true,
+         1024, 1},
+        {"eight sectors, one more than the boot sector grants", [](bytes& image) { poke_record(image, 6, 9); }, false,
+         0, 0},
         {"one fixup word too many", [](bytes& image) { poke_record(image, 6, 10); }, false, 0, 0},
         {"no fixup words", [](bytes& image) { poke_record(image, 6, 0); }, true, 1024, 1},
         {"fixups from 49 on", [](bytes& image) { poke_record(image, 4, 49); }, false, 0, 0},
@@ -77,9 +84,13 @@ TEST(volume, geometry_follows_the_boot_sector) {
 }
 
 TEST(volume, sectors_per_cluster_above_128_are_a_power_of_two_where_windows_makes_such_clusters) {
-    const struct { std::uint8_t value; std::uint16_t sector; std::uint32_t sectors; } cases[] = {
-        {1, 512, 1}, {128, 512, 128}, {0xF8, 512, 256}, {0xF4, 512, 4096}, {0xF3, 512, 0xF3}, {129, 512, 129}, {0xF7, 4096, 512},
-        {0xF6, 4096, 0xF6},
+    const struct {
+        std::uint8_t value;
+        std::uint16_t sector;
+        std::uint32_t sectors;
+    } cases[] = {
+        {1, 512, 1},       {128, 512, 128}, {0xF8, 512, 256},  {0xF4, 512, 4096},
+        {0xF3, 512, 0xF3}, {129, 512, 129}, {0xF7, 4096, 512}, {0xF6, 4096, 0xF6},
     };
     for (const auto& c : cases) {
         bytes image = build::volume(256, c.sector, 0, c.sector).all();
@@ -87,7 +98,8 @@ TEST(volume, sectors_per_cluster_above_128_are_a_power_of_two_where_windows_make
         const bytes record = build::record().on_disk();
         image.resize(std::size_t{c.sectors} * c.sector + 4096);
         build::poke_u64(image, 48, 1);
-        std::copy(record.begin(), record.end(), image.begin() + static_cast<std::ptrdiff_t>(std::size_t{c.sectors} * c.sector));
+        std::copy(record.begin(), record.end(),
+                  image.begin() + static_cast<std::ptrdiff_t>(std::size_t{c.sectors} * c.sector));
         opened_volume opened(image);
         ASSERT_TRUE(opened.valid()) << int{c.value};
         EXPECT_EQ(opened.volume().geometry.sectors_per_cluster, c.sectors) << int{c.value};
@@ -97,7 +109,8 @@ TEST(volume, sectors_per_cluster_above_128_are_a_power_of_two_where_windows_make
 
 TEST(volume, a_path_that_names_nothing_gives_no_volume) {
     std::unique_ptr<ntfs_volume> volume;
-    for (const source_choice& choice : {source_choice{}, image_choice(u"", 0), image_choice(u"no such image", 0), drive_choice(25, 0)})
+    for (const source_choice& choice :
+         {source_choice{}, image_choice(u"", 0), image_choice(u"no such image", 0), drive_choice(25, 0)})
         EXPECT_FALSE(open_volume(choice, volume, nullptr));
     EXPECT_EQ(volume, nullptr);
 }
@@ -135,7 +148,8 @@ TEST(volume, records_in_a_hole_or_beyond_63_bits_lie_nowhere) {
     const std::int64_t last = (INT64_MAX >> 10) - 1;
     for (const std::int64_t lcn : {hole, last, std::int64_t{-2}}) {
         opened_volume opened(build::volume(64).mft({{1, 4}, {6, lcn}, {2, 40}}).all());
-        for (const std::uint64_t inode : {3u, 5u, 6u}) EXPECT_EQ(record_position(opened.volume(), inode), 0u) << lcn << ' ' << inode;
+        for (const std::uint64_t inode : {3u, 5u, 6u})
+            EXPECT_EQ(record_position(opened.volume(), inode), 0u) << lcn << ' ' << inode;
         EXPECT_EQ(next_record_inside(opened.volume(), 1), 7u) << lcn;
         EXPECT_EQ(record_position(opened.volume(), 7), 40u * 1024) << lcn;
     }
@@ -168,7 +182,12 @@ TEST(volume, record_reads_classify_and_fix_up) {
         build::poke_u16(bytes, 6, count);
         return bytes;
     };
-    const struct { std::string_view signature; std::uint16_t offset, count; bool plain, checked, anywhere; record_kind kind; } cases[] = {
+    const struct {
+        std::string_view signature;
+        std::uint16_t offset, count;
+        bool plain, checked, anywhere;
+        record_kind kind;
+    } cases[] = {
         {"FILE", 48, 3, true, true, true, record_kind::file},
         {"FILE", 48, 9, true, false, true, record_kind::file},  // the checked read wants all sectors to be there
         {"FILE", 49, 3, false, false, false, record_kind::none},
@@ -196,12 +215,14 @@ TEST(volume, record_reads_classify_and_fix_up) {
 }
 
 TEST(volume, fixups_go_by_the_boot_sectors_sectors_unless_the_words_cover_the_record_by_512) {
-    const struct { std::uint16_t sector, words; std::uint16_t at_510, at_1022; bool checked; } cases[] = {
-        {512, 3, 0xAAAA, 0xBBBB, true},
-        {1024, 2, 0x0107, 0xAAAA, true},   // one word for the whole record
-        {1024, 3, 0xAAAA, 0xBBBB, true},   // Windows on a disk of larger sectors
-        {4096, 3, 0xAAAA, 0xBBBB, true},
-        {4096, 2, 0x0107, 0x0107, false},  // neither: the boot sector counts
+    const struct {
+        std::uint16_t sector, words;
+        std::uint16_t at_510, at_1022;
+        bool checked;
+    } cases[] = {
+        {512, 3, 0xAAAA, 0xBBBB, true},  {1024, 2, 0x0107, 0xAAAA, true},   // one word for the whole record
+        {1024, 3, 0xAAAA, 0xBBBB, true},                                    // Windows on a disk of larger sectors
+        {4096, 3, 0xAAAA, 0xBBBB, true}, {4096, 2, 0x0107, 0x0107, false},  // neither: the boot sector counts
     };
     for (const auto& c : cases) {
         bytes record = build::record().std_info().on_disk();
@@ -222,9 +243,19 @@ TEST(volume, cluster_reads_want_whole_clusters_inside_the_source) {
     bytes image = small().all();
     image.resize(image.size() - 100);
     opened_volume opened(image);
-    const struct { std::uint64_t lcn; std::uint32_t size; bool worked; std::uint32_t came; } cases[] = {
-        {9, 1024, true, 1024}, {9, 1023, false, 0}, {62, 2048, true, 1948}, {63, 1024, true, 924}, {64, 1024, false, 0},
-        {none, 1024, false, 0}, {none / 1024 + 10, 1024, false, 0},
+    const struct {
+        std::uint64_t lcn;
+        std::uint32_t size;
+        bool worked;
+        std::uint32_t came;
+    } cases[] = {
+        {9, 1024, true, 1024},
+        {9, 1023, false, 0},
+        {62, 2048, true, 1948},
+        {63, 1024, true, 924},
+        {64, 1024, false, 0},
+        {none, 1024, false, 0},
+        {none / 1024 + 10, 1024, false, 0},
     };
     for (const auto& c : cases) {
         bytes buffer(4096);
@@ -253,11 +284,19 @@ TEST(record_read, an_attribute_list_in_clusters_is_followed) {
         return list;
     };
     const std::vector<std::uint64_t> two = {2, 3};
-    const struct { const char* what; std::vector<build::run> runs; bytes list; std::size_t names; } cases[] = {
+    const struct {
+        const char* what;
+        std::vector<build::run> runs;
+        bytes list;
+        std::size_t names;
+    } cases[] = {
         {"in one cluster", {{1, 30}}, list_of(two, 0), 2},
         {"walked over the whole allocation", {{2, 30}}, list_of(two, 1024), 2},
         {"an entry across the end of a cluster", {{2, 30}}, list_of(two, 1024 - 40), 2},
-        {"a cluster that cannot be read ends its run, and the next run follows at once", {{1, 1000}, {1, 30}}, list_of(two, 0), 2},
+        {"a cluster that cannot be read ends its run, and the next run follows at once",
+         {{1, 1000}, {1, 30}},
+         list_of(two, 0),
+         2},
         {"cut after the first entry", {{1, 30}}, list_of(two, 1024 - 32), 1},
         {"a run that claims the disk over and over ends", {{0xFFFFFFFF, 30}, {0xFFFFFFFF, 30}}, list_of(two, 0), 2},
         {"no run", {}, list_of(two, 0), 0},

@@ -16,7 +16,11 @@ TEST(host_files, reads_go_by_position_and_end_with_the_file) {
     native_file file;
     ASSERT_TRUE(open_for_reading(file, folder.path(u"f")));
     EXPECT_EQ(file_size(file), 10);
-    const struct { std::uint64_t position; std::size_t count; std::string_view expected; } cases[] = {
+    const struct {
+        std::uint64_t position;
+        std::size_t count;
+        std::string_view expected;
+    } cases[] = {
         {7, 2, "78"}, {0, 10, "0123456789"}, {2, 1, "2"}, {8, 5, "89"}, {10, 4, ""}, {1ull << 40, 4, ""}, {3, 0, ""},
     };
     for (const auto& c : cases) {
@@ -39,7 +43,8 @@ TEST(host_files, writers_at_the_end_leave_each_others_lines) {
         EXPECT_TRUE(write_text(*file, line));
     close_file(first);
     close_file(second);
-    EXPECT_EQ(temp_folder::content(folder.path(u"f")), "1" + line_end + "2" + line_end + "3" + line_end + "4" + line_end);
+    EXPECT_EQ(temp_folder::content(folder.path(u"f")),
+              "1" + line_end + "2" + line_end + "3" + line_end + "4" + line_end);
 }
 
 TEST(host_files, what_is_open_for_writing_is_new_and_can_be_read_by_others) {
@@ -68,7 +73,8 @@ TEST(host_files, an_update_keeps_what_is_there_until_it_is_cut_and_a_lost_file_s
     native_file lost = file;
     EXPECT_TRUE(close_written_file(file));
     EXPECT_FALSE(close_written_file(lost));
-    ASSERT_TRUE(open_for_update(null, temp_folder::separator() == u'/' ? u"/dev/null" : u"NUL")) << "no length, no disk";
+    ASSERT_TRUE(open_for_update(null, temp_folder::separator() == u'/' ? u"/dev/null" : u"NUL"))
+        << "no length, no disk";
     EXPECT_TRUE(cut_file(null) && write_next(null, "x", 1) && close_written_file(null));
 }
 
@@ -87,11 +93,20 @@ TEST(host_files, the_search_for_data_passes_over_holes_alone) {
 
 TEST(host_files, a_refusal_has_a_number_and_words) {
     const temp_folder folder;
-    const auto none = [&] { native_file file; return open_for_reading(file, folder.path(u"none")); };
-    const auto directory = [&] { native_file file; return open_for_reading(file, folder.path()); };
+    const auto none = [&] {
+        native_file file;
+        return open_for_reading(file, folder.path(u"none"));
+    };
+    const auto directory = [&] {
+        native_file file;
+        return open_for_reading(file, folder.path());
+    };
     const auto no_parent = [&] { return create_one_directory(folder.path(u"none") + temp_folder::separator() + u"x"); };
     const auto no_file = [&] { return remove_one_file(folder.path(u"none")); };
-    const auto with_nul = [&] { native_file file; return open_for_update(file, folder.path(u"f") + u'\0' + u"x"); };
+    const auto with_nul = [&] {
+        native_file file;
+        return open_for_update(file, folder.path(u"f") + u'\0' + u"x");
+    };
     const std::function<bool()> calls[] = {none, directory, no_parent, no_file, with_nul};
     for (const auto& call : calls) {
         EXPECT_FALSE(call());

@@ -24,7 +24,9 @@ TEST(variables, are_replaced_between_percent_signs) {
     for (char* variable : {short_variable, nested_variable, own_variable, growing_variable}) putenv(variable);
     const std::string too_long = "%UNIT_SHORT%" + std::string(501, 'x');
     const std::string just_short_enough = std::string(500, 'x');
-    const struct { std::string text, expected; } cases[] = {
+    const struct {
+        std::string text, expected;
+    } cases[] = {
         {"", ""},
         {"100%", "100%"},
         {"a%UNIT_SHORT%b%UNIT_SHORT%", "avaluebvalue"},
@@ -51,15 +53,13 @@ TEST(variables, the_shadow_prefix_has_two_cases) {
 }
 
 TEST(directories, the_directory_of_a_path) {
-    const struct { std::u16string path, posix, windows; } cases[] = {
-        {u"x", u".", u"."},
-        {u"", u".", u"."},
-        {u"/x", u"/", u"/"},
-        {u"a/b/x", u"a/b", u"a/b"},
-        {u"a/b/", u"a/b", u"a/b"},
-        {u"c:\\a\\x", u".", u"c:\\a"},
-        {u"c:\\x", u".", u"c:"},
-        {u"a\\b/x", u"a\\b", u"a\\b"},
+    const struct {
+        std::u16string path, posix, windows;
+    } cases[] = {
+        {u"x", u".", u"."},        {u"", u".", u"."},
+        {u"/x", u"/", u"/"},       {u"a/b/x", u"a/b", u"a/b"},
+        {u"a/b/", u"a/b", u"a/b"}, {u"c:\\a\\x", u".", u"c:\\a"},
+        {u"c:\\x", u".", u"c:"},   {u"a\\b/x", u"a\\b", u"a\\b"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(directory_part(c.path), host_separator() == u'/' ? c.posix : c.windows) << utf8_from_utf16(c.path);

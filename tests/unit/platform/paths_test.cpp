@@ -65,10 +65,19 @@ TEST(host_paths, absolute_forms) {
 }
 
 TEST(host_paths, the_root_is_what_cannot_be_made) {
-    const struct { std::u16string path; std::size_t posix, windows; } cases[] = {
-        {u"", 0, 0},           {u"x", 0, 0},           {u"/x", 1, 1},
-        {u"\\x", 0, 1},        {u"c:", 0, 2},          {u"c:\\x", 0, 3},
-        {u"c:/x", 0, 3},       {u"\\\\?\\c:\\x", 0, 4}, {u"\\\\srv\\share\\x", 0, 12},
+    const struct {
+        std::u16string path;
+        std::size_t posix, windows;
+    } cases[] = {
+        {u"", 0, 0},
+        {u"x", 0, 0},
+        {u"/x", 1, 1},
+        {u"\\x", 0, 1},
+        {u"c:", 0, 2},
+        {u"c:\\x", 0, 3},
+        {u"c:/x", 0, 3},
+        {u"\\\\?\\c:\\x", 0, 4},
+        {u"\\\\srv\\share\\x", 0, 12},
         {u"\\\\srv\\share", 0, 11},
     };
     for (const auto& c : cases) {

@@ -32,12 +32,17 @@ build::record two_days() {
 }  // namespace
 
 TEST(body_file, seconds_names_and_kinds) {
-    const struct { build::record record; const char* line; } cases[] = {
+    const struct {
+        build::record record;
+        const char* line;
+    } cases[] = {
         {build::record().std_info({0, 116444736000000000 - 10000000, ~0ull, tick_2020}).name(u"a|b").data(""),
          "0|[root]\\a|b (file)|7||0|0|0|1577836800|1844674407369|0|0"},
-        {build::record().std_info().name(u"d").directory().deleted(), "0|[root]\\ (deleted - dir)|7||0|0|0|1577836800|1577836800|1577836800|1577836800"},
+        {build::record().std_info().name(u"d").directory().deleted(),
+         "0|[root]\\ (deleted - dir)|7||0|0|0|1577836800|1577836800|1577836800|1577836800"},
         {build::record().deleted().data("x"), "0| (deleted)|7||0|0|0|0|0|0|0"},
-        {build::record().name(u"n").data("four", u"s"), "0|[root]\\n:s (file)|7||0|0|4|1577836800|1577836800|1577836800|1577836800"},
+        {build::record().name(u"n").data("four", u"s"),
+         "0|[root]\\n:s (file)|7||0|0|4|1577836800|1577836800|1577836800|1577836800"},
     };
     for (const auto& c : cases) {
         const auto lines = rows(c.record, {"-bodyfile"});
@@ -47,7 +52,8 @@ TEST(body_file, seconds_names_and_kinds) {
 }
 
 TEST(timelines, the_body_file_wants_all_times_in_the_range_and_l2t_each) {
-    const std::vector<std::string> second_day = {"-filter_start_time", "01/02/2020"}, up_to = {"-filter_stop_time", "01/01/2020"};
+    const std::vector<std::string> second_day = {"-filter_start_time", "01/02/2020"},
+                                   up_to = {"-filter_stop_time", "01/01/2020"};
     const auto count = [](const char* format, std::vector<std::string> range) {
         range.push_back(format);
         return rows(two_days(), range).size();
@@ -92,7 +98,8 @@ TEST(rows_of_a_record, leave_in_one_write_and_none_behind_a_failure) {
     } buffer;
     const auto walk = [&buffer](const char* format) {
         const temporary_file file(build::mft({{}, {}, {}, {}, {}, {}, two_days().on_disk(), two_days().on_disk()}));
-        auto ctx = std::move(options_of({"-mftfile", file.path(), "-mftstart", "6", "-mftrange", "2", "-quiet", format}).ctx);
+        auto ctx =
+            std::move(options_of({"-mftfile", file.path(), "-mftstart", "6", "-mftrange", "2", "-quiet", format}).ctx);
         std::ostream out(&buffer);
         buffer.lines.clear();
         report_output results{out};

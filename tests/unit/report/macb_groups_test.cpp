@@ -13,8 +13,8 @@ std::string rows_of(macb_input input) {
     group_macb(rows, input, time_mode_filetime);
     std::string text;
     for (const macb_row& row : rows) {
-        text += std::to_string(row.time - base) + "=" + row.macb_text + (row.label_text.empty() ? "" : "{" + row.label_text + "}") +
-                row.extra_text_a + " ";
+        text += std::to_string(row.time - base) + "=" + row.macb_text +
+                (row.label_text.empty() ? "" : "{" + row.label_text + "}") + row.extra_text_a + " ";
     }
     return text;
 }
@@ -31,13 +31,13 @@ macb_input four(std::uint64_t m, std::uint64_t a, std::uint64_t c, std::uint64_t
 }  // namespace
 
 TEST(macb_groups, equal_times_share_a_row_and_rows_rise) {
-    const struct { macb_input input; const char* rows; } cases[] = {
-        {four(1, 1, 1, 1), "1=MACB "},
-        {four(9, 9, 9, 2), "2=...B 9=MAC. "},
-        {four(1, 2, 1, 2), "1=M.C. 2=.A.B "},
-        {four(4, 3, 2, 1), "1=...B 2=..C. 3=.A.. 4=M... "},
-        {four(2, 1, 1, 1), "1=.ACB 2=M... "},
-        {four(2, 3, 1, 1), "1=..CB 2=M... 3=.A.. "},
+    const struct {
+        macb_input input;
+        const char* rows;
+    } cases[] = {
+        {four(1, 1, 1, 1), "1=MACB "},        {four(9, 9, 9, 2), "2=...B 9=MAC. "},
+        {four(1, 2, 1, 2), "1=M.C. 2=.A.B "}, {four(4, 3, 2, 1), "1=...B 2=..C. 3=.A.. 4=M... "},
+        {four(2, 1, 1, 1), "1=.ACB 2=M... "}, {four(2, 3, 1, 1), "1=..CB 2=M... 3=.A.. "},
     };
     for (const auto& c : cases) EXPECT_EQ(rows_of(c.input), c.rows);
     macb_input without_birth = four(1, 1, 1, 1);

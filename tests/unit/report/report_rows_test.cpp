@@ -40,11 +40,14 @@ TEST(default_report, the_padded_form_keeps_its_columns) {
     const auto lines = lines_for(simple_file(), {});
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0],
-              "mft entry  | seqnum | parent mft | seqnum | type    | ext       | ref | date       |  time-utc     | MACB                  "
+              "mft entry  | seqnum | parent mft | seqnum | type    | ext       | ref | date       |  time-utc     | "
+              "MACB                  "
               "            | other info     | path and filename                                  | various data types");
     EXPECT_EQ(lines[1],
-              "0x00000007 |      1 | 0x00000005 |      5 | file    | txt       |   1 | 01/01/2020 |  00:00:00.000 | si:[macb]; fn:[macb]  "
-              "            |                | [root]\\Report.TXT                                  | [unnamed data : sz: 0x0004]");
+              "0x00000007 |      1 | 0x00000005 |      5 | file    | txt       |   1 | 01/01/2020 |  00:00:00.000 | "
+              "si:[macb]; fn:[macb]  "
+              "            |                | [root]\\Report.TXT                                  | [unnamed data : "
+              "sz: 0x0004]");
 }
 
 TEST(default_report, one_row_for_each_distinct_time_in_rising_order) {
@@ -65,17 +68,26 @@ TEST(default_report, one_row_for_each_distinct_time_in_rising_order) {
 }
 
 TEST(default_report, what_stands_in_other_info) {
-    const struct { build::record record; std::vector<std::string> arguments; const char* text; } cases[] = {
+    const struct {
+        build::record record;
+        std::vector<std::string> arguments;
+        const char* text;
+    } cases[] = {
         {simple_file().name(u"two", build::posix), {}, "multinames [2]"},
         {simple_file().name(u"Report.txt", build::win32, reference(9, 9)), {}, "multiroots [2]"},
         {simple_file().base(reference(0x20, 3)), {}, "refinode [0x00000020]"},
         {simple_file().base(reference(0x20, 3)), {"-base10"}, "refinode [32]"},
-        {simple_file().non_resident(0x20, {0x11, 1, 1, 0}, 4096), {}, "attrib list non-resident [not avail for parsing w/o image]"},
+        {simple_file().non_resident(0x20, {0x11, 1, 1, 0}, 4096),
+         {},
+         "attrib list non-resident [not avail for parsing w/o image]"},
         {simple_file(), {"-filerecord_offset"}, "filerecord: 0x1c00"},
         {simple_file(), {"-filter_ext", "txt", "-filter_name", "zz"}, "ext(txt)"},
         {build::record().name(u"n").data("x"), {}, "si:time absent"},
         {build::record().std_info({.accessed = 0}).name(u"n"), {}, "si:time null"},
-        {build::record().std_info().name(u"n", build::win32, reference(5, 5), {.created = tick_2020 + 2 * day, .mft_changed = tick_2020 + 2 * day}), {}, "**:time warning"},
+        {build::record().std_info().name(u"n", build::win32, reference(5, 5),
+                                         {.created = tick_2020 + 2 * day, .mft_changed = tick_2020 + 2 * day}),
+         {},
+         "**:time warning"},
     };
     for (const auto& c : cases) {
         std::vector<std::string> arguments = {"-csv"};
@@ -96,13 +108,19 @@ TEST(default_report, records_without_a_path_show_what_they_have) {
 
 TEST(default_report, with_cluster_info_each_attribute_has_its_group) {
     const build::bytes pairs = {0x11, 0x04, 0x60, 0x01, 0x02, 0x11, 0x01, 0x10, 0x00};
-    const auto lines = lines_for(simple_file().data("", u"empty").non_resident(0x80, pairs, 0x6800, u"big").resident(0x70, {0, 0, 0, 0, 0, 0, 0, 0, 3, 1, 0, 0}),
+    const auto lines = lines_for(simple_file()
+                                     .data("", u"empty")
+                                     .non_resident(0x80, pairs, 0x6800, u"big")
+                                     .resident(0x70, {0, 0, 0, 0, 0, 0, 0, 0, 3, 1, 0, 0}),
                                  {"-csv", "-action_include_clusterinfo"});
     ASSERT_EQ(lines.size(), 5u);
-    const struct { const char *type, *size, *clusters, *path; } rows[] = {
+    const struct {
+        const char *type, *size, *clusters, *path;
+    } rows[] = {
         {"unnamed data", "0x00000004", "<data in MFT entry>", "[root]\\Report.TXT"},
         {"ads", "0x00000000", "null", "[root]\\Report.TXT:empty"},
-        {"ads", "0x00006800", "0x00000060 -> 0x00000063; 0x00000060 -> 0x00000061 [sparse]; 0x00000070", "[root]\\Report.TXT:big"},
+        {"ads", "0x00006800", "0x00000060 -> 0x00000063; 0x00000060 -> 0x00000061 [sparse]; 0x00000070",
+         "[root]\\Report.TXT:big"},
         {"vol info", "0x0000000c", "ver: 3:1 (WinXP)", "[root]\\Report.TXT"},
     };
     for (std::size_t index = 0; index < 4; ++index) {
@@ -116,12 +134,17 @@ TEST(default_report, with_cluster_info_each_attribute_has_its_group) {
 }
 
 TEST(per_path_report, one_row_a_path_with_every_column) {
-    const auto lines = lines_for(simple_file().name(u"REPORT~1.TXT", build::dos).name(u"other.longextension", build::win32, reference(30, 2)).data("1234567", u"s|t"),
+    const auto lines = lines_for(simple_file()
+                                     .name(u"REPORT~1.TXT", build::dos)
+                                     .name(u"other.longextension", build::win32, reference(30, 2))
+                                     .data("1234567", u"s|t"),
                                  {"-csvperpath", "-csv_separator", ",", "-no_whitespace"});
     ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[0],
-              "MFT entry,seqnum,parent MFT,seqnum,SI mdate,mtime-UTC,SI adate,atime-UTC,SI cdate,ctime-UTC,SI bdate,btime-UTC,FN mdate,mtime-UTC,"
-              "FN adate,atime-UTC,FN cdate,ctime-UTC,FN bdate,btime-UTC,type,ext,size,name,path,sym link,object ID,ADS metadata,Time warning,"
+              "MFT entry,seqnum,parent MFT,seqnum,SI mdate,mtime-UTC,SI adate,atime-UTC,SI cdate,ctime-UTC,SI "
+              "bdate,btime-UTC,FN mdate,mtime-UTC,"
+              "FN adate,atime-UTC,FN cdate,ctime-UTC,FN bdate,btime-UTC,type,ext,size,name,path,sym link,object ID,ADS "
+              "metadata,Time warning,"
               "8.3 mdate,mtime-UTC,8.3 adate,atime-UTC,8.3 cdate,ctime-UTC,8.3 bdate,btime-UTC");
     // Rows come in order of the whole parent reference, its sequence number on top.
     EXPECT_EQ(cell(lines, "parent MFT", 1), "0x0000001e");
@@ -130,7 +153,8 @@ TEST(per_path_report, one_row_a_path_with_every_column) {
     EXPECT_EQ(cell(lines, "name", 2), "Report.TXT");
     EXPECT_EQ(cell(lines, "ADS metadata", 2), "s;t [sz:0x7]");  // kept: the shape's own pair, whatever the separator
     EXPECT_EQ(cell(lines, "8.3 bdate", 2), "01/01/2020");
-    const auto padded = lines_for(build::record().std_info().name(u"x.longextension"), {"-csvperpath", "-hostname", "pc", "-pair_datetime"});
+    const auto padded = lines_for(build::record().std_info().name(u"x.longextension"),
+                                  {"-csvperpath", "-hostname", "pc", "-pair_datetime"});
     EXPECT_NE(padded.at(1).find(" | longext | "), std::string::npos);
     EXPECT_NE(padded.at(1).find(" 01/01/2020 00:00:00.000 | "), std::string::npos);
     EXPECT_NE(padded.at(0).find(" | hostname | "), std::string::npos);
@@ -141,30 +165,40 @@ TEST(path_list, holds_files_with_whole_paths_only) {
     EXPECT_EQ(lines_for(simple_file().data("x", u"s"), {"-filepath_only", "-action_include_clusterinfo"}),
               (std::vector<std::string>{"\\Report.TXT", "\\Report.TXT:s"}));
     EXPECT_TRUE(lines_for(simple_file().directory(), {"-filepath_only"}).empty());
-    EXPECT_EQ(lines_for(build::record().std_info().name(u"kept|as;is", build::win32, reference(6, 1)), {"-filepath_only"}),
-              (std::vector<std::string>{"\\kept|as;is"}));
+    EXPECT_EQ(
+        lines_for(build::record().std_info().name(u"kept|as;is", build::win32, reference(6, 1)), {"-filepath_only"}),
+        (std::vector<std::string>{"\\kept|as;is"}));
 }
 
 TEST(text_cells, separators_and_line_ends_are_replaced_never_quoted) {
-    const struct { const char16_t* name; std::vector<std::string> arguments; const char* cell; } cases[] = {
+    const struct {
+        const char16_t* name;
+        std::vector<std::string> arguments;
+        const char* cell;
+    } cases[] = {
         {u"a,b", {"-csv"}, "[root]\\a b"},
         {u"a\r\nb\nc\n\rd\re", {"-csv"}, "[root]\\a[CRLF]b[LF]c[LFCR]d\re"},
         {u"a\rb", {"-csv"}, "[root]\\a[CR]b"},
     };
-    for (const auto& c : cases) EXPECT_EQ(cell(lines_for(build::record().std_info().name(c.name), c.arguments), "path and filename"), c.cell);
+    for (const auto& c : cases)
+        EXPECT_EQ(cell(lines_for(build::record().std_info().name(c.name), c.arguments), "path and filename"), c.cell);
     EXPECT_NE(lines_for(build::record().std_info().name(u"a|b"), {}).at(1).find("[root]\\a;b "), std::string::npos);
-    EXPECT_NE(lines_for(build::record().std_info().name(u"a|b"), {"-csv_separator", "tab"}).at(1).find("[root]\\a|b "), std::string::npos);
+    EXPECT_NE(lines_for(build::record().std_info().name(u"a|b"), {"-csv_separator", "tab"}).at(1).find("[root]\\a|b "),
+              std::string::npos);
 }
 
 TEST(number_cells, hexadecimal_by_kind_or_decimal) {
-    const auto bare = cells_of(lines_for(simple_file(), {"-csvperpath", "-csv_separator", ",", "-no_whitespace"}).at(1));
+    const auto bare =
+        cells_of(lines_for(simple_file(), {"-csvperpath", "-csv_separator", ",", "-no_whitespace"}).at(1));
     EXPECT_EQ(bare[0] + " " + bare[1], "0x00000007 0x0001");
     const auto decimal = cells_of(lines_for(simple_file(), {"-csvperpath", "-base10"}).at(1), " | ");
     EXPECT_EQ(decimal[0] + decimal[1], "         7     1");
 }
 
 TEST(date_cells, absent_times_keep_their_columns) {
-    const auto cells = cells_of(lines_for(build::record().name(u"n", build::win32, reference(5, 5), {.modified = 1}), {"-csvperpath"}).at(1), " | ");
+    const auto cells = cells_of(
+        lines_for(build::record().name(u"n", build::win32, reference(5, 5), {.modified = 1}), {"-csvperpath"}).at(1),
+        " | ");
     EXPECT_EQ(cells[4], std::string(10, ' '));
     EXPECT_EQ(cells[5], " " + std::string(12, ' '));
     EXPECT_EQ(cells[12], std::string(10, ' ')) << "ahead of 1970";

@@ -23,17 +23,24 @@ std::string time_of(std::uint64_t filetime, std::string_view format) {
 }  // namespace
 
 TEST(time_text, dates_follow_their_format) {
-    const struct { const char* format; const char* text; } cases[] = {
-        {"mm/dd/yyyy", "01/03/2006"},   {"yyyy-mm-dd", "2006-01-03"},     {"dd/mm/yy", "03/01/06"},
-        {"mmm dd, yy", "Jan 03, 06"},   {"yy mmm dd", "06 Jan 03"},       {"dd mmm, yyyy", "03 Jan 2006"},
-        {"ddxmmxyyyy", "03/01/2006"},   {"yyyyyyyy", "01/03/2006"},       {"mmm-dd-y", "Jan/03/2006"},
-        {"", ""},
+    const struct {
+        const char* format;
+        const char* text;
+    } cases[] = {
+        {"mm/dd/yyyy", "01/03/2006"}, {"yyyy-mm-dd", "2006-01-03"},
+        {"dd/mm/yy", "03/01/06"},     {"mmm dd, yy", "Jan 03, 06"},
+        {"yy mmm dd", "06 Jan 03"},   {"dd mmm, yyyy", "03 Jan 2006"},
+        {"ddxmmxyyyy", "03/01/2006"}, {"yyyyyyyy", "01/03/2006"},
+        {"mmm-dd-y", "Jan/03/2006"},  {"", ""},
     };
     for (const auto& c : cases) EXPECT_EQ(date_of(moment, c.format), c.text) << c.format;
 }
 
 TEST(time_text, times_follow_their_format_down_to_the_last_digit) {
-    const struct { const char* format; const char* text; } cases[] = {
+    const struct {
+        const char* format;
+        const char* text;
+    } cases[] = {
         {"hh:mm:ss", "03:04:05"},
         {"hh:mm:ss.xxx", "03:04:05.123"},
         {"hh:mm:ss.xxxx", "03:04:05.1234"},
@@ -48,7 +55,10 @@ TEST(time_text, times_follow_their_format_down_to_the_last_digit) {
 }
 
 TEST(time_text, moments_outside_1970_to_3000_are_none) {
-    const struct { std::uint64_t filetime; bool valid; } cases[] = {
+    const struct {
+        std::uint64_t filetime;
+        bool valid;
+    } cases[] = {
         {0, false},
         {1, false},
         {epoch - 1, false},

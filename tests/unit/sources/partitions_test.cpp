@@ -16,7 +16,8 @@ std::string listing(bool worked, const partition_list& list) {
     std::string text = worked ? "" : "no";
     for (const partition_entry& entry : list) {
         if (!text.empty()) text += "; ";
-        text += std::to_string(entry.start_sector) + "+" + std::to_string(entry.sector_count) + " " + type_name(entry.type);
+        text +=
+            std::to_string(entry.start_sector) + "+" + std::to_string(entry.sector_count) + " " + type_name(entry.type);
     }
     return text;
 }
@@ -49,7 +50,8 @@ void expect_listings(const std::vector<disk_case>& cases, bool deep = false) {
 TEST(partitions, primary_slots_make_entries_by_accepted_type_and_count) {
     expect_listings({
         {"one volume, its own count goes first", disk(64).table(0, {{7, 40, 20}}).ntfs(40, 19), "40+19 ntfs"},
-        {"types with a name and no entry", disk(64).table(0, {{0x87, 1, 9}, {0x0E, 1, 9}, {0x83, 20, 9}}), "20+9 linux"},
+        {"types with a name and no entry", disk(64).table(0, {{0x87, 1, 9}, {0x0E, 1, 9}, {0x83, 20, 9}}),
+         "20+9 linux"},
         {"count 0, an empty slot", disk(64).table(0, {{7, 10, 0}, {0, 0, 0}, {0x0B, 11, 5}}), "11+5 fat32"},
         {"a start beyond the disk", disk(64).table(0, {{7, 4'000'000'000, 5}}), "4000000000+5 ntfs"},
         {"nothing accepted", disk(64).table(0, {{0x42, 1, 5}}), "no"},
@@ -66,8 +68,11 @@ TEST(partitions, primary_slots_make_entries_by_accepted_type_and_count) {
 // Base record at 10; the second at 30, the third at 50: links count from the base, partitions from their own record.
 TEST(partitions, the_extended_chain_is_followed_from_its_base) {
     const auto chained = [] {
-        return disk(128).table(0, {{0x83, 1, 5}, {5, 10, 100}, {7, 120, 5}}).table(10, {{7, 2, 10}, {5, 20, 19}})
-            .table(30, {{7, 3, 11}, {0x0F, 40, 18}}).table(50, {{0x83, 4, 12}});
+        return disk(128)
+            .table(0, {{0x83, 1, 5}, {5, 10, 100}, {7, 120, 5}})
+            .table(10, {{7, 2, 10}, {5, 20, 19}})
+            .table(30, {{7, 3, 11}, {0x0F, 40, 18}})
+            .table(50, {{0x83, 4, 12}});
     };
     const std::string first = "1+5 linux; 10+100 exten; 12+10 ntfs; 30+19 exten";
     const std::string whole = first + "; 33+11 ntfs; 50+18 exten; 54+12 linux";
@@ -102,13 +107,16 @@ TEST(partitions, without_a_mark_only_a_deep_search_finds_a_chain) {
     build::bytes cut = disk(2049).table(2048, {{7, 2, 10}}).all();
     cut.pop_back();
     EXPECT_EQ(listing(lost.all()), "no");
-    expect_listings({
-        // Its entries are not compared with the boot sectors: the count stays 10. Volumes on the way are no table.
-        {"behind the first mebibyte", disk(lost).ntfs(100, 9).exfat(300, 0, 9), "4002+10 ntfs; 4050+20 exten; 4051+9 ntfs"},
-        {"a marked sector without entries ends the search", disk(lost).mark(3000), "no"},
-        {"in the last sector", disk(2049).table(2048, {{7, 2, 10}}), "2050+10 ntfs"},
-        {"nothing there", disk(0), "no"},
-    }, true);
+    expect_listings(
+        {
+            // Its entries are not compared with the boot sectors: the count stays 10. Volumes on the way are no table.
+            {"behind the first mebibyte", disk(lost).ntfs(100, 9).exfat(300, 0, 9),
+             "4002+10 ntfs; 4050+20 exten; 4051+9 ntfs"},
+            {"a marked sector without entries ends the search", disk(lost).mark(3000), "no"},
+            {"in the last sector", disk(2049).table(2048, {{7, 2, 10}}), "2050+10 ntfs"},
+            {"nothing there", disk(0), "no"},
+        },
+        true);
     EXPECT_EQ(listing(cut, true), "no");
 }
 
@@ -139,7 +147,8 @@ TEST(partitions, a_gpt_lists_its_partitions_and_gaps_or_nothing) {
         {"its slot is not the first", made().table(0, {{0, 0, 0}, {7, 5, 5}, {0xEE, 1, 199}}), whole},
         {"out of order", disk(200).gpt({{100, 149}, {40, 59}}), "0+100 empty; 100+50 gpt; 40+20 gpt; 60+140 empty"},
         {"no partition", disk(200).gpt({}), "0+200 empty"},
-        {"an entry without a type", made().byte(first_entry, 0), "0+60 empty; 60+20 exfat; 80+20 empty; 100+50 gpt; 150+50 empty"},
+        {"an entry without a type", made().byte(first_entry, 0),
+         "0+60 empty; 60+20 exfat; 80+20 empty; 100+50 gpt; 150+50 empty"},
         {"larger entries", disk(300).gpt({{250, 299}}, 65536), "0+250 empty; 250+50 gpt"},
         {"sectors of 4096 bytes", disk(64, 4096).gpt({{20, 29}}).ntfs(20, 9), "0+20 empty; 20+10 ntfs; 30+34 empty"},
         {"a copy's header", made().byte(header + 24, 2), "no*"},
@@ -166,7 +175,10 @@ TEST(partitions, an_entry_of_a_gpt_carries_its_ids_and_its_name_and_a_table_in_m
 
 TEST(partitions, a_bad_spot_ends_the_search_where_it_lies_and_not_a_block_earlier) {
     const build::bytes made = disk(4096).table(1000, {{7, 2, 10}}).all();
-    const struct { std::uint64_t bad_sector; bool found; } cases[] = {{999, false}, {1001, true}, {3000, true}};
+    const struct {
+        std::uint64_t bad_sector;
+        bool found;
+    } cases[] = {{999, false}, {1001, true}, {3000, true}};
     for (const auto& c : cases) {
         faulty_source source(made);
         source.bad = {{c.bad_sector * 512, c.bad_sector * 512 + 1}};
@@ -188,9 +200,12 @@ TEST(partitions, the_search_steps_over_holes_and_tells_how_far_it_is) {
 }
 
 TEST(partitions, types_are_named_by_their_low_byte) {
-    const struct { std::uint16_t type; const char* name; } cases[] = {
-        {0x87, "ntfs volume set"}, {0x1B, "Hidden fat32"}, {0x42, "unkn"}, {0xEE, "gpt"},
-        {0x8007, "exfat"}, {0xFF07, "exfat"}, {0x8006, "fat [guess]"}, {0x8042, "unkn [guess]"},
+    const struct {
+        std::uint16_t type;
+        const char* name;
+    } cases[] = {
+        {0x87, "ntfs volume set"}, {0x1B, "Hidden fat32"}, {0x42, "unkn"},          {0xEE, "gpt"},
+        {0x8007, "exfat"},         {0xFF07, "exfat"},      {0x8006, "fat [guess]"}, {0x8042, "unkn [guess]"},
     };
     for (const auto& c : cases) EXPECT_EQ(type_name(c.type), c.name) << c.type;
 }

@@ -11,9 +11,14 @@ TEST(plain_files, reads_are_cut_at_the_end) {
     temp_folder::put(folder.path(u"f"), "0123456789");
     plain_file file;
     ASSERT_TRUE(file.open_read(folder.path(u"f")));
-    const struct { std::uint64_t offset; std::uint32_t count; bool worked; std::string_view expected; } cases[] = {
-        {2, 3, true, "234"}, {8, 512, true, "89"}, {10, 4, true, ""}, {11, 4, false, ""}, {3, 0, true, ""},
-        {~0ull, 1, false, ""},
+    const struct {
+        std::uint64_t offset;
+        std::uint32_t count;
+        bool worked;
+        std::string_view expected;
+    } cases[] = {
+        {2, 3, true, "234"}, {8, 512, true, "89"}, {10, 4, true, ""},
+        {11, 4, false, ""},  {3, 0, true, ""},     {~0ull, 1, false, ""},
     };
     for (const auto& c : cases) {
         std::string bytes(c.count, '.');

@@ -44,8 +44,14 @@ TEST(source_reader, an_image_shortens_a_read_at_its_end_and_zeroes_what_is_missi
     const build::disk_file file(pattern(0, 1000, 1000));
     source_reader reader;
     ASSERT_TRUE(open_source(reader, image_choice(file.path(), 0)));
-    expect_reads(reader, {{0, 1000, true, 1000, 1000}, {990, 512, true, 10, 10}, {1, 4096, true, 999, 999}, {999, 1, true, 1, 1},
-                          {1000, 1, false}, {0, 0, false}, {-1, 1, false}, {INT64_MAX, 1, false}});
+    expect_reads(reader, {{0, 1000, true, 1000, 1000},
+                          {990, 512, true, 10, 10},
+                          {1, 4096, true, 999, 999},
+                          {999, 1, true, 1, 1},
+                          {1000, 1, false},
+                          {0, 0, false},
+                          {-1, 1, false},
+                          {INT64_MAX, 1, false}});
     std::filesystem::resize_file(file.path(), 100);
     expect_reads(reader, {{0, 512, true, 512, 100}});
     reader.close();
@@ -57,7 +63,8 @@ TEST(source_reader, an_image_is_read_beyond_four_gibibytes_and_two_tebibytes) {
     const build::disk_file file({});
     for (const std::uint64_t offset : {std::uint64_t{0x1'0000'0200}, std::uint64_t{0x300'0000'0000}}) {
         std::fstream(std::filesystem::path(file.path()), std::ios::binary | std::ios::in | std::ios::out)
-            .seekp(static_cast<std::streamoff>(offset)) << "here";
+                .seekp(static_cast<std::streamoff>(offset))
+            << "here";
         image_source reader(file.path());
         EXPECT_EQ(reader.size(), offset + 4);
         build::bytes bytes(8);
@@ -70,7 +77,11 @@ TEST(source_reader, an_image_is_read_beyond_four_gibibytes_and_two_tebibytes) {
 TEST(source_reader, a_path_claims_to_be_open_and_a_number_tells_the_truth) {
     const build::disk_file file(pattern(0, 4096, 4096));
     const std::vector<std::u16string> path = {file.path()};
-    const struct { const char* what; source_choice choice; bool claims; } cases[] = {
+    const struct {
+        const char* what;
+        source_choice choice;
+        bool claims;
+    } cases[] = {
         {"missing image", {.kind = kind_file, .paths = {file.path() + u"-missing"}}, true},
         {"empty path", {.kind = kind_file, .paths = {u""}}, false},
         {"no source", {}, false},
@@ -92,7 +103,12 @@ TEST(source_reader, a_path_claims_to_be_open_and_a_number_tells_the_truth) {
 
 TEST(source_reader, device_reads_are_widened_to_whole_sectors) {
     const std::uint64_t beyond = std::uint64_t{1} << 32;
-    const struct { std::uint64_t offset; std::uint32_t size, sector; bool worked; sector_span span; } cases[] = {
+    const struct {
+        std::uint64_t offset;
+        std::uint32_t size, sector;
+        bool worked;
+        sector_span span;
+    } cases[] = {
         {100, 512, 512, true, {0, 1024, 100}},
         {512, 512, 512, true, {512, 512, 0}},
         {0, 1024, 4096, true, {0, 4096, 0}},
@@ -119,8 +135,12 @@ TEST(source_reader, a_device_read_copies_what_was_asked_for_and_a_short_one_coun
     ASSERT_TRUE(open_for_reading(reader.handle, file.path()));
     reader.total_size = 16384;
     reader.facts.bytes_per_sector = 4096;
-    expect_reads(reader, {{0, 4096, true, 4096, 4096}, {100, 512, true, 512, 512}, {4095, 4098, true, 4098, 4098},
-                          {8192, 4096, true, 4096, 100}, {8200, 512, true, 512, 92}, {16384, 512, false}});
+    expect_reads(reader, {{0, 4096, true, 4096, 4096},
+                          {100, 512, true, 512, 512},
+                          {4095, 4098, true, 4098, 4098},
+                          {8192, 4096, true, 4096, 100},
+                          {8200, 512, true, 512, 92},
+                          {16384, 512, false}});
     reader.facts.bytes_per_sector = 0;
     expect_reads(reader, {{0, 512, false}});
 }
@@ -136,10 +156,11 @@ TEST(devices, letters_become_device_paths_where_the_host_has_letters) {
 }
 
 TEST(devices, drives_are_counted_as_a_person_would) {
-    std::vector<std::string> names = {"sdaa", "nvme10n1", "sr0", "sda", "loop1", "zram0", "ram15", "dm-3",
-                                      "nvme2n1", "vda", "sdb", "md0", "srv", "sdz", "nvme2n2"};
+    std::vector<std::string> names = {"sdaa",    "nvme10n1", "sr0", "sda", "loop1", "zram0", "ram15",  "dm-3",
+                                      "nvme2n1", "vda",      "sdb", "md0", "srv",   "sdz",   "nvme2n2"};
     order_drive_names(names);
-    EXPECT_EQ(names, (std::vector<std::string>{"md0", "nvme2n1", "nvme2n2", "nvme10n1", "sda", "sdb", "sdz", "sdaa", "srv", "vda"}));
+    EXPECT_EQ(names, (std::vector<std::string>{"md0", "nvme2n1", "nvme2n2", "nvme10n1", "sda", "sdb", "sdz", "sdaa",
+                                               "srv", "vda"}));
 }
 
 }  // namespace

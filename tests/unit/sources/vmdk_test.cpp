@@ -13,8 +13,10 @@ namespace {
 build::bytes sparse(const std::string& text, const std::vector<std::size_t>& held, std::uint8_t fill) {
     build::bytes bytes(5 * 512);
     build::poke_u32(bytes, 0, 0x564D444B);
-    const struct { std::size_t at; std::uint32_t value; } fields[] = {{12, 8}, {20, 1}, {28, 1}, {36, 1}, {44, 4}, {56, 2}, {64, 5},
-                                                                      {1024, 3}, {1028, 4}};
+    const struct {
+        std::size_t at;
+        std::uint32_t value;
+    } fields[] = {{12, 8}, {20, 1}, {28, 1}, {36, 1}, {44, 4}, {56, 2}, {64, 5}, {1024, 3}, {1028, 4}};
     for (const auto& field : fields) build::poke_u32(bytes, field.at, field.value);
     std::copy(text.begin(), text.end(), bytes.begin() + 512);
     for (const std::size_t grain : held) {
@@ -41,20 +43,34 @@ std::string letters(const std::vector<build::bytes>& contents) {
 }
 
 TEST(vmdk, the_newest_disk_that_holds_a_grain_is_read_and_what_none_holds_is_zeros) {
-    const build::bytes middle = sparse("ParentCID=b\ncid=\"m\"\n", {1, 2}, 'm'), leaf = sparse("cid=a\nparentcid=\"m\"", {2, 7}, 'l');
+    const build::bytes middle = sparse("ParentCID=b\ncid=\"m\"\n", {1, 2}, 'm'),
+                       leaf = sparse("cid=a\nparentcid=\"m\"", {2, 7}, 'l');
     EXPECT_EQ(letters({base, leaf, middle, leaf}), "bml.b..l.");
     EXPECT_EQ(letters({leaf, base}), "apart");
 }
 
 TEST(vmdk, a_damaged_field_costs_what_it_says_and_no_more) {
-    const struct { const char* what; std::size_t at; std::uint32_t value; const char* letters; } cases[] = {
-        {"magic", 0, 0x564D444C, "refused"}, {"grain size 0", 20, 0, "refused"}, {"grain size beyond all disks", 24, 0x00400000, "refused"},
-        {"no entries in a table", 44, 0, "refused"}, {"tables larger than the file", 44, 0x40000000, "refused"},
-        {"descriptor larger than the file", 40, 1, "refused"}, {"descriptor behind the end", 28, 9, "refused"}, {"none", 36, 0, "refused"},
-        {"directory outside of the overhead", 56, 5, "refused"}, {"overhead larger than the file", 64, 9, "refused"},
-        {"first table ahead of the directory", 1024, 1, "refused"}, {"first table outside of the overhead", 1024, 5, "refused"},
+    const struct {
+        const char* what;
+        std::size_t at;
+        std::uint32_t value;
+        const char* letters;
+    } cases[] = {
+        {"magic", 0, 0x564D444C, "refused"},
+        {"grain size 0", 20, 0, "refused"},
+        {"grain size beyond all disks", 24, 0x00400000, "refused"},
+        {"no entries in a table", 44, 0, "refused"},
+        {"tables larger than the file", 44, 0x40000000, "refused"},
+        {"descriptor larger than the file", 40, 1, "refused"},
+        {"descriptor behind the end", 28, 9, "refused"},
+        {"none", 36, 0, "refused"},
+        {"directory outside of the overhead", 56, 5, "refused"},
+        {"overhead larger than the file", 64, 9, "refused"},
+        {"first table ahead of the directory", 1024, 1, "refused"},
+        {"first table outside of the overhead", 1024, 5, "refused"},
         {"first grain behind the end", 1536, 99, "refused"},
-        {"second table behind the end", 1028, 99, "bb......."}, {"second grain behind the end", 1540, 99, "b...b...."},
+        {"second table behind the end", 1028, 99, "bb......."},
+        {"second grain behind the end", 1540, 99, "b...b...."},
     };
     for (const auto& c : cases) {
         build::bytes bytes = base;
@@ -66,7 +82,8 @@ TEST(vmdk, a_damaged_field_costs_what_it_says_and_no_more) {
 TEST(vmdk, a_cut_file_is_refused_or_loses_its_last_grains) {
     for (std::size_t size = 0; size < base.size(); size += 51) {
         std::string held = ".........";
-        for (const std::size_t grain : {0, 1, 4}) held[grain] = size > 256 + (5 + std::min<std::size_t>(grain, 2)) * 512 ? 'b' : '.';
+        for (const std::size_t grain : {0, 1, 4})
+            held[grain] = size > 256 + (5 + std::min<std::size_t>(grain, 2)) * 512 ? 'b' : '.';
         EXPECT_EQ(letters({build::bytes(base.data(), base.data() + size)}), size <= 5 * 512 ? "refused" : held) << size;
     }
 }

@@ -35,12 +35,14 @@ TEST(volume_offset, is_accepted_or_answered_by_the_list_and_a_proposal) {
         {"no offset: the last one is proposed", two, 0, false, true, 0xA000, list + "use option [-offset 0xa000]\n"},
         {"one byte off", two, 0x5001, false, true, 0xA000, list + "use option [-offset 0xa000]\n"},
         {"what lies behind another kind of partition is not looked at", two, 0x8000, false, true, 0x5000,
-         "volume offset selected 0x8000 is not a NTFS partition, but [linux]\n" + list + "use option [-offset 0x5000]\n"},
+         "volume offset selected 0x8000 is not a NTFS partition, but [linux]\n" + list +
+             "use option [-offset 0x5000]\n"},
         {"beyond the image", two, 0x10001, false, false, 0x10001, "volume offset 0x10001 is not within image bounds\n"},
         {"cut volume", cut, 0x5000, false, true, 0x5000, "volume offset 0x5000" + is_cut},
         {"cut volume, told to go on", cut, 0x5000, true, true, 0x5000, "", true},
         {"partition beyond the image", disk(30).table(0, {{7, 40, 20}}), 0, false, true, 0x5000,
-         "volume offset 0x5000 is not within image bounds\n\nvolume offset [ 0x5000 ] : ntfs\n\nuse option [-offset 0x5000]\n"},
+         "volume offset 0x5000 is not within image bounds\n\nvolume offset [ 0x5000 ] : ntfs\n\nuse option [-offset "
+         "0x5000]\n"},
         {"no ntfs", disk(64).table(0, {{0x83, 40, 20}}), 0, false, false, 0,
          "\nvolume offset [ 0x5000 ] : linux\n\nprob detecting ntfs partition\n"},
         // The gap at sector 0 equals an offset of 0, so the search ends before it meets the partition.
@@ -51,8 +53,8 @@ TEST(volume_offset, is_accepted_or_answered_by_the_list_and_a_proposal) {
         {"nothing", disk(64), 0, false, false, 0, "couldn't find any partitions on disk\n"},
         {"a chain without its table", disk(64).table(20, {{7, 2, 10}}), 22 * 512, true, true, 22 * 512,
          "disk is corrupted, partition info questionable\n"},
-        {"a volume set counts as ntfs", disk(128).table(0, {{5, 80, 40}}).table(80, {{0x87, 1, 1}}).ntfs(63, 16), 63 * 512,
-         true, true, 63 * 512, ""},
+        {"a volume set counts as ntfs", disk(128).table(0, {{5, 80, 40}}).table(80, {{0x87, 1, 1}}).ntfs(63, 16),
+         63 * 512, true, true, 63 * 512, ""},
     };
     for (const check_case& c : cases) {
         const build::disk_file file(c.made.all());
@@ -73,7 +75,12 @@ std::string words_of_missing(const std::u16string& path) {
 TEST(volume_offset, of_a_source_that_is_not_there_is_answered_in_words) {
     const build::disk_file empty({});
     const std::string none = words_of_missing(empty.path() + u"-missing");
-    const struct { std::u16string path; std::uint64_t offset; const char* text; std::string reason; } cases[] = {
+    const struct {
+        std::u16string path;
+        std::uint64_t offset;
+        const char* text;
+        std::string reason;
+    } cases[] = {
         {u"", 0, "invalid image: \n", "it is empty"},
         {empty.path() + u"-missing", 0, "couldn't find any partitions on disk\n", none},
         {empty.path() + u"-missing", 512, "volume offset 0x200 is not within image bounds\n", none},

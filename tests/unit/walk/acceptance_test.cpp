@@ -6,8 +6,8 @@
 #include "support/program_run.h"
 #include "support/record_builder.h"
 #include "walk/acceptance.h"
-#include "walk/walk_state.h"
 #include "walk/time_analysis.h"
+#include "walk/walk_state.h"
 
 namespace {
 
@@ -17,11 +17,17 @@ using build::tick_2020;
 
 // Records 10 to 13: a text file of 2020, an older picture, a deleted text, a directory.
 build::bytes four_records() {
-    constexpr build::times old = {tick_2020 - 900 * day, tick_2020 - 900 * day, tick_2020 - 900 * day, tick_2020 - 900 * day};
+    constexpr build::times old = {tick_2020 - 900 * day, tick_2020 - 900 * day, tick_2020 - 900 * day,
+                                  tick_2020 - 900 * day};
     std::vector<build::bytes> records(14);
     records[10] = build::record().std_info().name(u"Note.txt").data(std::string(100, 'x')).data("MZ", u"ads").on_disk();
-    records[11] = build::record().std_info(old).name(u"photo.JPG", build::win32, reference(13, 1), old).data(std::string(50, 'y')).on_disk();
-    records[12] = build::record().deleted().sequence(2).std_info().name(u"gone.txt", build::win32, reference(13, 1)).on_disk();
+    records[11] = build::record()
+                      .std_info(old)
+                      .name(u"photo.JPG", build::win32, reference(13, 1), old)
+                      .data(std::string(50, 'y'))
+                      .on_disk();
+    records[12] =
+        build::record().deleted().sequence(2).std_info().name(u"gone.txt", build::win32, reference(13, 1)).on_disk();
     records[13] = build::record().directory().std_info().name(u"folder").on_disk();
     return build::mft(records);
 }
@@ -43,14 +49,18 @@ std::string verdict(const build::record& record, bool extension = false) {
     build::record changed = record;
     if (extension) changed.base(reference(6, 1));
     records[10] = changed.on_disk();
-    const auto lines = report_lines(build::mft(records), {"-csvperpath", "-csv_separator", "|", "-no_whitespace", "-mftstart", "10"});
+    const auto lines =
+        report_lines(build::mft(records), {"-csvperpath", "-csv_separator", "|", "-no_whitespace", "-mftstart", "10"});
     return lines.size() < 2 ? "no row" : cells_of(lines[1], "|").at(28);
 }
 
 }  // namespace
 
 TEST(acceptance, each_filter_alone_and_in_company) {
-    const struct { std::vector<std::string> arguments; const char* numbers; } cases[] = {
+    const struct {
+        std::vector<std::string> arguments;
+        const char* numbers;
+    } cases[] = {
         {{}, "10 11 12 13 "},
         {{"-filter_ext", ".TXT"}, "10 12 "},
         {{"-filter_ext", "jpg|none"}, "11 "},
@@ -118,21 +128,33 @@ TEST(acceptance, attributes_begin_in_the_first_half_of_a_record) {
 
 TEST(time_analysis, the_first_rule_that_fires_has_the_word) {
     const build::times clean = {}, later = {.created = tick_2020 + day + 1, .mft_changed = tick_2020 + day + 1};
-    const auto named = [](const build::times& times) { return build::record().std_info().name(u"n", build::win32, reference(5, 5), times); };
-    const struct { const char* what; build::record record; bool extension; const char* word; } cases[] = {
+    const auto named = [](const build::times& times) {
+        return build::record().std_info().name(u"n", build::win32, reference(5, 5), times);
+    };
+    const struct {
+        const char* what;
+        build::record record;
+        bool extension;
+        const char* word;
+    } cases[] = {
         {"nothing", named(clean), false, ""},
         {"no $STANDARD_INFORMATION", build::record().name(u"n"), false, "si:time absent"},
         {"an extension record needs none", build::record().name(u"n"), true, ""},
         {"an extension record without names", build::record().data("x"), true, "fn:time absent"},
-        {"null ahead of a finding in the name", build::record().std_info({.modified = 0}).name(u"n", build::win32, reference(5, 5), later), false, "si:time null"},
+        {"null ahead of a finding in the name",
+         build::record().std_info({.modified = 0}).name(u"n", build::win32, reference(5, 5), later), false,
+         "si:time null"},
         {"a null name time", named({.created = 0}), false, "fn:time null"},
         {"the future", named({.accessed = ~std::uint64_t{0} >> 1}), false, "fn:time future"},
         {"exactly a day", named({.created = tick_2020 + day, .mft_changed = tick_2020 + day}), false, ""},
         {"a tick more in both", named(later), false, "**:time warning"},
         {"in one of them", named({.created = tick_2020 + 2 * day}), false, ""},
-        {"8.3 twin, accessed", named(clean).name(u"N~1", build::dos, reference(5, 5), {.accessed = tick_2020 + 1}), false, "fnSL:time diff"},
-        {"8.3 twin, created", named(clean).name(u"N~1", build::dos, reference(5, 5), {.created = tick_2020 + 1}), false, ""},
-        {"8.3 name of another directory", named(clean).name(u"N~1", build::dos, reference(6, 1), {.accessed = tick_2020 + 1}), false, ""},
+        {"8.3 twin, accessed", named(clean).name(u"N~1", build::dos, reference(5, 5), {.accessed = tick_2020 + 1}),
+         false, "fnSL:time diff"},
+        {"8.3 twin, created", named(clean).name(u"N~1", build::dos, reference(5, 5), {.created = tick_2020 + 1}), false,
+         ""},
+        {"8.3 name of another directory",
+         named(clean).name(u"N~1", build::dos, reference(6, 1), {.accessed = tick_2020 + 1}), false, ""},
     };
     for (const auto& c : cases) EXPECT_EQ(verdict(c.record, c.extension), c.word) << c.what;
 }

@@ -50,14 +50,22 @@ filter_entry described(std::uint32_t kind, const std::u16string& text, std::vect
 TEST(filters, names_extensions_and_wildcards) {
     const build::bytes two_names =
         build::record().std_info().name(u"A~1.TXT", build::dos).name(u"long name.tar").fixed_up();
-    const struct { const char* what; arguments options; build::bytes record; const char* hits; } cases[] = {
+    const struct {
+        const char* what;
+        arguments options;
+        build::bytes record;
+        const char* hits;
+    } cases[] = {
         {"no filter", {}, named(u"a"), ""},
         {"part of a name", {"-filter_name", "foo"}, named(u"xFOOy.txt"), "name(foo)"},
         {"not the whole name", {"-filter_fullname", "foo"}, named(u"xFOOy.txt"), "-"},
         {"the whole name", {"-filter_fullname", "foo"}, named(u"FOO"), "name(foo)"},
         {"names are asked in their own order", {"-filter_name", "txt|foo"}, named(u"foo.txt"), "name(foo)"},
         {"the 8.3 name", {"-filter_name", "~1"}, two_names, "name(~1)"},
-        {"capitals of other scripts", {"-filter_name", "\xC3\x84\xCE\xA3"}, named(u"x\u00e4\u03c3"), "name(\xC3\xA4\xCF\x83)"},
+        {"capitals of other scripts",
+         {"-filter_name", "\xC3\x84\xCE\xA3"},
+         named(u"x\u00e4\u03c3"),
+         "name(\xC3\xA4\xCF\x83)"},
         {"the last dot", {"-filter_ext", "b|.TXT"}, named(u"a.b.Txt"), "ext(txt)"},
         {"the first name with a dot", {"-filter_ext", "txt"}, two_names, "ext(txt)"},
         {"no other name", {"-filter_ext", "tar"}, two_names, "-"},
@@ -74,7 +82,9 @@ TEST(filters, names_extensions_and_wildcards) {
         {"odd bytes, too", {"-filter_wildcard", "\xE6\x88\x80"}, named(u"ab"), "pattern(ab)"},
         {"a line feed is two characters", {"-filter_wildcard", "a\r\nb"}, named(u"a\nb"), "pattern(a\nb)"},
         {"and not one", {"-filter_wildcard", "a\nb"}, named(u"a\nb"), "-"},
-        {"only the first stage that hits", {"-filter_ext", "c", "-filter_wildcard", "b", "-filter_name", "b"}, named(u"b.c"),
+        {"only the first stage that hits",
+         {"-filter_ext", "c", "-filter_wildcard", "b", "-filter_name", "b"},
+         named(u"b.c"),
          "pattern(b.c)"},
         {"a directory that does not resolve", {"-filter_dir", "\\x"}, named(u"a"), "-"},
     };
@@ -85,7 +95,12 @@ TEST(filters, sizes_are_those_of_the_unnamed_stream) {
     const build::bytes no_runs = {0};
     const build::bytes long_one = build::record().non_resident(0x80, no_runs, 5000).fixed_up();
     const build::bytes with_stream = build::record().name(u"a").data(std::string(200, 'x'), u"named").fixed_up();
-    const struct { const char* what; arguments options; build::bytes record; bool kept; } cases[] = {
+    const struct {
+        const char* what;
+        arguments options;
+        build::bytes record;
+        bool kept;
+    } cases[] = {
         {"at the limit", {"-filter_max_size", "100"}, sized(100), true},
         {"above", {"-filter_max_size", "100"}, sized(101), false},
         {"a folder is no larger", {"-filter_max_size", "100"}, folder(), true},
@@ -103,7 +118,11 @@ TEST(filters, sizes_are_those_of_the_unnamed_stream) {
 
 TEST(filters, records_and_directories_by_number) {
     const build::bytes with_stream = build::record().name(u"A.txt").data("x").data("y", u"ADS").fixed_up();
-    const struct { const char* what; arguments options; const char* hits; } cases[] = {
+    const struct {
+        const char* what;
+        arguments options;
+        const char* hits;
+    } cases[] = {
         {"its own number", {"-filter_inode", "7|0x28"}, "inode(40)"},
         {"another", {"-filter_inode", "41"}, "-"},
         {"another, but a name", {"-filter_inode", "41", "-filter_name", "a.t"}, "name(a.t)"},
@@ -124,11 +143,19 @@ TEST(filters, records_and_directories_by_number) {
 
 TEST(filters, groups_are_alternatives_unless_all_must_hit) {
     const build::bytes live = named(u"a.txt"), gone = build::record().deleted().std_info().name(u"a.txt").fixed_up();
-    const struct { const char* what; arguments options; const char* of_live; const char* of_deleted; } cases[] = {
+    const struct {
+        const char* what;
+        arguments options;
+        const char* of_live;
+        const char* of_deleted;
+    } cases[] = {
         {"deleted alone", {"-filter_deleted_files"}, "-", ""},
         {"deleted and an extension", {"-filter_deleted_files", "-filter_ext", "txt"}, "-", "ext(txt)"},
         {"deleted and another", {"-filter_deleted_files", "-filter_ext", "doc"}, "-", "-"},
-        {"either inside a group", {"-filter_name", "zz", "-filter_ext", "txt", "-filter_AND_logic"}, "ext(txt)", "ext(txt)"},
+        {"either inside a group",
+         {"-filter_name", "zz", "-filter_ext", "txt", "-filter_AND_logic"},
+         "ext(txt)",
+         "ext(txt)"},
         {"a number and a name", {"-filter_inode", "41", "-filter_name", "a", "-filter_AND_logic"}, "-", "-"},
         {"the number alone", {"-filter_inode", "40", "-filter_AND_logic"}, "inode(40)", "inode(40)"},
         {"too late", {"-filter_start_time", "01/02/2020"}, "-", "-"},
@@ -141,10 +168,13 @@ TEST(filters, groups_are_alternatives_unless_all_must_hit) {
         EXPECT_EQ(verdict(c.options, live), c.of_live) << c.what;
         EXPECT_EQ(verdict(c.options, gone), c.of_deleted) << c.what;
     }
-    const build::bytes one_time =
-        build::record().std_info().name(u"a", build::dos, 5, {.accessed = build::tick_2020 + 2 * build::day}).fixed_up();
+    const build::bytes one_time = build::record()
+                                      .std_info()
+                                      .name(u"a", build::dos, 5, {.accessed = build::tick_2020 + 2 * build::day})
+                                      .fixed_up();
     EXPECT_EQ(verdict({"-filter_start_time", "01/03/2020"}, one_time), "");
-    EXPECT_EQ(verdict({"-filter_stop_time", "01/03/2020"}, build::record().data("x").fixed_up()), "-") << "no times at all";
+    EXPECT_EQ(verdict({"-filter_stop_time", "01/03/2020"}, build::record().data("x").fixed_up()), "-")
+        << "no times at all";
 }
 
 TEST(filters, signature_rules_test_the_last_stream_of_a_volume_only) {
@@ -152,7 +182,12 @@ TEST(filters, signature_rules_test_the_last_stream_of_a_volume_only) {
     const build::bytes in_stream = build::record().std_info().data(text).data(hive, u"s").fixed_up();
     const build::bytes ahead = build::record().std_info().id(9).data(text).id(3).data(hive, u"s").fixed_up();
     const build::bytes short_one = build::record().std_info().data("MZ........").fixed_up();
-    const struct { const char* what; arguments options; build::bytes record; const char* of_volume; } cases[] = {
+    const struct {
+        const char* what;
+        arguments options;
+        build::bytes record;
+        const char* of_volume;
+    } cases[] = {
         {"last in order of ids", {"-filter_sig", "mz|hive"}, in_stream, "type(RegistryHive)"},
         {"not the last", {"-filter_sig", "hive"}, ahead, "-"},
         {"too short", {"-filter_sig", "mz"}, short_one, "-"},
@@ -175,13 +210,24 @@ TEST(filters, signature_words_and_what_they_match) {
     pe32.replace(0x40, 4, "PE\0\0", 4), pe32.replace(0x40 + 24, 2, "\x0B\x01", 2);
     pe64.replace(0x40, 4, "PE\0\0", 4), pe64.replace(0x40 + 24, 2, "\x0B\x02", 2);
     late.replace(60, 4, "\x09\x01\0\0", 4), late.replace(0x109, 4, "PE\0\0", 4);  // one byte short of its headers
-    const struct { const char* what; std::string bytes; std::string words; } cases[] = {
-        {"mz", mz, "mz "}, {"16-bit", dos, "mz 16bit_mz "}, {"32-bit", pe32, "mz 32bit_pe pe "},
-        {"64-bit", pe64, "mz 64bit_pe pe "}, {"headers cut off", late, "mz "}, {"63 bytes", mz.substr(0, 63), ""},
-        {"hive", "regf............", "hive "}, {"15 bytes", "regf...........", ""},
-        {"old log", std::string("\x30\0\0\0LfLe........", 16), "evt "}, {"log", std::string("ElfFile.........", 16), "evt "},
+    const struct {
+        const char* what;
+        std::string bytes;
+        std::string words;
+    } cases[] = {
+        {"mz", mz, "mz "},
+        {"16-bit", dos, "mz 16bit_mz "},
+        {"32-bit", pe32, "mz 32bit_pe pe "},
+        {"64-bit", pe64, "mz 64bit_pe pe "},
+        {"headers cut off", late, "mz "},
+        {"63 bytes", mz.substr(0, 63), ""},
+        {"hive", "regf............", "hive "},
+        {"15 bytes", "regf...........", ""},
+        {"old log", std::string("\x30\0\0\0LfLe........", 16), "evt "},
+        {"log", std::string("ElfFile.........", 16), "evt "},
         {"database", "SQLite format 3\n", "sqlite "},
-        {"link", std::string("L\0\0\0\x01\x14\x02\0\0\0\0\0\xC0\0\0\0", 16), "lnk "}, {"empty", "", ""},
+        {"link", std::string("L\0\0\0\x01\x14\x02\0\0\0\0\0\xC0\0\0\0", 16), "lnk "},
+        {"empty", "", ""},
     };
     const char16_t* words[] = {u"mz", u"16bit_mz", u"32bit_pe", u"64bit_pe", u"pe", u"hive", u"evt", u"sqlite", u"lnk"};
     for (const auto& c : cases) {
@@ -199,7 +245,12 @@ TEST(filters, signature_words_and_what_they_match) {
 }
 
 TEST(filters, entries_describe_themselves) {
-    const struct { filter_entry entry; const char* directory; const char* file; const char* description; } cases[] = {
+    const struct {
+        filter_entry entry;
+        const char* directory;
+        const char* file;
+        const char* description;
+    } cases[] = {
         {described(4, u"\\x"), "\\x", "", "Any file in directory"},
         {described(32768 + 7, u"\\x"), "\\x", "", "Any file in directory"},
         {described(5, u"ads", {u"ads"}), "path related to inode", "inode(7:ads)", "Specific named file"},

@@ -13,7 +13,8 @@ namespace {
 using namespace build;
 
 // A link with the substitute name "x", behind flags if it is a symbolic link.
-bytes link(std::u16string_view name, std::u16string_view print, std::size_t flags = 4, std::uint16_t substitute_at = 0) {
+bytes link(std::u16string_view name, std::u16string_view print, std::size_t flags = 4,
+           std::uint16_t substitute_at = 0) {
     bytes out(16 + flags);
     poke_u16(out, 4, 1);
     poke_u32(out, 8, 2u << 16 | substitute_at);
@@ -24,24 +25,46 @@ bytes link(std::u16string_view name, std::u16string_view print, std::size_t flag
 
 // \Äpfel (6) with Birne (7), which holds kern.txt (8) and links in the root. Record 14 is its own parent, 15 is free.
 bytes orchard() {
-    const bytes kern = build::record().std_info().name(u"KERN~1.TXT", dos, reference(7, 1))
-                           .name(u"Kern.txt", win32, reference(7, 1)).name(u"zwei", posix, reference(6, 1)).on_disk();
-    return build::volume(64).mft({{16, 4}}, {{}, {}, {}, {}, directory(u".", {5, 6, 9, 10, 11, 12, 13, 14, 15}).on_disk(),
-        directory(u"Äpfel", {7, 8}).on_disk(), directory(u"Birne", {8}, 6).on_disk(), kern,
-        link(u"mount", u"C:\\äPFEL", 0), link(u"sym", u"\\mount"), link(u"self", u"C:\\self"), link(u"empty", u""),
-        link(u"zeros", u"", 4, 700), directory(u"loop", {14}, 14).on_disk()}).all();
+    const bytes kern = build::record()
+                           .std_info()
+                           .name(u"KERN~1.TXT", dos, reference(7, 1))
+                           .name(u"Kern.txt", win32, reference(7, 1))
+                           .name(u"zwei", posix, reference(6, 1))
+                           .on_disk();
+    return build::volume(64)
+        .mft({{16, 4}}, {{},
+                         {},
+                         {},
+                         {},
+                         directory(u".", {5, 6, 9, 10, 11, 12, 13, 14, 15}).on_disk(),
+                         directory(u"Äpfel", {7, 8}).on_disk(),
+                         directory(u"Birne", {8}, 6).on_disk(),
+                         kern,
+                         link(u"mount", u"C:\\äPFEL", 0),
+                         link(u"sym", u"\\mount"),
+                         link(u"self", u"C:\\self"),
+                         link(u"empty", u""),
+                         link(u"zeros", u"", 4, 700),
+                         directory(u"loop", {14}, 14).on_disk()})
+        .all();
 }
 
 std::string described(const flat_map<std::uint64_t, filter_entry>& table) {
     std::string text;
-    for (const auto& item : table) text += std::to_string(item.key) + "=" + utf8_from_utf16(item.value.text) + (item.value.whole ? " " : "? ");
+    for (const auto& item : table)
+        text += std::to_string(item.key) + "=" + utf8_from_utf16(item.value.text) + (item.value.whole ? " " : "? ");
     return text;
 }
 
 }  // namespace
 
 TEST(path_filters, paths_become_records) {
-    const struct { std::u16string path; bool follow; std::uint64_t inode; const char16_t* canonical; } cases[] = {
+    const struct {
+        std::u16string path;
+        bool follow;
+        std::uint64_t inode;
+        const char16_t* canonical;
+    } cases[] = {
         {u"\\äpfel\\birne", true, 7, u"\\äpfel\\birne"},
         {u"C:\\ÄPFEL\\\\BIRNE\\ KERN.TXT :ads\\", true, 8, u"C:\\ÄPFEL\\BIRNE\\ KERN.TXT :ads"},
         {u"äpfel/zwei", true, 8, u"äpfel\\zwei"},
@@ -67,10 +90,14 @@ TEST(path_filters, paths_become_records) {
 }
 
 TEST(path_filters, items_become_entries) {
-    const struct { std::vector<std::u16string> items; const char* entries; } cases[] = {
+    const struct {
+        std::vector<std::u16string> items;
+        const char* entries;
+    } cases[] = {
         {{u"c:\\äpfel", u"\\none", u"\\"}, "5=[root] 6=c:\\äpfel "},
-        {{u"\\*"}, "5=[root]\\ 6=[root]\\Äpfel\\ 9=[root]\\mount\\ 10=[root]\\sym\\ 11=[root]\\self\\ "
-                       "12=[root]\\empty\\ 13=[root]\\zeros\\ 14=[root]\\loop\\ "},
+        {{u"\\*"},
+         "5=[root]\\ 6=[root]\\Äpfel\\ 9=[root]\\mount\\ 10=[root]\\sym\\ 11=[root]\\self\\ "
+         "12=[root]\\empty\\ 13=[root]\\zeros\\ 14=[root]\\loop\\ "},
         {{u"\\äpfel\\*?", u"c:\\äpfel*99999999999x"}, "6=[root]\\Äpfel\\ 7=[root]\\Äpfel\\Birne\\ "},
         {{u"\\loop*2"}, "14=\\loop\\*2 "},  // no way leads from it to the root
     };

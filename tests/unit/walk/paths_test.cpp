@@ -37,22 +37,59 @@ std::string path_of_last(const std::vector<placed>& items, const std::vector<std
 }  // namespace
 
 TEST(paths, climb_to_the_root_or_say_where_they_end) {
-    const struct { const char* what; std::vector<placed> items; const char* path; } cases[] = {
+    const struct {
+        const char* what;
+        std::vector<placed> items;
+        const char* path;
+    } cases[] = {
         {"in the root", {{39, file(reference(5, 5))}}, "[root]\\"},
-        {"two levels", {{20, folder(u"a", reference(5, 5))}, {21, folder(u"b", reference(20, 1))}, {39, file(reference(21, 1))}}, "[root]\\a\\b\\"},
+        {"two levels",
+         {{20, folder(u"a", reference(5, 5))}, {21, folder(u"b", reference(20, 1))}, {39, file(reference(21, 1))}},
+         "[root]\\a\\b\\"},
         // The first parent is looked up by number alone; only further up the sequence number counts.
-        {"a parent with another sequence", {{20, folder(u"a", reference(5, 5)).sequence(9)}, {39, file(reference(20, 1))}}, "[root]\\a\\"},
-        {"a stale sequence further up", {{20, folder(u"a", reference(5, 5)).sequence(9)}, {21, folder(u"b", reference(20, 1))}, {39, file(reference(21, 1))}}, "[root]\\<path corrupted>\\b\\"},
+        {"a parent with another sequence",
+         {{20, folder(u"a", reference(5, 5)).sequence(9)}, {39, file(reference(20, 1))}},
+         "[root]\\a\\"},
+        {"a stale sequence further up",
+         {{20, folder(u"a", reference(5, 5)).sequence(9)},
+          {21, folder(u"b", reference(20, 1))},
+          {39, file(reference(21, 1))}},
+         "[root]\\<path corrupted>\\b\\"},
         {"a missing parent", {{21, folder(u"b", reference(20, 1))}, {39, file(reference(21, 1))}}, "[root]\\b\\"},
-        {"two that name each other", {{20, folder(u"a", reference(21, 1))}, {21, folder(u"b", reference(20, 1))}, {39, file(reference(21, 1))}}, "[root]\\<path corrupted>\\b\\a\\b\\"},
-        {"its own parent", {{21, folder(u"b", reference(21, 1))}, {39, file(reference(21, 1))}}, "[root]\\<path corrupted>\\b\\"},
-        {"a reference without sequence", {{20, folder(u"a", reference(5, 5))}, {21, folder(u"b", reference(20, 0))}, {39, file(reference(21, 1))}}, "[root]\\a\\b\\"},
-        {"a ring of such references", {{20, folder(u"a", reference(21, 0))}, {21, folder(u"b", reference(20, 0))}, {39, file(reference(21, 1))}}, "[root]\\<path corrupted>\\b\\a\\b\\"},
-        {"the smaller of two parents", {{20, folder(u"a", reference(5, 5))}, {21, folder(u"b", reference(20, 1)).name(u"b", build::win32, reference(5, 5))}, {39, file(reference(21, 1))}}, "[root]\\a\\b\\"},
-        {"the first name of a directory, 8.3 or not", {{20, build::record().directory().std_info().name(u"LONGNA~1", build::dos).name(u"long name", build::win32)}, {39, file(reference(20, 1))}}, "[root]\\LONGNA~1\\"},
-        {"only an 8.3 name: no parent when read, $MFT's when met above", {{20, build::record().directory().std_info().name(u"A~1", build::dos)}, {21, folder(u"b", reference(20, 1))}, {39, file(reference(21, 1))}}, "[root]\\$MFT\\A~1\\b\\"},
-        {"the same as the first parent", {{20, build::record().directory().std_info().name(u"A~1", build::dos)}, {39, file(reference(20, 1))}}, "[root]\\"},
-        {"a name that is no whole UTF-16", {{20, folder(u"a\xd800z", reference(5, 5))}, {21, folder(u"b", reference(20, 1))}, {39, file(reference(21, 1))}}, "[root]\\a"},
+        {"two that name each other",
+         {{20, folder(u"a", reference(21, 1))}, {21, folder(u"b", reference(20, 1))}, {39, file(reference(21, 1))}},
+         "[root]\\<path corrupted>\\b\\a\\b\\"},
+        {"its own parent",
+         {{21, folder(u"b", reference(21, 1))}, {39, file(reference(21, 1))}},
+         "[root]\\<path corrupted>\\b\\"},
+        {"a reference without sequence",
+         {{20, folder(u"a", reference(5, 5))}, {21, folder(u"b", reference(20, 0))}, {39, file(reference(21, 1))}},
+         "[root]\\a\\b\\"},
+        {"a ring of such references",
+         {{20, folder(u"a", reference(21, 0))}, {21, folder(u"b", reference(20, 0))}, {39, file(reference(21, 1))}},
+         "[root]\\<path corrupted>\\b\\a\\b\\"},
+        {"the smaller of two parents",
+         {{20, folder(u"a", reference(5, 5))},
+          {21, folder(u"b", reference(20, 1)).name(u"b", build::win32, reference(5, 5))},
+          {39, file(reference(21, 1))}},
+         "[root]\\a\\b\\"},
+        {"the first name of a directory, 8.3 or not",
+         {{20, build::record().directory().std_info().name(u"LONGNA~1", build::dos).name(u"long name", build::win32)},
+          {39, file(reference(20, 1))}},
+         "[root]\\LONGNA~1\\"},
+        {"only an 8.3 name: no parent when read, $MFT's when met above",
+         {{20, build::record().directory().std_info().name(u"A~1", build::dos)},
+          {21, folder(u"b", reference(20, 1))},
+          {39, file(reference(21, 1))}},
+         "[root]\\$MFT\\A~1\\b\\"},
+        {"the same as the first parent",
+         {{20, build::record().directory().std_info().name(u"A~1", build::dos)}, {39, file(reference(20, 1))}},
+         "[root]\\"},
+        {"a name that is no whole UTF-16",
+         {{20, folder(u"a\xd800z", reference(5, 5))},
+          {21, folder(u"b", reference(20, 1))},
+          {39, file(reference(21, 1))}},
+         "[root]\\a"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(path_of_last(c.items), c.path) << c.what;
@@ -67,10 +104,13 @@ TEST(paths, earlier_climbs_change_no_later_one) {
     std::vector<placed> items;
     std::string expected = "[root]\\";
     for (std::size_t inode = 10; inode < 30; ++inode) {
-        items.push_back({inode, folder(std::u16string(1, static_cast<char16_t>(u'a' + inode - 10)), inode == 10 ? reference(5, 5) : reference(inode - 1, 1))});
+        items.push_back({inode, folder(std::u16string(1, static_cast<char16_t>(u'a' + inode - 10)),
+                                       inode == 10 ? reference(5, 5) : reference(inode - 1, 1))});
     }
-    for (std::size_t inode = 30; inode < 40; ++inode) items.push_back({inode, file(reference(inode % 2 == 0 ? 59 - inode : inode - 20, 1))});
-    for (std::size_t inode = 10; inode <= 19; ++inode) expected += std::string(1, static_cast<char>('a' + inode - 10)) + "\\";
+    for (std::size_t inode = 30; inode < 40; ++inode)
+        items.push_back({inode, file(reference(inode % 2 == 0 ? 59 - inode : inode - 20, 1))});
+    for (std::size_t inode = 10; inode <= 19; ++inode)
+        expected += std::string(1, static_cast<char>('a' + inode - 10)) + "\\";
     EXPECT_EQ(path_of_last(items), expected);
 }
 

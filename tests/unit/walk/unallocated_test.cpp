@@ -34,10 +34,12 @@ struct scanned_volume {
         records[5] = resident ? build::record().data(std::string(bitmap.begin(), bitmap.end())).on_disk()
                               : build::record().non_resident(0x80, build::pairs({{1, 20}}), bitmap.size()).on_disk();
         const std::uint64_t claimed = hole * cluster_size - 0xFFFF'FFC0;  // 64 in its low 32 bits, all that counts
-        if (hole != 0) records[5] = build::record().non_resident(0x80, build::pairs({{hole, build::hole}}), claimed).on_disk();
+        if (hole != 0)
+            records[5] = build::record().non_resident(0x80, build::pairs({{hole, build::hole}}), claimed).on_disk();
         build::volume volume(clusters, cluster_size, mft_cluster);
         volume.mft({{8, mft_cluster}}, records).put(20, bitmap);
-        for (std::uint64_t cluster = first_free; cluster < clusters; ++cluster) volume.put(cluster, bytes(cluster_size));
+        for (std::uint64_t cluster = first_free; cluster < clusters; ++cluster)
+            volume.put(cluster, bytes(cluster_size));
         return volume;
     }
 };
@@ -53,7 +55,8 @@ std::string found_in(opened_volume& opened) {
     std::string found, line;
     for (std::getline(out, line); std::getline(out, line);) {
         const std::size_t at = line.find("file-");
-        found += line.substr(0, line.find(',')).substr(2) + (at == std::string::npos ? "?" : line.substr(at + 5, 1)) + " ";
+        found +=
+            line.substr(0, line.find(',')).substr(2) + (at == std::string::npos ? "?" : line.substr(at + 5, 1)) + " ";
         EXPECT_NE(line.find(",unalloc,"), std::string::npos) << line;
         EXPECT_EQ(line.find("filerecord:"), std::string::npos) << "its place is not told";
     }
@@ -82,7 +85,11 @@ TEST(unallocated, what_a_free_slot_gives) {
     std::copy_n("INDX", 4, index.begin());
     bytes baad = seven;
     std::copy_n("BAAD", 4, baad.begin());
-    const struct { const char* what; bytes content; const char* found; } cases[] = {
+    const struct {
+        const char* what;
+        bytes content;
+        const char* found;
+    } cases[] = {
         {"a record", seven, "00000007a "},
         {"two in one cluster", two, "00000007a 00000007a "},
         {"the older form carries no number", old_form, "ffffffffffffffffb "},
@@ -91,7 +98,13 @@ TEST(unallocated, what_a_free_slot_gives) {
         {"no signature", spoiled(seven, 0, 'f'), ""},
         {"an update sequence too far behind", spoiled(seven, 4, 49), ""},
         {"an update sequence too long", spoiled(seven, 6, 10), ""},
-        {"away from a multiple of the record size", [&] { bytes moved(512); moved.insert(moved.end(), seven.begin(), seven.end()); return moved; }(), ""},
+        {"away from a multiple of the record size",
+         [&] {
+             bytes moved(512);
+             moved.insert(moved.end(), seven.begin(), seven.end());
+             return moved;
+         }(),
+         ""},
     };
     for (const auto& c : cases) {
         opened_volume opened(scanned_volume().built().put(40, c.content).all());
@@ -100,17 +113,27 @@ TEST(unallocated, what_a_free_slot_gives) {
 }
 
 TEST(unallocated, the_bitmap_says_where_to_look) {
-    const struct { const char* what; scanned_volume volume; const char* found; } cases[] = {
+    const struct {
+        const char* what;
+        scanned_volume volume;
+        const char* found;
+    } cases[] = {
         {"free", {}, "00000001a 00000002b 00000003c "},
         {"the second is in use", {{50}}, "00000001a 00000003c "},
         {"bitmap in a cluster", {{50}, 8, false}, "00000001a 00000003c "},
         {"a short bitmap", {{}, 7}, "00000001a 00000002b "},
         {"a bitmap longer than the volume", {{}, 300}, "00000001a 00000002b 00000003c "},
         {"an empty one", {{}, 0}, ""},
-        {"one that nobody could read to its end", {{}, 8, true, std::uint64_t{1} << 30}, "00000000? 00000001a 00000002b 00000003c "},
+        {"one that nobody could read to its end",
+         {{}, 8, true, std::uint64_t{1} << 30},
+         "00000000? 00000001a 00000002b 00000003c "},
     };
     const auto plant = [](const scanned_volume& volume) {
-        return volume.built().put(33, carrying(1, u"file-a")).put(50, carrying(2, u"file-b")).put(63, carrying(3, u"file-c")).all();
+        return volume.built()
+            .put(33, carrying(1, u"file-a"))
+            .put(50, carrying(2, u"file-b"))
+            .put(63, carrying(3, u"file-c"))
+            .all();
     };
     for (const auto& c : cases) {
         opened_volume opened(plant(c.volume));

@@ -2,9 +2,9 @@
 
 #include <sstream>
 
+#include "report/report_output.h"
 #include "support/open_volume.h"
 #include "walk/filters.h"
-#include "report/report_output.h"
 #include "walk/walkers.h"
 
 namespace {
@@ -28,13 +28,20 @@ std::string names_of(opened_volume& opened) {
     return names;
 }
 
-const std::vector<bytes> five = {named(u"file-1"), named(u"file-2"), named(u"file-3"), named(u"file-4"), named(u"file-5")};
+const std::vector<bytes> five = {named(u"file-1"), named(u"file-2"), named(u"file-3"), named(u"file-4"),
+                                 named(u"file-5")};
 
 }  // namespace
 
 TEST(volume_walk, records_come_in_their_order_wherever_the_runs_lie) {
     constexpr std::uint64_t absurd = 1ull << 62, most = 0xFFFFFFFF;
-    const struct { const char* what; std::vector<build::run> runs; std::uint64_t declared; std::size_t kept; const char* names; } cases[] = {
+    const struct {
+        const char* what;
+        std::vector<build::run> runs;
+        std::uint64_t declared;
+        std::size_t kept;
+        const char* names;
+    } cases[] = {
         {"one run", {{8, 4}}, 8192, 64, "12345"},
         {"scattered, backwards", {{1, 4}, {2, 50}, {1, 20}, {4, 40}}, 8192, 64, "12345"},
         {"declared larger than its runs", {{6, 4}}, absurd, 64, "12345"},
@@ -56,7 +63,12 @@ TEST(volume_walk, records_come_in_their_order_wherever_the_runs_lie) {
 }
 
 TEST(volume_walk, a_block_that_cannot_be_read_costs_only_the_records_that_cannot) {
-    const struct { const char* what; std::uint64_t bad, cut; const char* names; std::size_t most_reads; } cases[] = {
+    const struct {
+        const char* what;
+        std::uint64_t bad, cut;
+        const char* names;
+        std::size_t most_reads;
+    } cases[] = {
         {"sound", 0, 64, "12345", 2},  // record 0, and all of them in one
         {"a bad sector in the third", 7 * 1024 + 512, 64, "1245", 16},
         {"the image cut in the fourth", 0, 8, "123", 16},
@@ -87,7 +99,9 @@ TEST(volume_walk, a_range_beyond_the_mft_ends_with_it) {
 
 TEST(volume_walk, head_bytes_come_from_the_first_cluster_or_through_the_runs) {
     constexpr std::uint32_t size = 1024;
-    const auto fill = [](std::uint64_t cluster, std::size_t count) { return bytes(count, build::volume::fill_of(cluster)); };
+    const auto fill = [](std::uint64_t cluster, std::size_t count) {
+        return bytes(count, build::volume::fill_of(cluster));
+    };
     const auto joined = [](bytes left, const bytes& right) {
         left.insert(left.end(), right.begin(), right.end());
         return left;
@@ -96,14 +110,23 @@ TEST(volume_walk, head_bytes_come_from_the_first_cluster_or_through_the_runs) {
     const auto in_clusters = [](const std::vector<build::run>& runs) {
         return build::record().non_resident(0x80, build::pairs(runs), 3000).on_disk();
     };
-    const struct { const char* what; bytes record; std::uint64_t start; std::uint32_t length; bool came; bytes head; } cases[] = {
+    const struct {
+        const char* what;
+        bytes record;
+        std::uint64_t start;
+        std::uint32_t length;
+        bool came;
+        bytes head;
+    } cases[] = {
         {"resident, and shorter", in_record, 0, 32, true, {'s', 'h', 'o', 'r', 't'}},
         {"resident: the start is not looked at", in_record, 3, 2, true, {'s', 'h'}},
         {"below a cluster", in_clusters({{1, 30}, {1, 40}}), 0, 32, true, fill(30, 32)},
-        {"a whole cluster and more", in_clusters({{1, 30}, {1, 40}}), 0, size + 10, true, joined(fill(30, size), fill(40, 10))},
+        {"a whole cluster and more", in_clusters({{1, 30}, {1, 40}}), 0, size + 10, true,
+         joined(fill(30, size), fill(40, 10))},
         {"from a start", in_clusters({{1, 30}, {1, 40}}), 1000, 100, true, joined(fill(30, 24), fill(40, 76))},
         {"a hole", in_clusters({{1, hole}, {1, 40}}), 0, 8, true, bytes(8)},
-        {"beyond the stream: the length stays", in_clusters({{1, 30}}), 0, 2 * size, true, joined(fill(30, size), bytes(size))},
+        {"beyond the stream: the length stays", in_clusters({{1, 30}}), 0, 2 * size, true,
+         joined(fill(30, size), bytes(size))},
         {"outside the source", in_clusters({{1, 1000}}), 0, 32, false, {}},
         {"no runs", in_clusters({}), 0, 32, false, {}},
         {"no bytes wanted", in_clusters({{1, 30}}), 0, 0, false, {}},
