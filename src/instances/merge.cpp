@@ -34,7 +34,8 @@ bool find_end(plain_file& part, std::uint64_t& end) {
 merge_result append_lines(const native_file& to, plain_file& part, std::uint64_t offset, std::uint64_t end) {
     std::vector<std::uint8_t> block;
     while (offset < end) {
-        if (!part.read_into(block, std::min(block_size, end - offset), offset) || block.empty()) return merge_result::unreadable;
+        if (!part.read_into(block, std::min(block_size, end - offset), offset) || block.empty())
+            return merge_result::unreadable;
         if (!write_next(to, block.data(), block.size())) return merge_result::not_written;
         offset += block.size();
     }
