@@ -99,10 +99,10 @@ def rows():
 
 
 def words():
-    names = ["a b", "$(touch hit)", "%PATH%", "a&b", "c^d", "d;e'f", "n\u00e4h-\u6587", "%GRELMOOR_LINE_1%", "(x) !y!"]
+    names = ["a b", "$(touch hit)", "%PATH%", "a&b", "c^d", "d;e'f", "n\u00e4h-\u6587", "(x) !y!"]
     source = (support.SAMPLES / "small.mft").read_bytes()
     expected = single("-mftfile", host(support.SAMPLES / "small.mft"), "-csv")
-    for name in names + ([] if under_wine else ["e`id`", "f\\", "g*|<>"]):
+    for name in names + ([] if under_wine else ["%GRELMOOR_LINE_1%", "e`id`", "f\\", "g*|<>"]):
         folder = work / name
         folder.mkdir(exist_ok=True)
         (folder / "x.mft").write_bytes(source)
