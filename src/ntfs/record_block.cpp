@@ -31,7 +31,7 @@ bool read_from_runs(record_block& block, ntfs_volume& volume, std::uint32_t reco
     auto size = static_cast<std::uint32_t>(length_of(block));
     block.bytes.resize(size);
     return read_at_volume(volume, record_position(volume, block.first), block.bytes.data(), size) &&
-           size == block.bytes.size();
+           size == block.bytes.size() && !volume.reader->ended_early();
 }
 
 // False: the record at `inode` and those that would have stood behind it are to be read alone.

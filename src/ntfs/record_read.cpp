@@ -24,6 +24,10 @@ bool learn_record_size(record_source& records) {
     return true;
 }
 
+void tell_shorter_source(const record_source& records, std::uint64_t inode) {
+    log_diag(records.log, "err: record %llx is cut: the source became shorter", static_cast<unsigned long long>(inode));
+}
+
 bool read_mft_file(std::vector<std::uint8_t>& buffer, record_source& records, std::uint64_t inode) {
     if (!learn_record_size(records)) {
         log_diag(records.log, "err: first record unreadable, or without update sequence");
@@ -34,9 +38,7 @@ bool read_mft_file(std::vector<std::uint8_t>& buffer, record_source& records, st
     if (inode > static_cast<std::uint64_t>(INT64_MAX) / size) return false;
     const auto held = static_cast<std::uint64_t>(records.mft_reader->file_size());
     if (records.mft_reader->read_into(buffer, size, size * inode)) {
-        if (buffer.size() < std::min(size, held - size * inode))
-            log_diag(records.log, "err: record %llx is cut: the source became shorter",
-                     static_cast<unsigned long long>(inode));
+        if (buffer.size() < std::min(size, held - size * inode)) tell_shorter_source(records, inode);
         return true;
     }
     const bool inside = size * inode <= held;
@@ -53,7 +55,10 @@ bool read_from_volume(std::vector<std::uint8_t>& buffer, record_source& records,
         log_diag(records.log, "err: record %llx lies behind the runs of $MFT", static_cast<unsigned long long>(inode));
         return false;
     }
-    if (read_bytes_at(volume, position, records.effective_record_size(), buffer)) return true;
+    if (read_bytes_at(volume, position, records.effective_record_size(), buffer)) {
+        if (volume.reader->ended_early()) tell_shorter_source(records, inode);
+        return true;
+    }
     log_diag(records.log, "err: record %llx unreadable at %llx: %s", static_cast<unsigned long long>(inode),
              static_cast<unsigned long long>(position + static_cast<std::uint64_t>(volume.geometry.volume_offset)),
              read_error_text(volume).c_str());

@@ -17,6 +17,7 @@ bool image_source::deliver(std::uint8_t* buffer, std::uint32_t& size, std::uint6
     if (remaining < wanted) size = static_cast<std::uint32_t>(remaining);
     const std::int64_t came = ::read_at(fd, offset, buffer, size);
     system_error = came < 0 ? last_system_error() : 0;
+    ended_early = came >= 0 && came < size;
     if (came < 0) return false;
     if (came < wanted) std::memset(buffer + came, 0, wanted - static_cast<std::size_t>(came));
     return true;

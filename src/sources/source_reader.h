@@ -25,6 +25,7 @@ struct source_reader : device_facts {
         return bytes != nullptr && bytes->read_at(buffer, size, offset);
     }
     std::uint64_t size() const { return bytes == nullptr ? 0 : bytes->size(); }
+    bool ended_early() const { return bytes != nullptr && bytes->ended_early; }
     std::uint32_t system_error() const { return bytes == nullptr ? open_error : bytes->system_error; }
     void close() { bytes.reset(); }
 };

@@ -14,7 +14,8 @@
 struct faulty_source : byte_source {
     build::bytes content;
     std::vector<std::pair<std::uint64_t, std::uint64_t>> bad;  // bytes from, to: a read that touches them is refused
-    std::uint32_t sector_size = 0;  // of a device: reads widen to whole sectors, and none is shortened; 0: an image
+    std::uint32_t sector_size = 0;     // of a device: reads widen to whole sectors, and none is shortened; 0: an image
+    std::size_t shrunk_to = SIZE_MAX;  // bytes that are left of what there was at the open
     std::size_t reads = 0;
     std::size_t* reads_outlive = nullptr;  // the same count, for who closes the source
 
@@ -33,9 +34,11 @@ protected:
         constexpr std::uint32_t refused = 5;
         system_error = std::any_of(bad.begin(), bad.end(), touches) ? refused : 0;
         if (system_error != 0) return false;
-        const byte_view all(content);
+        ended_early = offset + size > shrunk_to;
+        const byte_view all = byte_view(content).part(0, shrunk_to);
         all.copy(static_cast<std::size_t>(offset), buffer, size);
-        if (sector_size == 0) size = static_cast<std::uint32_t>(all.part(static_cast<std::size_t>(offset), size).size);
+        if (sector_size == 0)
+            size = static_cast<std::uint32_t>(byte_view(content).part(static_cast<std::size_t>(offset), size).size);
         return true;
     }
 };

@@ -84,6 +84,13 @@ TEST(volume_walk, a_block_that_cannot_be_read_costs_only_the_records_that_cannot
         EXPECT_EQ(names_of(opened), c.names) << c.what;
         EXPECT_LE(reads, c.most_reads) << c.what;
     }
+    opened_volume shrunk(build::volume(64).mft({{8, 4}}, five).all());
+    shrunk.disk->shrunk_to = 8 * 1024 + 100;  // behind its open
+    auto log = std::make_unique<std::ostringstream>();
+    const std::ostringstream& told = *log;
+    shrunk.ctx.diags_log.stream = std::move(log);
+    EXPECT_EQ(names_of(shrunk), "123");
+    EXPECT_TRUE(told.str().starts_with("->err: record 4 is cut: the source became shorter\n")) << told.str();
     opened_volume ranged(build::volume(64).mft({{8, 4}}, five).all());
     ranged.ctx.mft_start = 2;
     ranged.ctx.mft_count = 2;
