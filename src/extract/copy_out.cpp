@@ -74,12 +74,12 @@ std::u16string make_folders(const file_record& record, const mft_entries_ctx& ct
                                                           : u"valid";
     const std::u16string first = below(ctx.copy_dir, found);
     const std::u16string second = below(first, safe_component(state.user_name));
-    const std::u16string third = below(second, safe_component(reason_text(record)));
+    std::u16string third = below(second, safe_component(reason_text(record)));
     if (third == state.made_folder) return third;
     create_directory(first);
     create_directory(second);
     if (create_directory(third)) return state.made_folder = third;
-    const std::u16string instead = below(first, no_reason);
+    std::u16string instead = below(first, no_reason);
     create_directory(instead);
     return instead;
 }

@@ -24,6 +24,7 @@ bool open_pipe(pipe_ends& ends) {
 
 std::vector<char*> pointers_to(const std::vector<std::string>& arguments) {
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
     pointers.push_back(nullptr);
     return pointers;
