@@ -16,7 +16,9 @@ namespace {
 std::filesystem::path folder_of_files() {
     const std::filesystem::path memory = "/dev/shm";
     std::error_code ignored;
-    return std::filesystem::is_directory(memory, ignored) ? memory : std::filesystem::temp_directory_path();
+    // Where the path is none of the host's own, Wine shows the folder, too.
+    const bool usable = memory.is_absolute() && std::filesystem::is_directory(memory, ignored);
+    return usable ? memory : std::filesystem::temp_directory_path();
 }
 
 }  // namespace
