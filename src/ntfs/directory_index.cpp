@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "ntfs/attribute_cursor.h"
 #include "ntfs/attributes.h"
 #include "ntfs/layout.h"
 #include "ntfs/raw_record.h"
@@ -26,16 +27,12 @@ struct index_attributes {
 // Kept: of several the last one counts.
 index_attributes find_index_attributes(byte_view record, std::uint32_t limit) {
     index_attributes found;
-    std::size_t at = attributes_start(record);
-    while (record.u32(at + attribute_at::type) != type_end) {
-        const byte_view attribute = record.part(at, record.size);
-        const std::uint32_t type = attribute.u32(attribute_at::type);
-        const std::uint32_t length = attribute.u32(attribute_at::length);
-        if (length == 0 || length > limit) break;
+    for (attribute_cursor cursor(record, attributes_start(record), {.longest = limit}); cursor.valid(); cursor.next()) {
+        const byte_view attribute = cursor.bytes();
+        const std::uint32_t type = cursor.type();
         if (type == type_attribute_list) found.list = attribute;
         if (type == type_index_root && attribute_has_name(attribute, index_name)) found.root = attribute;
         if (type == type_index_allocation && attribute_has_name(attribute, index_name)) found.allocation = attribute;
-        at += length;
     }
     return found;
 }

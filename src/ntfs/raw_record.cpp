@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "ntfs/attribute_cursor.h"
 #include "ntfs/attributes.h"
 #include "ntfs/layout.h"
 #include "ntfs/streams.h"
@@ -38,13 +39,10 @@ bool read_raw_record(ntfs_volume& volume, std::uint64_t inode, std::vector<std::
 std::size_t attributes_start(byte_view record) { return record.u16(record_at::first_attribute); }
 
 bool find_attribute(byte_view record, std::size_t& cursor, std::uint32_t type, std::uint32_t limit) {
-    while (true) {
-        const std::uint32_t found = record.u32(cursor + attribute_at::type);
-        const std::uint32_t length = record.u32(cursor + attribute_at::length);
-        if (found == type_end || found == type_end_too || length == 0 || length > limit) return false;
-        if (found == type) return true;
-        cursor += length;
-    }
+    attribute_cursor walk(record, cursor, {.longest = limit});
+    while (walk.valid() && walk.type() != type_end_too && walk.type() != type) walk.next();
+    cursor = walk.at();
+    return walk.valid() && walk.type() == type;
 }
 
 bool find_named_attribute(byte_view record, std::size_t& cursor, std::uint32_t type, std::u16string_view name,
@@ -60,14 +58,10 @@ bool find_named_attribute(byte_view record, std::size_t& cursor, std::uint32_t t
 }
 
 bool find_attribute_id(byte_view record, std::size_t& cursor, std::uint16_t id) {
-    while (record.u32(cursor + attribute_at::type) != type_end) {
-        const std::uint32_t length = record.u32(cursor + attribute_at::length);
-        // Beyond the record a length reads as 0.
-        if (length == 0) return false;
-        if (record.u16(cursor + attribute_at::id) == id) return true;
-        cursor += length;
-    }
-    return false;
+    attribute_cursor walk(record, cursor, {});
+    while (walk.valid() && walk.id() != id) walk.next();
+    cursor = walk.at();
+    return walk.valid();
 }
 
 bool attribute_has_name(byte_view attribute, std::u16string_view name) {
