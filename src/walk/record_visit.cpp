@@ -48,8 +48,12 @@ void visit_record(record_walk& walk, std::uint64_t inode, std::uint64_t offset) 
         walk.record.record_offset = offset;
         write_report(walk.record, walk.out, walk.ctx);
     } catch (const std::bad_alloc&) {
-        log_diag(walk.ctx.log, "err: out of memory at record %llx", static_cast<unsigned long long>(inode));
+        tell_out_of_memory(walk.ctx, inode);
     }
+}
+
+void tell_out_of_memory(const mft_entries_ctx& ctx, std::uint64_t inode) {
+    log_diag(ctx.log, "err: out of memory at record %llx", static_cast<unsigned long long>(inode));
 }
 
 bool walk_goes_on(const record_walk& walk) { return !walk.out.failed; }

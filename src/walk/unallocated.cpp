@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "ntfs/record_read.h"
 #include "ntfs/streams.h"
@@ -49,7 +50,12 @@ bool take_bitmap(void* target, byte_view bytes) {
     auto& bitmap = *static_cast<cluster_bitmap*>(target);
     bitmap.length += bytes.size;
     const byte_view wanted = bytes.part(0, bitmap.limit - bitmap.bytes.size());
-    bitmap.bytes.insert(bitmap.bytes.end(), wanted.data, wanted.data + wanted.size);
+    try {
+        bitmap.bytes.insert(bitmap.bytes.end(), wanted.data, wanted.data + wanted.size);
+    } catch (const std::bad_alloc&) {
+        bitmap.length = bitmap.bytes.size();  // it ends where memory does
+        return false;
+    }
     return bitmap.bytes.size() < bitmap.limit;
 }
 

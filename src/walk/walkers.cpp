@@ -42,12 +42,22 @@ bool begin_number_walk(number_walk& walk) {
     return true;
 }
 
+// The record's bytes into the walk's buffer. False: none.
+bool fetch(number_walk& walk, std::uint64_t number) {
+    bool bad = false;  // not looked at: a "BAAD" record goes to the decoder like any other
+    try {
+        return read_record_ahead(walk.buffer, bad, walk.ctx, number, walk.block, walk.end) && !walk.buffer.empty();
+    } catch (const std::bad_alloc&) {
+        tell_out_of_memory(walk.ctx, number);
+        return false;
+    }
+}
+
 // False: the walk is over.
 bool visit(number_walk& walk, std::uint64_t number) {
     mft_entries_ctx& ctx = walk.ctx;
     if (number % walk.progress_step == 0) show_progress(ctx, number, walk.total);
-    bool bad = false;  // not looked at: a "BAAD" record goes to the decoder like any other
-    if (!read_record_ahead(walk.buffer, bad, ctx, number, walk.block, walk.end) || walk.buffer.empty()) return true;
+    if (!fetch(walk, number)) return true;
     visit_record(walk, number, ctx.record_offset_wanted ? number * ctx.effective_record_size() : 0);
     return walk_goes_on(walk);
 }
