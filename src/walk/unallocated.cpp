@@ -78,7 +78,7 @@ bool read_bitmap(cluster_walk& walk) {
     bitmap.limit = static_cast<std::size_t>(std::min<std::uint64_t>(bitmap_that_counts, held / 8 + 1));
     const bool whole = read_attribute_data(ctx.volume.get(), *stream, {take_bitmap, &bitmap}, ctx.log);
     if (bitmap.bytes.size() >= bitmap.limit) {
-        bitmap.length = stream->data_size();
+        if (stream->non_resident()) bitmap.length = stream_size(*stream, ctx.volume->cluster_bytes());
     } else if (!whole) {
         log_diag(ctx.log, "err: bitmap ends at %llx", static_cast<unsigned long long>(bitmap.length));
     }
