@@ -185,19 +185,21 @@ std::uint32_t ntfs_volume::sector_size() const {
     return byte_view(boot_sector.data(), boot_sector.size()).u16(boot_at::bytes_per_sector);
 }
 
-bool open_volume(const source_choice& choice, std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log) {
+bool open_volume(const source_choice& choice, std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log,
+                 bool thorough) {
     auto reader = std::make_unique<source_reader>();
     open_source(*reader, choice);
     const std::uint64_t offset = choice.volume_offset != 0 ? choice.volume_offset : reader->first_partition;
-    return open_volume_in(std::move(reader), static_cast<std::int64_t>(offset), out, log);
+    return open_volume_in(std::move(reader), static_cast<std::int64_t>(offset), out, log, thorough);
 }
 
 bool open_volume_in(std::unique_ptr<source_reader> reader, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                    const diagnostic_log* log) {
+                    const diagnostic_log* log, bool thorough) {
     out.reset();
     if (!reader->is_open()) return refuse(log, "the source cannot be opened");
     auto volume = std::make_unique<ntfs_volume>();
     volume->open_kind = reader->kind;
+    volume->thorough = thorough;
     volume->reader = std::move(reader);
     volume->geometry.volume_offset = offset;
     if (!validate(*volume, log)) return false;

@@ -47,6 +47,7 @@ struct ntfs_volume {
     std::vector<mft_extent> mft_extents;                 // of mft_info.data_runs
     std::uint32_t record_alloc_size = 0;                 // bytes, from the header of record 0: the stride of records
     bool valid = false;                                  // set by validate, once
+    bool thorough = false;                               // record_source's, for readers that have the volume alone
     std::int64_t record_count = 0;                       // what $MFT holds by its runs
     std::map<std::uint64_t, dir_cache_entry> dir_cache;  // by record number: the directories that lookups passed
     volume_geometry geometry;
@@ -57,10 +58,11 @@ struct ntfs_volume {
 };
 
 // Both make the volume and hand it out only if it validates; `out` is null otherwise. `log` learns why.
-bool open_volume(const source_choice& choice, std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log);
+bool open_volume(const source_choice& choice, std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log,
+                 bool thorough = false);
 // Over a source that is open; `offset` is where the volume begins in it.
 bool open_volume_in(std::unique_ptr<source_reader> reader, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                    const diagnostic_log* log);
+                    const diagnostic_log* log, bool thorough = false);
 
 // Boot sector, geometry and record 0. False: no NTFS volume that this program can read.
 bool validate(ntfs_volume& volume, const diagnostic_log* log);
