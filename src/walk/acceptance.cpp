@@ -96,7 +96,7 @@ bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode
     note_directory(record, cut_by_budget, state.paths);
 
     if (!select_decoded(record, selection == pre_selection::passed, ctx, state)) return false;
-    analyze_record_times(record);
+    analyze_record_times(record, state.torn);
     build_paths(record, ctx, state.paths);
     return true;
 }
