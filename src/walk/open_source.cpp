@@ -30,7 +30,7 @@ bool open_extracted_mft(mft_entries_ctx& ctx) {
 
 bool make_volume(mft_entries_ctx& ctx, const source_choice& choice) {
     ctx.source_text = choice.text;
-    return ::open_volume(choice, ctx.volume, ctx.log);
+    return ::open_volume(choice, ctx.volume, ctx.log, ctx.thorough);
 }
 
 // A volume that stands there already is taken as it is.
