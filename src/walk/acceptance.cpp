@@ -90,9 +90,13 @@ bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode
     if (selection == pre_selection::refused && (ctx.and_logic || (ctx.rules.empty() && !has_or_filters(ctx))))
         return false;
 
-    if (first + 72 > bytes.size || 2 * first > bytes.size) return false;
     bool cut_by_budget = false;
-    if (!decode_attributes(record, bytes, first, ctx, cut_by_budget)) return false;
+    const bool has_room = first + 72 <= bytes.size && 2 * first <= bytes.size;
+    if (!has_room || !decode_attributes(record, bytes, first, ctx, cut_by_budget)) {
+        log_diag(ctx.log, "err: record %llx: no attribute where they are to begin, at %zx",
+                 static_cast<unsigned long long>(inode), first);
+        return false;
+    }
     note_directory(record, ctx, cut_by_budget, state.paths);
 
     if (!select_decoded(record, selection == pre_selection::passed, ctx, state)) return false;
