@@ -65,7 +65,7 @@ def collect(database, table, image, results):
     words = words_of(results)
     state = "failed" if not there else "incomplete" if "->err:" in words else "complete"
     database.execute("INSERT OR REPLACE INTO jobs VALUES (?, ?, ?, ?, ?, ?)",
-                     (image, table, state, rows, words[:WORDS].strip(), stamp))
+                     (image, table, state, rows, words[-WORDS:].strip(), stamp))
 
 
 def main(path, folder, images, *reports):
@@ -78,8 +78,8 @@ def main(path, folder, images, *reports):
         with database:  # one transaction: all rows of an image, or those of before
             collect(database, report, image, pathlib.Path(folder, report, f"{image}.csv"))
     for image, report, state, words in database.execute("SELECT image, report, state, words FROM jobs WHERE state <> 'complete'"):
-        lines = words.splitlines()
-        print(f"{state}: {image}, {report}: {lines[-1] if lines else 'has not run'}")
+        lines = words.splitlines() or ["has not run"]
+        print(f"{state}: {image}, {report}:", next((line for line in lines if "err:" in line), lines[-1]))
 
 
 if __name__ == "__main__":
