@@ -68,6 +68,7 @@ enum source_bits : unsigned {
     bad_clusters = 8,  // memory: some of the files
     whole_image = 16,  // file: no -offset
     cut_short = 32,
+    thorough = 64,
 };
 
 void expect(bool law) {
@@ -91,6 +92,7 @@ arguments options_of_run(byte_view input) {
         if ((input.u16(1) >> bit & 1) != 0) options.insert(options.end(), filters[bit].begin(), filters[bit].end());
     }
     options.push_back("-quiet");
+    if ((input.u8(3) & thorough) != 0) options.push_back("-thorough");
     return options;
 }
 
@@ -101,8 +103,8 @@ void open_in_memory(mft_entries_ctx& ctx, build::bytes disk, unsigned bits) {
     if ((bits & bad_records) != 0) source->bad.push_back({middle, middle + cluster});
     if ((bits & bad_clusters) != 0)
         source->bad.push_back({build::sample_volume_offset + 21 * cluster, build::sample_volume_offset + 26 * cluster});
-    open_volume_in(std::make_unique<source_reader>(std::move(source)), build::sample_volume_offset, ctx.volume,
-                   ctx.log);
+    open_volume_in(std::make_unique<source_reader>(std::move(source)), build::sample_volume_offset, ctx.volume, ctx.log,
+                   ctx.thorough);
 }
 
 // A hole may declare more bytes than can be digested or copied in an hour, and all of them count.
