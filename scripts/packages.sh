@@ -3,7 +3,8 @@
 
 build_packages="g++ cmake ninja-build"
 test_packages="python3 xz-utils libgtest-dev googletest clang clang-format clang-tidy libclang-rt-14-dev
-    g++-mingw-w64-x86-64-posix wine wine64 ntfs-3g sleuthkit qemu-utils gdisk parted"
+    g++-mingw-w64-x86-64-posix wine wine64 ntfs-3g sleuthkit qemu-utils gdisk parted
+    jq sqlite3 python3-pandas"
 
 say() { echo "$*" >&2; }
 
