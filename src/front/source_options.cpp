@@ -56,6 +56,7 @@ bool accept_source(mft_entries_ctx& ctx, wide_list& list, const check_call& chec
     const bool offset_given = ctx.volume_offset != 0;
     offset_check asked;
     asked.offset = ctx.volume_offset;
+    asked.thorough = ctx.thorough;
     asked.ignore_size = offset_given && take_flag_wide("-ignore_image_size", list);
     const bool as_asked = run_check(ctx, asked, check);
     const bool is_cut = !as_asked && asked.found && asked.offset == ctx.volume_offset;

@@ -27,7 +27,7 @@ struct walk_step {
 
 using effect_value = const std::u16string&;
 
-template <bool mft_settings::*... members>
+template <auto... members>
 int switch_on(mft_entries_ctx& ctx, effect_value, wide_list&) {
     ((ctx.*members = true), ...);
     return 0;
@@ -63,6 +63,7 @@ constexpr step_group live = step_group::live_or_record_file, whole = step_group:
 // The whole pass in the order of its calls, which decides where two options write the same setting.
 constexpr walk_step walk_steps[] = {
     {"-hide_dos_fntimes", flag, switch_on<&settings::hide_dos_fntimes>},
+    {"-thorough", flag, switch_on<&record_source::thorough>},
     {nullptr, always, take_separator},
     {"-default_output", flag, choose_default_output},
     {"-filepath_only", flag, choose_path_list},

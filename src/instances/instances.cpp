@@ -45,9 +45,19 @@ bool nothing_to_split() {
     return false;
 }
 
+// What plan_instance leaves out of a range must not look like records without rows.
+void log_asked_range(const mft_entries_ctx& ctx) {
+    if (ctx.mft_start == 0 || ctx.find_mft) return;
+    log_diag(ctx.log, "err: -mftstart beside -mftrange: the last instance walks %llu records less",
+             static_cast<unsigned long long>(ctx.mft_start));
+}
+
 // The range that was asked for, or all of $MFT. False: no records.
 bool measure_job(mft_entries_ctx& ctx) {
-    if (ctx.mft_count != 0) return true;
+    if (ctx.mft_count != 0) {
+        log_asked_range(ctx);
+        return true;
+    }
     file_record record;
     if (!open_and_prepare(ctx) || !source_usable(ctx) || !read_and_decode_record(record, ctx, 0, false)) return false;
     ctx.mft_count = declared_mft_size(record) / ctx.effective_record_size();
@@ -136,6 +146,7 @@ instance plan_instance(const mft_entries_ctx& ctx, std::uint32_t index, std::uin
     each.start = ctx.mft_start + index * chunk;
     each.range = chunk;
     if (index + 1 == count) each.range = ctx.mft_count > each.start ? ctx.mft_count - each.start : 0;
+    if (ctx.find_mft) each.range = ctx.mft_count;  // the instance goes by the number that -find_mft names
     return each;
 }
 

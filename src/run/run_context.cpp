@@ -53,6 +53,7 @@ void mft_entries_ctx::reset() {
     source_text.clear();
     record_size_learned = false;
     future_limit = 0;
+    thorough = false;
 }
 
 std::uint64_t present_time() {

@@ -41,12 +41,12 @@ bool decode_attributes(file_record& record, byte_view bytes, std::size_t first, 
     return decoded;
 }
 
-void note_directory(const file_record& record, bool cut_by_budget, path_cache& paths) {
+void note_directory(const file_record& record, const record_source& records, bool cut_by_budget, path_cache& paths) {
     if (!record.is_directory()) return;
     const bool is_baad = has_signature(record.header_view(), "BAAD");
     // A decode that the budget cut short, or of a record that a read refuses, is the walk's alone.
     const bool reads_alike = !cut_by_budget && !is_baad;
-    add_directory_node(paths, record, reads_alike);
+    add_directory_node(paths, record, records, reads_alike);
 }
 
 // Steps behind the decode, as far as they can drop the record.
@@ -69,7 +69,7 @@ void build_paths(file_record& record, mft_entries_ctx& ctx, path_cache& paths) {
     for (auto& item : record.parents) {
         std::string& path = item.value.path;
         if (record.costs.path_bytes < record_cost_limit) {
-            build_path(path, item.key & inode_mask, ctx, paths);
+            build_path(path, parent_to_climb(item.key, ctx), ctx, paths);
             record.costs.path_bytes += path.size();
         } else {
             path = "[root]\\<path corrupted>\\";
@@ -93,10 +93,10 @@ bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode
     if (first + 72 > bytes.size || 2 * first > bytes.size) return false;
     bool cut_by_budget = false;
     if (!decode_attributes(record, bytes, first, ctx, cut_by_budget)) return false;
-    note_directory(record, cut_by_budget, state.paths);
+    note_directory(record, ctx, cut_by_budget, state.paths);
 
     if (!select_decoded(record, selection == pre_selection::passed, ctx, state)) return false;
-    analyze_record_times(record);
+    analyze_record_times(record, state.torn);
     build_paths(record, ctx, state.paths);
     return true;
 }

@@ -78,7 +78,7 @@ bool read_bitmap(cluster_walk& walk) {
     bitmap.limit = static_cast<std::size_t>(std::min<std::uint64_t>(bitmap_that_counts, held / 8 + 1));
     const bool whole = read_attribute_data(ctx.volume.get(), *stream, {take_bitmap, &bitmap}, ctx.log);
     if (bitmap.bytes.size() >= bitmap.limit) {
-        bitmap.length = stream->data_size();
+        if (stream->non_resident()) bitmap.length = stream_size(*stream, ctx.volume->cluster_bytes());
     } else if (!whole) {
         log_diag(ctx.log, "err: bitmap ends at %llx", static_cast<unsigned long long>(bitmap.length));
     }
@@ -127,7 +127,7 @@ void visit_cluster_by_slots(cluster_walk& walk, std::uint32_t cluster) {
     record_kind kind = record_kind::none;
     for (std::uint32_t slot = 0; slot < walk.slots && walk_goes_on(walk); ++slot) {
         const std::uint64_t position = position_of(walk, cluster) + std::uint64_t{slot} * walk.slot_size;
-        if (read_record_at(*walk.ctx.volume, position, walk.buffer, kind)) visit_slot(walk);
+        if (read_record_at(*walk.ctx.volume, position, walk.buffer, kind, &walk.state.torn)) visit_slot(walk);
     }
 }
 
@@ -138,7 +138,7 @@ void visit_cluster_in_stretch(cluster_walk& walk, std::size_t at) {
         const byte_view bytes = byte_view(walk.stretch).part(at, walk.ctx.volume->record_alloc_size);
         if (!may_be_record(bytes)) continue;
         walk.buffer.assign(bytes.data, bytes.data + bytes.size);
-        if (fix_record_bytes(*walk.ctx.volume, walk.buffer, kind)) visit_slot(walk);
+        if (fix_record_bytes(*walk.ctx.volume, walk.buffer, kind, &walk.state.torn)) visit_slot(walk);
     }
 }
 

@@ -44,9 +44,9 @@ bool begin_number_walk(number_walk& walk) {
 
 // The record's bytes into the walk's buffer. False: none.
 bool fetch(number_walk& walk, std::uint64_t number) {
-    bool bad = false;  // not looked at: a "BAAD" record goes to the decoder like any other
     try {
-        return read_record_ahead(walk.buffer, bad, walk.ctx, number, walk.block, walk.end) && !walk.buffer.empty();
+        return read_record_ahead(walk.buffer, walk.state.torn, walk.ctx, number, walk.block, walk.end) &&
+               !walk.buffer.empty();
     } catch (const std::bad_alloc&) {
         tell_out_of_memory(walk.ctx, number);
         return false;

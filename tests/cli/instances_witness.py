@@ -90,6 +90,10 @@ def rows():
     for words in [["-filter_inode", "69|143"], ["-filter_name", "note.txt"], ["-filter_name", "none"]]:
         split(7, *few, *words)  # most instances have no rows, and no labels then
         equal(words, body(work / "split"), single(*few, *words))
+    split(2, *few[:2], "-find_mft", 69)
+    equal("a dump", body(work / "split"), single(*few[:2], "-find_mft", 69))
+    split(2, *few, "-outdir", host(work / "named too"))
+    equal("-outdir beside -out", body(work / "named too"), single(*few))
     copies = {}
     for name, call in [("one", single), ("several", lambda *words: split(3, *words))]:
         call("-image", host(work / "volume.dd"), "-csv", "-action_copy_files", host(work / name), "-all")

@@ -92,7 +92,7 @@ named_texts generic_texts(const mft_entries_ctx& ctx) {
 named_texts walk_texts(const mft_entries_ctx& ctx) {
     return {
         FIELD(hash_output), FIELD(csv_per_path), FIELD(filepath_only), FIELD(default_output), FIELD(results_path_wide),
-        FIELD(hexdump), FIELD(hide_dos_fntimes), FIELD(omit_cluster_info), FIELD(separator_wide), FIELD(progress_title),
+        FIELD(hexdump), FIELD(hide_dos_fntimes), FIELD(thorough), FIELD(omit_cluster_info), FIELD(separator_wide), FIELD(progress_title),
         FIELD(record_offset_wanted), FIELD(mft_start), FIELD(mft_count), FIELD(mft_file_path), FIELD(source_kind),
         FIELD(volume_offset), FIELD(image_path_disk), FIELD(image_path_volume), FIELD(live_volume_text),
         FIELD(drive_number), ITEMS(vmdk_paths), FIELD(indx_file_path), FIELD(fetch_header), FIELD(head_start),

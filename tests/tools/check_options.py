@@ -14,7 +14,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "scripts"))
 import make_completions  # noqa: E402
 
-COMING = {"-jsonl", "-no_run_header", "-thorough"}
+COMING = {"-jsonl", "-no_run_header"}
 OPTION = re.compile(r'"(-[A-Za-z][A-Za-z0-9_]*|--[a-z]+|/\?)"')
 FORM = re.compile(r'\{"(-\w+)",\s*(?:option_form::)?(flag|value|repeated_value)\b|take_(flag|value)(?:_wide)?\("(-\w+)"')
 # In the text of a document; "--" inside options of other programs is not looked at.

@@ -93,6 +93,7 @@ const option_case cases[] = {
     {"-quiet", nullptr, "-show_progress"},
 
     {"-hide_dos_fntimes", nullptr, "+hide_dos_fntimes"},
+    {"-thorough", nullptr, "+thorough"},
     {"-default_output", nullptr, "+default_output separator_wide='|'"},
     {"-filepath_only", nullptr, std::string(no_pair) + "+filepath_only separator_wide='|'"},
     {"-csvperpath", nullptr, "+csv_per_path separator_wide='|'"},
