@@ -52,7 +52,7 @@ int choose_per_path(mft_entries_ctx& ctx, const std::u16string&, wide_list&) {
 }
 
 int settle_formats(mft_entries_ctx& ctx, const std::u16string&, wide_list&) {
-    if (ctx.format_csv || ctx.format_l2t || ctx.format_bodyfile) clear_shapes(ctx);
+    if (ctx.format_csv || ctx.format_l2t || ctx.format_bodyfile || ctx.format_jsonl) clear_shapes(ctx);
     if (!ctx.format_l2t && !ctx.format_bodyfile) return 0;
     ctx.no_whitespace = true;
     ctx.blank_before_time = false;

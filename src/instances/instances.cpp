@@ -188,7 +188,7 @@ void name_up_to(std::uint32_t end, std::uint32_t& named) {
 
 // Only some shapes begin with a line of labels.
 bool has_column_line(const mft_entries_ctx& ctx) {
-    return !ctx.filepath_only && !ctx.find_mft && !ctx.format_multiline;
+    return !ctx.filepath_only && !ctx.find_mft && !ctx.format_multiline && !ctx.format_jsonl;
 }
 
 const char* words_of(merge_result result) {
@@ -217,7 +217,8 @@ bool merge(const instance& each, const mft_entries_ctx& ctx, bool& labelled) {
     plain_file part;
     merge_result result = merge_result::unreadable;
     if (each.end.started && part.open_read(path)) {
-        result = append_results(ctx.results_path_wide, part, labelled && has_column_line(ctx));
+        const bool has_run_header = !ctx.run_header_text.empty();
+        result = append_results(ctx.results_path_wide, part, labelled && has_column_line(ctx), has_run_header);
         labelled = labelled || result == merge_result::merged;
     } else {
         log_diag(ctx.log, "prob accessing %s - for merge", each.output.c_str());

@@ -49,8 +49,10 @@ bool open_merged(native_file& to, const std::u16string& path) {
 
 }  // namespace
 
-bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset) {
-    bool blank_seen = false;
+bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset, bool has_run_header) {
+    offset = 0;
+    if (!has_run_header && !drop_header) return !head.empty();
+    bool blank_seen = !has_run_header;
     // Kept: a zero byte ends the search, too.
     const std::string_view lines = head.substr(0, std::min(head.find('\0'), head.size()));
     for (std::size_t start = 0, end = 0; (end = lines.find('\n', start)) != std::string_view::npos; start = end + 1) {
@@ -64,12 +66,12 @@ bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset) {
     return false;
 }
 
-merge_result append_results(const std::u16string& path, plain_file& part, bool drop_header) {
+merge_result append_results(const std::u16string& path, plain_file& part, bool drop_header, bool has_run_header) {
     std::vector<std::uint8_t> head;
     std::uint64_t offset = 0, end = 0;
     if (!part.read_into(head, head_limit, 0)) return merge_result::unreadable;
     const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
-    if (!find_body(text, drop_header, offset)) return merge_result::no_rows;
+    if (!find_body(text, drop_header, offset, has_run_header)) return merge_result::no_rows;
     if (!find_end(part, end)) return merge_result::unreadable;
     if (offset >= end) return merge_result::no_rows;
     native_file to;

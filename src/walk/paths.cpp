@@ -45,6 +45,15 @@ void occupy_slot(path_cache& cache, std::uint32_t index) {
     cache.slots[slot] = index + 1;
 }
 
+bool append_name(path_cache& cache, std::u16string_view name) {
+    if (!cache.whole_names) return append_utf8(cache.names, name);
+    const std::size_t start = cache.names.size();
+    cache.names.resize(start + most_utf8 * name.size());
+    const char* const end = put_whole_utf8(cache.names.data() + start, name);
+    cache.names.resize(static_cast<std::size_t>(end - cache.names.data()));
+    return true;
+}
+
 std::uint32_t enter_node(path_cache& cache, const path_node& node) {
     const auto index = static_cast<std::uint32_t>(cache.nodes.size());
     cache.nodes.push_back(node);
@@ -63,7 +72,7 @@ std::uint32_t add_node(path_cache& cache, std::uint64_t reference, std::uint64_t
     node.reference = reference;
     node.parent = parent;
     node.set_name_at(cache.names.size());
-    if (!append_utf8(cache.names, name)) state |= node_name_cut;
+    if (!append_name(cache, name)) state |= node_name_cut;
     if (name.empty() || name == u".") state |= node_silent;
     node.name_bytes = static_cast<std::uint16_t>(cache.names.size() - node.name_at());
     node.state = state;

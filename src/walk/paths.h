@@ -57,6 +57,7 @@ struct path_cache {
     std::array<known_path, 1024> known;  // by record number
     std::vector<std::uint32_t> parts;    // nodes of the present climb
     std::uint32_t climbs = 0;
+    bool whole_names = false;      // a name is converted to its end, whatever units it holds: none is cut
     bool numbers_are_live = true;  // a walked record is the one that its number names: false for records of free space
     std::unique_ptr<file_record> lookup;  // reused to read directories ahead of the walk
 

@@ -14,7 +14,8 @@ import time
 
 import support
 
-SHAPES = ["", "-csv", "-csvperpath", "-filepath_only", "-csvl2t", "-bodyfile", "-hashfile md5", "-multiline"]
+SHAPES = ["", "-csv", "-csvperpath", "-filepath_only", "-csvl2t", "-bodyfile", "-hashfile md5", "-multiline", "-jsonl",
+          "-no_run_header -csv", "-no_run_header -filepath_only"]
 MIB = 1 << 20
 options = support.read_options(__doc__, "rows", "words", "faults")
 work, under_wine = options.work, options.launcher is not None
@@ -52,7 +53,7 @@ def split(count, *words, folder=None, results="split", code=0):
 
 
 def without_labels(rows, shape):
-    return rows if shape in ("-filepath_only", "-multiline") else rows.split(b"\n", 1)[-1]
+    return rows if shape.split()[-1:] in (["-filepath_only"], ["-multiline"], ["-jsonl"]) else rows.split(b"\n", 1)[-1]
 
 
 def separate(count, shape, *words):

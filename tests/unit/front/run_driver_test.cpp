@@ -93,6 +93,7 @@ TEST(run, failures_have_words_and_an_exit_code_and_come_behind_the_header) {
         {{"-sqlite", "x"}, -1, std::string(refused) + "invalid cmd options, aborting\n"},
         {{"-xml"}, -1, refused},
         {{"-xml", "-filepath_only"}, 0, ""},
+        {{"-find_mft", "0", "-jsonl"}, -1, refused},
         {{"-filter_file", "x"}, 0, ""},  // counts for nothing without a volume
         {{"-image", "missing"}, -1, "couldn't find any partitions on disk\n\n"},
         {{"-drivenum", "9999"}, -1, "problems accessing physical disk #9999, aborting\n\n"},
@@ -112,11 +113,34 @@ TEST(run, failures_have_words_and_an_exit_code_and_come_behind_the_header) {
         const run_result result = result_of(args);
         EXPECT_EQ(result.exit_code, c.exit_code) << c.words;
         EXPECT_EQ(result.err, c.words);
-        EXPECT_EQ(lines_of(result.out).size(), 4u) << result.out;
+        const bool with_header = std::find(args.begin(), args.end(), "-jsonl") == args.end();
+        EXPECT_EQ(lines_of(result.out).size(), with_header ? 4u : 0u) << result.out;
     }
     const run_result no_source = result_of({"-csv"});
     EXPECT_EQ(no_source.exit_code, 0);
     EXPECT_TRUE(no_source.err.starts_with("error: need to specify at least an input source")) << no_source.err;
+}
+
+TEST(run, results_begin_with_their_own_line_where_no_header_is_wanted) {
+    const temp_folder folder;
+    const temporary_file mft(build::mft({}));
+    temp_folder::put(folder.path(u"s.txt"), "-csv\n-no_run_header\n");
+    const struct {
+        arguments given;
+        const char* begin;
+    } cases[] = {
+        {{"-csv", "-No_run_header"}, "mft entry,"},
+        {{"-script", utf8_from_utf16(folder.path(u"s.txt"))}, "mft entry,"},
+        {{"-jsonl"}, "{\"datetime\":"},
+    };
+    for (const auto& c : cases) {
+        arguments args = {"-mftfile", mft.path(), "-quiet"};
+        args.insert(args.end(), c.given.begin(), c.given.end());
+        EXPECT_TRUE(result_of(args).out.starts_with(c.begin)) << result_of(args).out;
+        args.insert(args.end(), {"-out", utf8_from_utf16(folder.path(u"out"))});
+        EXPECT_EQ(result_of(args).out, "");
+        EXPECT_TRUE(temp_folder::content(folder.path(u"out")).starts_with(c.begin)) << c.begin;
+    }
 }
 
 TEST(run, results_hold_the_header_and_the_rows_and_standard_output_the_header) {
