@@ -10,10 +10,12 @@ cd "$(dirname "$(readlink -f "$0")")"
 case ${1:-} in ""|--check) ;; *) say "usage: ./package.sh [--check]"; exit 2 ;; esac
 
 # The same on every machine: the time of the last commit; in an unpacked archive that of the change log.
-export TZ=UTC LC_ALL=C.UTF-8
-SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || stat -c %Y CHANGELOG.md)}
-export SOURCE_DATE_EPOCH
-umask 022
+time_of_sources() {
+    if [ -e .git ]; then in_git log -1 --format=%ct; else stat -c %Y CHANGELOG.md; fi
+}
+
+# Also in a checkout of another user.
+in_git() { git -c safe.directory="$(pwd -P)" "$@"; }
 
 # pack <tree> <cpack's kinds of package>
 pack() {
@@ -37,7 +39,8 @@ make_packages() {
 check_again() {
     again=$(mktemp -d)/another/folder
     mkdir -p "$again"
-    { git ls-files -z 2>/dev/null || find . -path ./build -prune -o -type f -print0; } | tar -c --null -T - | tar -x -C "$again"
+    if [ -e .git ]; then in_git ls-files -z; else find . -path ./build -prune -o -type f -print0; fi |
+        tar -c --null -T - | tar -x -C "$again"
     say "building again in $again"
     (cd "$again" && ./package.sh)
     diff -r build/packages "$again/build/packages"
@@ -47,6 +50,9 @@ check_again() {
 
 # shellcheck disable=SC2086 # the lists are lists
 need $build_packages $package_packages
+SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(time_of_sources)}
+export SOURCE_DATE_EPOCH TZ=UTC LC_ALL=C.UTF-8
+umask 022
 make_packages
 lintian --allow-root --fail-on error build/packages/*.deb
 if [ "${1:-}" = --check ]; then

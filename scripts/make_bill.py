@@ -22,17 +22,17 @@ MATERIALS = {
 
 
 def installed(package):
-    """Version and source of an installed Debian package."""
-    form = "${Version}\t${source:Package}\t${source:Version}\t${Maintainer}"
+    """Version, source, and version of the source, of an installed Debian package."""
+    form = "${Version}\t${source:Package}\t${source:Version}"
     return subprocess.run(["dpkg-query", "-W", "-f", form, package], capture_output=True, text=True,
                           check=True).stdout.split("\t")
 
 
 def material(name):
-    version, source, source_version, maker = installed(name)
+    version, source, source_version = installed(name)
     return {
         "SPDXID": f"SPDXRef-material-{name.replace('+', 'p')}", "name": name, "versionInfo": version,
-        "supplier": f"Organization: Debian ({maker.split(' <')[0]})", "downloadLocation": "NOASSERTION", "filesAnalyzed": False,
+        "supplier": "Organization: Debian", "downloadLocation": "NOASSERTION", "filesAnalyzed": False,
         "licenseConcluded": "NOASSERTION", "licenseDeclared": "NOASSERTION", "copyrightText": "NOASSERTION",
         "externalRefs": [{"referenceCategory": "PACKAGE-MANAGER", "referenceType": "purl",
                           "referenceLocator": f"pkg:deb/debian/{source}@{source_version}?arch=source".replace("+", "%2B")}],
@@ -51,7 +51,8 @@ def artifact(path):
 
 def relations_of(path):
     ref = artifact(path)["SPDXID"]
-    yield "SPDXRef-grelmoor", "CONTAINS", ref
+    yield "SPDXRef-DOCUMENT", "DESCRIBES", ref
+    yield ref, "GENERATED_FROM", "SPDXRef-grelmoor"
     for kind, name in next(parts for end, parts in MATERIALS.items() if path.name.endswith(end)):
         other = f"SPDXRef-material-{name.replace('+', 'p')}"
         yield (other, kind, ref) if kind == "BUILD_TOOL_OF" else (ref, kind, other)
@@ -66,7 +67,7 @@ def bill(paths, version):
     moment = datetime.datetime.fromtimestamp(int(os.environ["SOURCE_DATE_EPOCH"]), datetime.timezone.utc)
     return {
         "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT", "name": f"grelmoor-{version}",
-        "documentNamespace": f"urn:sha256:{hashlib.sha256(sums.encode()).hexdigest()}",
+        "documentNamespace": f"https://spdx.org/spdxdocs/grelmoor-{version}-{hashlib.sha256(sums.encode()).hexdigest()}",
         "creationInfo": {"created": moment.strftime("%Y-%m-%dT%H:%M:%SZ"), "creators": ["Tool: make_bill.py"]},
         # The sources state no licence: NONE says so.
         "packages": [{"SPDXID": "SPDXRef-grelmoor", "name": "grelmoor", "versionInfo": version, "downloadLocation": "NOASSERTION",

@@ -70,7 +70,7 @@ def install_and_remove(package, root):
     (root / "tmp" / package.name).unlink()
     missing = [place for place in EXPECTED if not (root / place).is_file()]
     assert not missing, f"not installed: {missing}"
-    rows = in_root(root, "grelmoor", "-mftfile", "/usr/share/doc/grelmoor/examples/small.mft", "-quiet", "-csv",
+    rows = in_root(root, "grelmoor", "-mftfile", "/usr/share/doc/grelmoor/samples/small.mft", "-quiet", "-csv",
                    "-filter_name", "note").splitlines()[4:]
     assert len(rows) == 5 and all("[root]\\documents\\note.txt" in row for row in rows[1:]), rows
     in_root(root, "dpkg", "--purge", "grelmoor")

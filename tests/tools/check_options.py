@@ -2,7 +2,7 @@
 """Fails where docs/options.txt, the sources, the manual, the completions and the README know different options.
 
 An option is read where a text that looks like one stands by itself in the sources; the scanner that it is given to, or
-its row in the table of a pass, tells whether it has a value. `COMING` is documented ahead of its code.
+its row in the table of a pass, tells whether it has a value.
 """
 import pathlib
 import re
@@ -14,7 +14,6 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "scripts"))
 import make_completions  # noqa: E402
 
-COMING = {"-jsonl", "-no_run_header", "-thorough"}
 OPTION = re.compile(r'"(-[A-Za-z][A-Za-z0-9_]*|--[a-z]+|/\?)"')
 FORM = re.compile(r'\{"(-\w+)",\s*(?:option_form::)?(flag|value|repeated_value)\b|take_(flag|value)(?:_wide)?\("(-\w+)"')
 # In the text of a document; "--" inside options of other programs is not looked at.
@@ -33,7 +32,7 @@ def source_faults(options):
     read, forms = read_sources()
     listed = {entry.name: "flag" if entry.value == "-" else "value" for entry in options}
     yield from (f"{name} is read, and not in docs/options.txt" for name in sorted(read - listed.keys()))
-    yield from (f"{name} is in docs/options.txt, and not read" for name in sorted(listed.keys() - read - COMING))
+    yield from (f"{name} is in docs/options.txt, and not read" for name in sorted(listed.keys() - read))
     yield from (f"{name} is a {form} in the sources, a {listed[name]} in docs/options.txt"
                 for name, form in sorted(forms) if listed.get(name, form) != form)
     if len(forms) < len(options) / 2:
