@@ -24,8 +24,8 @@ struct attribute_context {
     bool has_value() const { return value_offset != 0 && value_length != 0; }
     // From the value's first byte to the record's end: what a lying length reaches.
     byte_view value() const { return from_attribute.part(value_offset, from_attribute.size); }
-    // The id, or what its place in a list stands for.
-    std::uint32_t number() const { return source.number != 0 ? source.number : id; }
+    // The id; of what a list delivers to a thorough run, its place there.
+    std::uint32_t number() const { return source.through_list && record.last_number != 0 ? record.last_number : id; }
     attr_key key() const { return make_attr_key(number(), type); }
 };
 

@@ -72,7 +72,7 @@ private:
 class list_walk {
 public:
     list_walk(file_record& record, record_source& records, std::uint64_t inode, bool want_resident_copy)
-        : record_(record), records_(records), inode_(inode), source_{true, want_resident_copy, 0} {}
+        : record_(record), records_(records), inode_(inode), source_{true, want_resident_copy} {}
 
     // `list` reaches beyond the list's `length`, to the record's end.
     void run(byte_view list, std::uint32_t length) {
@@ -117,7 +117,7 @@ private:
         if (!is_new || !load(target.inode)) return;
         if (records_.thorough) {
             if (!belongs_to(record_.extension_bytes, inode_, record_.header_view())) return;
-            source_.number = ++record_.last_number;
+            ++record_.last_number;
         }
         std::uint32_t at = 0;
         if (!find(target, at)) return tell("has not the attribute that the list of this one names", target.inode);

@@ -16,7 +16,6 @@ struct record_source;
 struct attribute_source {
     bool through_list = false;        // the bytes are an extension record's, found through an attribute list
     bool want_resident_copy = false;  // keep resident values
-    std::uint32_t number = 0;         // stands for the attribute's id in the record's maps; 0: the id does
 };
 
 // `at` is the attribute's offset in `record_bytes`. False only for a frame that is no attribute: length 0, or one that

@@ -169,7 +169,7 @@ struct file_record {
 
     record_costs costs;
     flat_map<list_target, bool> followed;  // what its lists delivered
-    std::uint32_t last_number = 0;         // a thorough run's, of what they delivered; 0: nothing yet
+    std::uint32_t last_number = 0;         // in a thorough run: of what they delivered last
 
     // Reused by decoding: a lower-cased name; the extension record that an attribute list led to last, and its
     // attributes by their ids.

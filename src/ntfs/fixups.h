@@ -16,5 +16,5 @@ std::uint32_t fixup_stride(byte_view bytes, std::uint32_t sector_size);
 void apply_fixups(byte_span bytes, std::uint32_t sector_size);
 
 // True where apply_fixups, called now, would replace a word that is not the sequence number: the bytes' parts were not
-// written together. Words behind what the record uses count too.
-bool is_torn(byte_view bytes, std::uint32_t sector_size);
+// written together. Words behind what the record uses count too. Kept out of the way of walks that do not ask.
+[[gnu::cold]] bool is_torn(byte_view bytes, std::uint32_t sector_size);

@@ -46,7 +46,8 @@ bool begin_walk(record_walk& walk) {
 }
 
 void visit_record(record_walk& walk, std::uint64_t inode, std::uint64_t offset) {
-    if (walk.state.torn) log_diag(walk.ctx.log, "err: torn record %llx", static_cast<unsigned long long>(inode));
+    if (walk.state.torn) [[unlikely]]
+        log_diag(walk.ctx.log, "err: torn record %llx", static_cast<unsigned long long>(inode));
     try {
         if (!parse_file_record(walk.record, walk.buffer, inode, walk.ctx, walk.state)) return;
         walk.record.record_offset = offset;

@@ -40,13 +40,19 @@ verdict judge(const file_record& record) {
     return {};
 }
 
+[[gnu::cold]] void tell_torn(file_record& record) {
+    record.time_warning_text.insert(0, record.time_warning ? "torn record; " : "torn record");
+    record.time_warning = true;
+}
+
 }  // namespace
 
 void analyze_record_times(file_record& record, bool torn) {
     const verdict found = judge(record);
     const bool fired = *found.kind != '\0' || *found.what != '\0';
-    record.time_warning = torn || fired;
+    record.time_warning = fired;
     record.time_warning_text.clear();
-    if (torn) record.time_warning_text = fired ? "torn record; " : "torn record";
     if (fired) record.time_warning_text.append(found.kind).append(found.what);
+    if (torn) [[unlikely]]
+        tell_torn(record);
 }
