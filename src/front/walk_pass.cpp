@@ -52,7 +52,7 @@ int keep_list(mft_entries_ctx& ctx, effect_value value, wide_list&) {
 
 template <std::uint64_t mft_settings::*target>
 int keep_size(mft_entries_ctx& ctx, effect_value value, wide_list&) {
-    parse_size(low_bytes(value), ctx.*target);
+    if (!parse_size(low_bytes(value), ctx.*target)) tell_no_number(ctx, "a limit of size", value);
     return 0;
 }
 
@@ -129,6 +129,10 @@ bool take_step(const walk_step& step, std::u16string& value, wide_list& list) {
 }  // namespace
 
 void split_lowered(wide_list& out, const std::u16string& value) { split_list(out, lowered(value), "|,;"); }
+
+void tell_no_number(const mft_entries_ctx& ctx, const char* option, const std::u16string& value) {
+    log_diag(ctx.log, "err: %s: no number, it has no effect: %s", option, utf8_from_utf16(value).c_str());
+}
 
 int parse_walk_options(mft_entries_ctx& ctx, wide_list& list) {
     step_group taken = step_group::none;  // groups stand apart from each other: the last one is enough to know

@@ -34,9 +34,10 @@ void read_attribute_name(std::u16string& name, const attribute_context& attribut
 void fill_entry(attr_entry& entry, const attribute_context& attribute, std::string_view label);
 // The new entry under `key`, filled, or null if the key is taken: the first stays.
 attr_entry* insert_entry(const attribute_context& attribute, attr_key key, std::string_view label);
-// For -diags: the attribute found its place in a map taken.
+// For -diags: the attribute found its place in a map taken. With its name, be it a stream's or a file's.
 void note_passed_over(const attribute_context& attribute);
-void note_passed_over(const file_record& record, std::uint32_t type, std::uint32_t number, const diagnostic_log* log);
+void note_passed_over(const file_record& record, std::uint32_t type, std::uint32_t number, std::u16string_view name,
+                      const diagnostic_log* log);
 
 void take_standard_information(const attribute_context& attribute);
 void take_file_name(const attribute_context& attribute);

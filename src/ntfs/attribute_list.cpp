@@ -33,6 +33,11 @@ public:
                 left_ -= std::min(cluster_size, left_);
                 return true;
             }
+            if (cluster_ < runs_[run_].clusters) {
+                log_diag(records_.log, "err: record %llx: its attribute list is unreadable at cluster %llx",
+                         static_cast<unsigned long long>(record_.inode),
+                         static_cast<unsigned long long>(runs_[run_].lcn + cluster_));
+            }
             ++run_;
             cluster_ = 0;
         }
@@ -115,7 +120,7 @@ private:
             source_.number = ++record_.last_number;
         }
         std::uint32_t at = 0;
-        if (!find(target, at)) return;
+        if (!find(target, at)) return tell("has not the attribute that the list of this one names", target.inode);
         bool is_list = false;
         decode_attribute(record_, records_, record_.extension_bytes, at, source_, is_list);
     }
@@ -129,8 +134,14 @@ private:
         bool bad = false;
         usable_ = read_file_record(record_.extension_bytes, bad, records_, inode) && !bad &&
                   has_signature(record_.extension_bytes, "FILE");
+        if (!usable_) tell("cannot be used, what this one has there is missing", inode);
         if (usable_) note_ids();
         return usable_;
+    }
+
+    void tell(const char* what, std::uint64_t inode) const {
+        log_diag(records_.log, "err: record %llx: record %llx %s", static_cast<unsigned long long>(inode_),
+                 static_cast<unsigned long long>(inode), what);
     }
 
     // Entries by attribute id, found once per record: a list may name each of many thousand.
@@ -180,7 +191,11 @@ void process_attribute_list(file_record& record, record_source& records, std::ui
     if (attribute.u8(attribute_at::non_resident) != 0) {
         record.attribute_list_nonresident = true;
         // Its clusters lie on a volume that an extracted $MFT does not have.
-        if (records.volume == nullptr) return;
+        if (records.volume == nullptr) {
+            log_diag(records.log, "err: record %llx: its attribute list is not part of an extracted $MFT",
+                     static_cast<unsigned long long>(inode));
+            return;
+        }
         list_clusters clusters(record, records, attribute);
         walk.run(clusters);
         return;

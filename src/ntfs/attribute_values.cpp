@@ -83,9 +83,11 @@ void take_file_name(const attribute_context& attribute) {
         fill_name_entry(stored, value, attribute.records.future_limit);
         stored.indexed = (attribute.from_attribute.u8(attribute_at::resident_flags) & 1) != 0;
         if (is_path_name) note_parent(attribute.record, stored);
-    } else if (is_path_name) {
+        return;
+    }
+    note_passed_over(attribute);
+    if (is_path_name) {
         // The map keeps the first under a key; the parents still learn of the second.
-        note_passed_over(attribute);
         name_entry second;
         fill_name_entry(second, value, attribute.records.future_limit);
         note_parent(attribute.record, second);

@@ -165,13 +165,23 @@ attr_entry* insert_entry(const attribute_context& attribute, attr_key key, std::
     return &entry;
 }
 
-void note_passed_over(const file_record& record, std::uint32_t type, std::uint32_t number, const diagnostic_log* log) {
-    log_diag(log, "info: record %llx: attribute type %x id %x passed over, its place is taken",
-             static_cast<unsigned long long>(record.inode), type, number);
+void note_passed_over(const file_record& record, std::uint32_t type, std::uint32_t number, std::u16string_view name,
+                      const diagnostic_log* log) {
+    if (!is_read(log)) return;
+    log_diag(log, "info: record %llx: attribute type %x id %x passed over, its place is taken: \"%s\"",
+             static_cast<unsigned long long>(record.inode), type, number, utf8_from_utf16(name).c_str());
 }
 
 void note_passed_over(const attribute_context& attribute) {
-    note_passed_over(attribute.record, attribute.type, attribute.id, attribute.records.log);
+    if (!is_read(attribute.records.log)) return;
+    std::u16string name;
+    if (attribute.type == type_file_name) {
+        const byte_view value = attribute.value();
+        read_name(name, value, file_name_at::name, value.u8(file_name_at::name_length));
+    } else {
+        read_attribute_name(name, attribute);
+    }
+    note_passed_over(attribute.record, attribute.type, attribute.id, name, attribute.records.log);
 }
 
 bool pay_for_read(file_record& record, const diagnostic_log* log, std::uint32_t bytes) {
@@ -222,7 +232,7 @@ void settle_fragments(file_record& record, const diagnostic_log* log) {
         } else if (entry.name == fragment.name) {
             join(record, entry, fragment);
         } else {
-            note_passed_over(record, fragment.type, attr_number_of(key), log);
+            note_passed_over(record, fragment.type, attr_number_of(key), fragment.name, log);
         }
     }
     parked.clear();

@@ -33,16 +33,10 @@ public:
         attribute_list list;
         if (!find_attribute(record, at, type_attribute_list, volume_.record_bytes())) return;
         if (!read_attribute_list(volume_, record.part(at, record.size), list)) return;
-        last_number_ = highest_attribute_id(record);
-        byte_view entry;
-        for (std::size_t next = 0; next_list_entry(list, next, entry);) {
-            const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
-            if (inode == inode_) continue;
-            if (volume_.thorough) {
-                collect_once(record, inode);
-            } else {
-                follow(inode, entry.u16(list_entry_at::attribute_id));
-            }
+        if (volume_.thorough) {
+            follow_owned(list, record);
+        } else {
+            follow_named(list);
         }
     }
 
@@ -58,18 +52,28 @@ public:
 
 private:
     // Kept: the entry's type plays no part; its id alone must be there.
-    void follow(std::uint64_t inode, std::uint16_t id) {
-        if (!load(inode)) return;
-        const byte_view record(extension_);
-        std::size_t at = attributes_start(record);
-        if (at == 0 || !find_attribute_id(record, at, id)) return;
-        collect(record);
-        collected_ = true;
+    void follow_named(const attribute_list& list) {
+        byte_view entry;
+        for (std::size_t next = 0; next_list_entry(list, next, entry);) {
+            const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
+            if (inode == inode_ || !load(inode)) continue;
+            const byte_view record(extension_);
+            std::size_t at = attributes_start(record);
+            if (at == 0 || !find_attribute_id(record, at, entry.u16(list_entry_at::attribute_id))) continue;
+            collect(record);
+            collected_ = true;
+        }
     }
 
-    void collect_once(byte_view base, std::uint64_t inode) {
-        if (asked_.insert(inode).second && load(inode) && belongs_to(extension_, inode_, base))
-            collect(extension_, true);
+    void follow_owned(const attribute_list& list, byte_view base) {
+        last_number_ = highest_attribute_id(base);
+        std::set<std::uint64_t> asked = {inode_};
+        byte_view entry;
+        for (std::size_t next = 0; next_list_entry(list, next, entry);) {
+            const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
+            if (asked.insert(inode).second && load(inode) && belongs_to(extension_, inode_, base))
+                collect(extension_, true);
+        }
     }
 
     // Neighbouring entries mostly name the same record: it is read once, and collected from once.
@@ -108,7 +112,6 @@ private:
     std::uint64_t loaded_inode_ = 0;
     std::uint32_t loads_ = 0;
     bool usable_ = false, collected_ = false;
-    std::set<std::uint64_t> asked_;
     std::uint32_t last_number_ = 0;  // given to names of other records
 };
 

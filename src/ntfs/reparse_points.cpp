@@ -58,9 +58,10 @@ bool read_clusters_of_value(std::vector<std::uint8_t>& bytes, const attribute_co
 
 // The value as its attribute holds it, in the record or, into `bytes`, out of clusters. Empty: none that can be read.
 byte_view whole_value(std::vector<std::uint8_t>& bytes, const attribute_context& attribute) {
+    if (attribute.non_resident()) return read_clusters_of_value(bytes, attribute) ? byte_view(bytes) : byte_view();
+    if (!attribute.has_value()) return {};
     const byte_view own = attribute.from_attribute.part(0, attribute.from_attribute.u32(attribute_at::length));
-    if (!attribute.non_resident()) return own.part(attribute.value_offset, attribute.value_length);
-    return read_clusters_of_value(bytes, attribute) ? byte_view(bytes) : byte_view();
+    return own.part(attribute.value_offset, attribute.value_length);
 }
 
 // One of the two names: its offset in the path buffer and its length, in bytes, stand at these places of the value.

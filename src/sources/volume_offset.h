@@ -15,11 +15,11 @@ struct source_reader;
 struct offset_check {
     std::uint64_t offset = 0;  // bytes; takes 0 for a bare volume, or the proposal when the check fails
     bool ignore_size = false;  // a volume may reach beyond the end of the source
-    bool thorough = false;     // an offset may be accepted by what lies there, whatever a partition table says
     bool found = false;        // there is an NTFS volume somewhere
     std::string text{};        // lines, each with its line feed
     std::string reason{};      // what the system said where the source could not be opened or read
     search_progress progress = nullptr;
+    bool thorough = false;  // an offset may be accepted by what lies there, whatever a partition table says
 };
 
 // True: `offset` is the start of an NTFS volume. False otherwise, with the reason and the list in `text`.

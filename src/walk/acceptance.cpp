@@ -49,6 +49,13 @@ void note_directory(const file_record& record, const record_source& records, boo
     add_directory_node(paths, record, records, reads_alike);
 }
 
+// A record that was never used ends where its attributes are to begin, and there is nothing to tell of it.
+void log_nothing_decoded(const file_record& record, byte_view bytes, std::size_t first, const diagnostic_log* log) {
+    if (bytes.u32(first) == type_end) return;
+    log_diag(log, "err: record %llx: no attribute where they are to begin, at %zx",
+             static_cast<unsigned long long>(record.inode), first);
+}
+
 // Steps behind the decode, as far as they can drop the record.
 bool select_decoded(file_record& record, bool pre_passed, mft_entries_ctx& ctx, walk_state& state) {
     if ((ctx.time_start != 0 || ctx.time_stop != 0) && !evaluate_time_range(record, ctx)) return false;
@@ -90,9 +97,12 @@ bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode
     if (selection == pre_selection::refused && (ctx.and_logic || (ctx.rules.empty() && !has_or_filters(ctx))))
         return false;
 
-    if (first + 72 > bytes.size || 2 * first > bytes.size) return false;
     bool cut_by_budget = false;
-    if (!decode_attributes(record, bytes, first, ctx, cut_by_budget)) return false;
+    const bool has_room = first + 72 <= bytes.size && 2 * first <= bytes.size;
+    if (!has_room || !decode_attributes(record, bytes, first, ctx, cut_by_budget)) {
+        log_nothing_decoded(record, bytes, first, ctx.log);
+        return false;
+    }
     note_directory(record, ctx, cut_by_budget, state.paths);
 
     if (!select_decoded(record, selection == pre_selection::passed, ctx, state)) return false;

@@ -72,7 +72,10 @@ bool read_bitmap(cluster_walk& walk) {
     cluster_bitmap& bitmap = walk.bitmap;
     if (!read_and_decode_record(walk.record, ctx, bitmap_inode, true)) return false;
     const attr_entry* const stream = bitmap_stream(walk.record);
-    if (stream == nullptr) return false;
+    if (stream == nullptr) {
+        log_diag(ctx.log, "err: record %llx has no bitmap of clusters", static_cast<unsigned long long>(bitmap_inode));
+        return false;
+    }
     // Clusters that the source cannot hold need no bits.
     const std::uint64_t held = ctx.volume->reader->size() / ctx.volume->cluster_bytes();
     bitmap.limit = static_cast<std::size_t>(std::min<std::uint64_t>(bitmap_that_counts, held / 8 + 1));
@@ -86,7 +89,12 @@ bool read_bitmap(cluster_walk& walk) {
 }
 
 bool begin_cluster_walk(cluster_walk& walk) {
-    if (!begin_walk(walk) || walk.ctx.volume == nullptr || !read_bitmap(walk)) return false;
+    if (!begin_walk(walk)) return false;
+    if (walk.ctx.volume == nullptr) {
+        log_diag(walk.ctx.log, "err: free clusters need a volume, none are searched");
+        return false;
+    }
+    if (!read_bitmap(walk)) return false;
     const ntfs_volume& volume = *walk.ctx.volume;
     // A number in the record names none of $MFT here, so parents are looked up there.
     walk.state.paths.numbers_are_live = false;
@@ -95,6 +103,7 @@ bool begin_cluster_walk(cluster_walk& walk) {
     walk.cluster_size = volume.cluster_bytes();
     walk.slot_size = volume.record_bytes();
     walk.slots = walk.cluster_size / walk.slot_size;
+    if (walk.slots == 0) log_diag(walk.ctx.log, "err: clusters are smaller than records, none are searched");
     walk.overhang = volume.record_alloc_size > walk.slot_size ? volume.record_alloc_size - walk.slot_size : 0;
     return true;
 }
@@ -147,7 +156,12 @@ bool read_stretch(cluster_walk& walk, std::uint32_t first, std::uint32_t count) 
     const std::uint32_t wanted = count * walk.cluster_size + walk.overhang;
     walk.stretch.resize(wanted);
     std::uint32_t size = wanted;
-    return read_at_volume(*walk.ctx.volume, position_of(walk, first), walk.stretch.data(), size) && size == wanted;
+    const bool came = read_at_volume(*walk.ctx.volume, position_of(walk, first), walk.stretch.data(), size);
+    if (!came) {
+        log_diag(walk.ctx.log, "err: free clusters %x to %x cannot be read at once: %s", first, first + count - 1,
+                 read_error_text(*walk.ctx.volume).c_str());
+    }
+    return came && size == wanted;
 }
 
 void visit_stretch(cluster_walk& walk, std::uint32_t first, std::uint32_t count) {

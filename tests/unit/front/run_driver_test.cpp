@@ -143,6 +143,44 @@ TEST(run, results_begin_with_their_own_line_where_no_header_is_wanted) {
     }
 }
 
+TEST(run, the_log_names_what_had_no_effect_and_what_is_missing) {
+    const temp_folder folder;
+    std::vector<build::bytes> records(8);
+    records[7] = build::record()
+                     .attribute_list({{0x80, build::reference(6, 1), 3}, {0x80, build::reference(5, 5), 99}})
+                     .name(u"LONG~1", build::dos)
+                     .id(1)
+                     .name(u"SECOND~1", build::dos)
+                     .on_disk();
+    const temporary_file mft(build::mft(records));
+    temp_folder::put(folder.path(u"s.txt"), "-csv\n-quiet\r-csv\r\n");
+    const struct {
+        arguments given;
+        std::vector<const char*> told;
+    } cases[] = {
+        {{"-filter_nmae", "note"}, {": -filter_nmae\n", ": note\n"}},
+        {{"-mftstart", "1", "-mftstart", "2"}, {"argument, it has no effect: -mftstart\n"}},
+        {{"-jp"}, {"-jp has no effect"}},
+        {{"-filter_inode", "7|x"}, {"no effect: x\n"}},
+        {{"-mftrange", "abc", "-filter_stop_time", "x", "-filter_max_size", "x"},
+         {"-mftrange: no number", "no date, it has no effect: x", "limit of size: no number"}},
+        {{"-script", utf8_from_utf16(folder.path(u"s.txt"))}, {"the script is left out: no line ends"}},
+        {{"-filter_sig", "pe", "-filter_unalloc_clusters"}, {"first bytes need a volume", "clusters need a volume"}},
+        {{"-mftstart", "99"}, {"record 63 is none of the 8 records"}},
+        {{},
+         {"id 1 passed over, its place is taken: \"SECOND~1\"", "record 7: record 6 cannot be used",
+          "record 7: record 5 has not the attribute"}},
+    };
+    for (const auto& c : cases) {
+        const std::string log = utf8_from_utf16(folder.path(u"log"));
+        arguments args = {"-mftfile", mft.path(), "-quiet", "-diags", log};
+        args.insert(args.end(), c.given.begin(), c.given.end());
+        EXPECT_EQ(result_of(args).exit_code, 0);
+        const std::string text = without_returns(temp_folder::content(folder.path(u"log")));
+        for (const char* told : c.told) EXPECT_NE(text.find(told), std::string::npos) << told << text;
+    }
+}
+
 TEST(run, results_hold_the_header_and_the_rows_and_standard_output_the_header) {
     const temp_folder folder;
     const temporary_file mft(build::mft({}));
