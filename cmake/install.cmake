@@ -12,13 +12,14 @@ list(APPEND documents ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHAN
 set(samples ${PROJECT_SOURCE_DIR}/samples/small.mft ${PROJECT_SOURCE_DIR}/samples/small.img.gz
     ${PROJECT_SOURCE_DIR}/samples/case.img.gz ${PROJECT_SOURCE_DIR}/samples/oddities.img.gz
     ${PROJECT_SOURCE_DIR}/samples/README.md)
+set(left_by_runs PATTERN __pycache__ EXCLUDE PATTERN .snakemake EXCLUDE)
 
 if(WIN32)
     # One folder to unpack anywhere.
     install(TARGETS grelmoor RUNTIME DESTINATION . COMPONENT program)
     install(FILES ${documents} DESTINATION docs COMPONENT files)
     install(FILES ${samples} DESTINATION samples COMPONENT files)
-    install(DIRECTORY examples DESTINATION . COMPONENT files)
+    install(DIRECTORY examples DESTINATION . COMPONENT files ${left_by_runs})
     install(FILES ${shells_folder}/grelmoor.ps1 DESTINATION . COMPONENT files)
 else()
     # One file that runs on any Linux of the processor; the package of its distribution is the better neighbour.
@@ -34,7 +35,8 @@ else()
     install(FILES docs/grelmoor.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT manual)
     install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT files)
     install(FILES ${samples} DESTINATION ${CMAKE_INSTALL_DOCDIR}/samples COMPONENT files)
-    install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS COMPONENT files)
+    install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS COMPONENT files
+        ${left_by_runs})
     install(FILES ${shells_folder}/grelmoor.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
         RENAME grelmoor COMPONENT files)
     install(FILES ${shells_folder}/grelmoor.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d

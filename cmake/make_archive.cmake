@@ -8,7 +8,7 @@ if(folder MATCHES "windows")
     set(command "rm -f '${archive}' && find '${folder}' -type f | sort | zip -q -9 -X '${archive}' -@")
 else()
     string(APPEND archive .tar.gz)
-    set(command "tar --sort=name --owner=0 --group=0 --numeric-owner --mode=u=rwX,go=rX --format=ustar -c '${folder}' |
+    set(command "tar --sort=name --owner=0 --group=0 --numeric-owner --format=ustar -c '${folder}' |
         gzip -9n >'${archive}'")
 endif()
 execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C TZ=UTC sh -c "${command}" WORKING_DIRECTORY ${above}
