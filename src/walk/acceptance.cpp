@@ -49,6 +49,13 @@ void note_directory(const file_record& record, bool cut_by_budget, path_cache& p
     add_directory_node(paths, record, reads_alike);
 }
 
+// A record that was never used has none, which is no failure.
+void tell_no_attribute(const file_record& record, byte_view bytes, std::size_t first, const mft_entries_ctx& ctx) {
+    if (!record.in_use() && bytes.u32(first) == type_end) return;
+    log_diag(ctx.log, "err: record %llx: no attribute where they are to begin, at %zx",
+             static_cast<unsigned long long>(record.inode), first);
+}
+
 // Steps behind the decode, as far as they can drop the record.
 bool select_decoded(file_record& record, bool pre_passed, mft_entries_ctx& ctx, walk_state& state) {
     if ((ctx.time_start != 0 || ctx.time_stop != 0) && !evaluate_time_range(record, ctx)) return false;
@@ -93,8 +100,7 @@ bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode
     bool cut_by_budget = false;
     const bool has_room = first + 72 <= bytes.size && 2 * first <= bytes.size;
     if (!has_room || !decode_attributes(record, bytes, first, ctx, cut_by_budget)) {
-        log_diag(ctx.log, "err: record %llx: no attribute where they are to begin, at %zx",
-                 static_cast<unsigned long long>(inode), first);
+        tell_no_attribute(record, bytes, first, ctx);
         return false;
     }
     note_directory(record, cut_by_budget, state.paths);
