@@ -52,8 +52,8 @@ void note_directory(const file_record& record, bool cut_by_budget, path_cache& p
 // A record that was never used has none, which is no failure.
 void tell_no_attribute(const file_record& record, byte_view bytes, std::size_t first, const mft_entries_ctx& ctx) {
     if (!record.in_use() && bytes.u32(first) == type_end) return;
-    log_diag(ctx.log, "err: record %llx: no attribute where they are to begin, at %zx",
-             static_cast<unsigned long long>(record.inode), first);
+    log_diag(ctx.log, "err: record %llx: no attribute where they are to begin, at %x",
+             static_cast<unsigned long long>(record.inode), static_cast<unsigned>(first));
 }
 
 // Steps behind the decode, as far as they can drop the record.
