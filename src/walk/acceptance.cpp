@@ -49,11 +49,11 @@ void note_directory(const file_record& record, const record_source& records, boo
     add_directory_node(paths, record, records, reads_alike);
 }
 
-// A record that was never used ends where its attributes are to begin, and there is nothing to tell of it.
-void log_nothing_decoded(const file_record& record, byte_view bytes, std::size_t first, const diagnostic_log* log) {
-    if (bytes.u32(first) == type_end) return;
-    log_diag(log, "err: record %llx: no attribute where they are to begin, at %zx",
-             static_cast<unsigned long long>(record.inode), first);
+// A record that was never used has none, which is no failure.
+void tell_no_attribute(const file_record& record, byte_view bytes, std::size_t first, const mft_entries_ctx& ctx) {
+    if (!record.in_use() && bytes.u32(first) == type_end) return;
+    log_diag(ctx.log, "err: record %llx: no attribute where they are to begin, at %x",
+             static_cast<unsigned long long>(record.inode), static_cast<unsigned>(first));
 }
 
 // Steps behind the decode, as far as they can drop the record.
@@ -100,7 +100,7 @@ bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode
     bool cut_by_budget = false;
     const bool has_room = first + 72 <= bytes.size && 2 * first <= bytes.size;
     if (!has_room || !decode_attributes(record, bytes, first, ctx, cut_by_budget)) {
-        log_nothing_decoded(record, bytes, first, ctx.log);
+        tell_no_attribute(record, bytes, first, ctx);
         return false;
     }
     note_directory(record, ctx, cut_by_budget, state.paths);
