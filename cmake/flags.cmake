@@ -24,9 +24,13 @@ if(GRELMOOR_FUZZ STREQUAL "libfuzzer")
     target_compile_options(build_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
+# The same bytes wherever the checkout lies, and whenever it is built.
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    target_compile_options(build_flags INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+endif()
 if(WIN32)
     # One file to carry to another machine: no library beside it.
-    target_link_options(build_flags INTERFACE -static)
+    target_link_options(build_flags INTERFACE -static -Wl,--no-insert-timestamp)
     target_compile_definitions(build_flags INTERFACE UNICODE _UNICODE _WIN32_WINNT=0x0A00)
     if(CMAKE_BUILD_TYPE STREQUAL "Release")
         target_compile_options(build_flags INTERFACE -fstack-protector-strong)

@@ -1,4 +1,4 @@
-# Sourced by run.sh, test.sh and bench/run.sh, in the checkout's folder, behind packages.sh: builds one tree.
+# Sourced by run.sh, test.sh, package.sh and bench/run.sh, in the checkout's folder, behind packages.sh: builds a tree.
 # A tree that is broken (half configured, moved from elsewhere, cut off while it was written) is made anew, once.
 
 # Words and false where this user cannot write what another one has built.
@@ -14,7 +14,7 @@ can_build() {
     return 1
 }
 
-# build <tree> <on|off: with tests> [<target>]; quiet unless it fails.
+# build <tree> <on|off: with tests> [<targets>]; quiet unless it fails.
 build() {
     say "building $1"
     # Two runs at once take turns. The program that is started afterwards does not hold the lock.
@@ -45,6 +45,7 @@ configure() {
 }
 
 compile() {
-    # shellcheck disable=SC2086 # no target: all of them
-    cmake --build --preset "$1" --parallel "$(nproc)" ${3:+--target "$3"}
+    tree=$1
+    shift 2
+    cmake --build --preset "$tree" --parallel "$(nproc)" ${1:+--target "$@"}
 }

@@ -1,9 +1,12 @@
-# Sourced by run.sh, test.sh and bench/run.sh, in the checkout's folder: what they need from Debian 12's package archive.
+# Sourced by run.sh, test.sh, package.sh and bench/run.sh, in the checkout's folder: what they need of the archive of
+# Debian 12.
 # `need` calls apt only when something is missing, so a built tree starts at once and without a network.
 
 build_packages="g++ cmake ninja-build"
 test_packages="python3 xz-utils libgtest-dev googletest clang clang-format clang-tidy libclang-rt-14-dev
-    g++-mingw-w64-x86-64-posix wine wine64 ntfs-3g sleuthkit qemu-utils gdisk parted"
+    g++-mingw-w64-x86-64-posix wine wine64 ntfs-3g sleuthkit qemu-utils gdisk parted strace
+    debootstrap dpkg-dev file zsh fish jq sqlite3 python3-pandas"
+package_packages="python3 g++-mingw-w64-x86-64-posix dpkg-dev file lintian zip git"
 
 say() { echo "$*" >&2; }
 

@@ -5,7 +5,7 @@
 #include <cstring>
 
 void log_diag(const diagnostic_log* log, const char* format, ...) {
-    if (log == nullptr || log->stream == nullptr) return;
+    if (!is_read(log)) return;
     // What the format's length and 255 bytes more cannot hold is cut.
     std::string text(std::strlen(format) + 255, '\0');
     std::va_list values;
@@ -18,6 +18,6 @@ void log_diag(const diagnostic_log* log, const char* format, ...) {
 }
 
 void log_diag_text(const diagnostic_log* log, const std::string& text) {
-    if (log == nullptr || log->stream == nullptr) return;
+    if (!is_read(log)) return;
     *log->stream << "->" + text + "\n";
 }

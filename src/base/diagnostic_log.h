@@ -11,6 +11,8 @@ struct diagnostic_log {
     std::unique_ptr<std::ostream> stream;  // unbuffered; null without -diags
 };
 
+// Whether anybody reads: asked where the words themselves cost something.
+inline bool is_read(const diagnostic_log* log) { return log != nullptr && log->stream != nullptr; }
 // A line: "->", the text, a line feed. Does nothing where there is no log. A text longer than its format by more than
 // 255 bytes is cut there.
 [[gnu::format(printf, 2, 3)]] void log_diag(const diagnostic_log* log, const char* format, ...);

@@ -94,26 +94,44 @@ std::size_t put_ascii(char* to, std::u16string_view text) {
     return at;
 }
 
-}  // namespace
-
-char* put_utf8(char* to, std::u16string_view text, bool& complete) {
+template <bool keeps_lone>
+char* put_units(char* to, std::u16string_view text, bool& complete) {
     complete = true;
     std::size_t at = put_ascii(to, text);
     to += at;
     while (at < text.size()) {
-        std::uint32_t code = text[at];
-        if (is_high_surrogate(text[at])) {
-            if (at + 1 == text.size() || !is_low_surrogate(text[at + 1])) {
-                complete = false;
-                break;
-            }
-            code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<std::uint32_t>(text[at + 1]) - 0xDC00);
-            ++at;
+        std::uint32_t code = text[at++];
+        const bool paired =
+            is_high_surrogate(static_cast<char16_t>(code)) && at < text.size() && is_low_surrogate(text[at]);
+        if (paired) {
+            code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<std::uint32_t>(text[at++]) - 0xDC00);
+        } else if (!keeps_lone && is_high_surrogate(static_cast<char16_t>(code))) {
+            complete = false;
+            break;
         }
-        ++at;
         to += put_code(to, code);
     }
     return to;
+}
+
+}  // namespace
+
+char* put_utf8(char* to, std::u16string_view text, bool& complete) { return put_units<false>(to, text, complete); }
+
+char* put_whole_utf8(char* to, std::u16string_view text) {
+    bool complete = true;
+    return put_units<true>(to, text, complete);
+}
+
+char16_t take_unit_or_utf8(std::string_view text, std::size_t& at) {
+    std::uint32_t code = 0;
+    if (take_utf8(text, at, code)) return 0;
+    const auto byte = [&](std::size_t index) { return static_cast<std::uint8_t>(text[at + index]); };
+    const bool is_surrogate = text.size() - at >= 3 && byte(0) == 0xED && (byte(1) & 0xE0) == 0xA0 &&  //
+                              (byte(2) & 0xC0) == 0x80;
+    const unsigned unit = is_surrogate ? 0xD000u | ((byte(1) & 0x3Fu) << 6) | (byte(2) & 0x3Fu) : 0xDC00u + byte(0);
+    at += is_surrogate ? 3 : 1;
+    return static_cast<char16_t>(unit);
 }
 
 bool append_utf8(std::string& out, std::u16string_view text) {

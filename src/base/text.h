@@ -15,6 +15,11 @@ bool append_utf8(std::string& out, std::u16string_view text);
 constexpr std::size_t most_utf8 = 3;  // a pair of units makes four
 char* put_utf8(char* to, std::u16string_view text, bool& complete);
 std::string utf8_from_utf16(std::u16string_view text);
+// The same to its end: a lone high surrogate becomes three bytes as well. Whoever writes the text on deals with them.
+char* put_whole_utf8(char* to, std::u16string_view text);
+// Where text stops to be UTF-8 at `at`, the 16-bit unit that stands there, and `at` moves behind it: a surrogate out of
+// three bytes, else 0xDC00 and the byte, as utf16_from_utf8 has it. 0, with `at` moved: a character that is UTF-8.
+char16_t take_unit_or_utf8(std::string_view text, std::size_t& at);
 
 // Bytes that are no UTF-8 become the units 0xDC80 to 0xDCFF, one a byte, so that a host file name in another encoding
 // survives the way through wide strings: host paths turn them back into the bytes they stand for.

@@ -13,6 +13,8 @@ struct time_point {
 };
 
 time_point time_point_of(std::uint64_t filetime);
+// The calendar's own: every moment from 1601 to the end of the year 9999 is valid, but 0.
+time_point calendar_point_of(std::uint64_t filetime);
 
 // How numbers are to be read as times.
 enum time_mode : int {

@@ -142,7 +142,11 @@ bool copy_stream(const file_record& record, const mft_entries_ctx& ctx, const at
                  stream_state& state) {
     const std::u16string own_name = std::move(state.extracted_path);
     state.extracted_path.clear();
-    if (!has_stream_bytes(attribute)) return false;
+    if (!has_stream_bytes(attribute)) {
+        log_diag(ctx.log, "info: record %llx: a stream without a byte is not copied",
+                 static_cast<unsigned long long>(record.inode));
+        return false;
+    }
     const std::u16string temporary = temporary_path(ctx);
     if (leads_to_evidence(temporary, ctx)) return false;
     move_outcome outcome = move_outcome::failed;

@@ -50,9 +50,11 @@ bool put_to_stream(void* target, byte_view bytes) {
 std::uint16_t id_of(const attr_entry& attribute) { return byte_view(attribute.raw).u16(attribute_at::id); }
 
 // The runs of the entry with the attribute's id, which is the attribute itself unless it has none: ids of several
-// records meet in one map. Only if no such entry has any, of the first with its type. Null: none.
-const std::vector<cluster_run>* runs_of(const file_record& record, const attr_entry& attribute) {
+// records meet in one map. Only if no such entry has any, of the first with its type; `own_alone`, for a thorough run,
+// takes no other entry's. Null: none.
+const std::vector<cluster_run>* runs_of(const file_record& record, const attr_entry& attribute, bool own_alone) {
     if (!attribute.runs.empty()) return &attribute.runs;
+    if (own_alone) return nullptr;
     const std::vector<cluster_run>* of_type = nullptr;
     for (const auto& item : record.attributes) {
         const attr_entry& entry = item.value;
@@ -66,7 +68,7 @@ const std::vector<cluster_run>* runs_of(const file_record& record, const attr_en
 bool read_through_runs(const stream_sink& sink, const file_record& record, const mft_entries_ctx& ctx,
                        const attr_entry& attribute) {
     if (ctx.volume == nullptr) return false;
-    const std::vector<cluster_run>* runs = runs_of(record, attribute);
+    const std::vector<cluster_run>* runs = runs_of(record, attribute, ctx.thorough);
     if (runs == nullptr) return false;
     stream_runs stream(*runs);
     const bool compressed = is_compressed_attribute(attribute);
@@ -78,8 +80,11 @@ bool read_through_runs(const stream_sink& sink, const file_record& record, const
     // Kept: holes of a stream with compression marks stay, under -raw as well: its units are made of them.
     if (ctx.skip_sparse && !compressed) drop_sparse_runs(stream);
     const std::uint64_t held = run_bytes(stream.runs, ctx.volume->cluster_bytes(), false);
-    const bool is_index = attribute.type == type_index_allocation && !ctx.raw_copy;
-    return read_plain_stream(*ctx.volume, sink, stream, std::min(size, held), is_index);
+    plain_extent extent = extent_of(*ctx.volume, attribute, std::min(size, held));
+    if (ctx.raw_copy) extent.is_index = false;
+    // Who asks for clusters as they lie gets them as they lie.
+    if (ctx.raw_copy || ctx.skip_sparse) extent.written = plain_extent().written;
+    return read_plain_stream(*ctx.volume, sink, stream, extent);
 }
 
 // Not of an extracted $MFT: there no stream outside of the records can be read.

@@ -25,7 +25,7 @@ struct cmd_option {
 };
 
 struct format_flags {
-    bool xml = false, csv = false, l2t = false, csvgen = false, bodyfile = false, multiline = false;
+    bool xml = false, csv = false, l2t = false, csvgen = false, bodyfile = false, multiline = false, jsonl = false;
 };
 
 void set_formats(cmd_params& params, const format_flags& on) {
@@ -35,6 +35,7 @@ void set_formats(cmd_params& params, const format_flags& on) {
     params.format_csvgen = on.csvgen;
     params.format_bodyfile = on.bodyfile;
     params.format_multiline = on.multiline;
+    params.format_jsonl = on.jsonl;
 }
 
 // The separator, and the pair of bytes that keeps it out of text cells.
@@ -92,6 +93,14 @@ bool format_xml(cmd_params& params, const std::string&) {
 bool format_multiline(cmd_params& params, const std::string&) {
     set_formats(params, {.multiline = true});
     params.header_pending = true;
+    set_separator(params, "");
+    return true;
+}
+
+// Every byte of a text stands as it is: JSON has escapes of its own.
+bool format_jsonl(cmd_params& params, const std::string&) {
+    set_formats(params, {.jsonl = true});
+    params.header_pending = false;
     set_separator(params, "");
     return true;
 }
@@ -221,6 +230,9 @@ constexpr cmd_option cmd_options[] = {
     {"-bodyfile", option_form::flag, format_bodyfile},
     {"-xml", option_form::flag, format_xml},
     {"-multiline", option_form::flag, format_multiline},
+    {"-jsonl", option_form::flag, format_jsonl},
+    // Its effect is the driver's, which writes the run's header ahead of the passes.
+    {"-no_run_header", option_form::flag, switch_on<>},
     {"-alias", option_form::value, [](params_t& p, const std::string& v) { return add_aliases(p.aliases, v, false); }},
     {"-aliaspath", option_form::value,
      [](params_t& p, const std::string& v) { return add_aliases(p.alias_paths, v, true); }},

@@ -23,14 +23,19 @@ int add_names(mft_entries_ctx& ctx, const std::u16string& value, bool partial) {
     return 0;
 }
 
-int add_inodes(flat_map<std::uint64_t, filter_entry>& table, const std::u16string& value, std::uint32_t kind) {
+int add_inodes(mft_entries_ctx& ctx, flat_map<std::uint64_t, filter_entry>& table, const std::u16string& value,
+               std::uint32_t kind) {
     wide_list items;
     split_lowered(items, value);
     for (const std::u16string& item : items) {
         const std::size_t colon = item.find(u':');
         const std::u16string stream = colon == std::u16string::npos ? std::u16string() : item.substr(colon + 1);
         std::uint64_t inode = 0;
-        if (parse_size(low_bytes(item.substr(0, colon)), inode)) add_inode_entry(table, inode, stream, kind);
+        if (parse_size(low_bytes(item.substr(0, colon)), inode)) {
+            add_inode_entry(table, inode, stream, kind);
+        } else {
+            tell_no_number(ctx, "a filter by record number", item);
+        }
     }
     return 0;
 }
@@ -45,7 +50,8 @@ int take_start_time(mft_entries_ctx& ctx, const std::u16string& value, wide_list
 }
 
 int take_stop_time(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
-    parse_filter_date(low_bytes(value), "23:59:59", ctx.time_stop);
+    if (!parse_filter_date(low_bytes(value), "23:59:59", ctx.time_stop))
+        log_diag(ctx.log, "err: -filter_stop_time: no date, it has no effect: %s", low_bytes(value).c_str());
     return 0;
 }
 
@@ -69,9 +75,9 @@ int take_full_names(mft_entries_ctx& ctx, const std::u16string& value, wide_list
 }
 
 int take_directory_inodes(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
-    return add_inodes(ctx.dir_inodes, value, entry_directory);
+    return add_inodes(ctx, ctx.dir_inodes, value, entry_directory);
 }
 
 int take_file_inodes(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
-    return add_inodes(ctx.selected_inodes, value, entry_file);
+    return add_inodes(ctx, ctx.selected_inodes, value, entry_file);
 }

@@ -18,10 +18,14 @@ bool reads_shadow_copy(const mft_entries_ctx& ctx) {
 // Tagged text: tables cannot be written so. The bare list and the dump of a record are no tables.
 bool writes_tagged_tables(const mft_entries_ctx& ctx) { return ctx.format_xml && !ctx.filepath_only && !ctx.find_mft; }
 
+// A dump is no table of rows: nothing in it would be an object.
+bool dumps_into_objects(const mft_entries_ctx& ctx) { return ctx.format_jsonl && ctx.find_mft; }
+
 }  // namespace
 
 bool refuse_what_is_not_offered(const mft_entries_ctx& ctx) {
-    const bool refused = (reads_shadow_copy(ctx) && !host_has_shadow_copies()) || writes_tagged_tables(ctx);
+    const bool refused =
+        (reads_shadow_copy(ctx) && !host_has_shadow_copies()) || writes_tagged_tables(ctx) || dumps_into_objects(ctx);
     if (refused) write_standard_error("This option is not offered in this build\n");
     return refused;
 }

@@ -47,6 +47,31 @@ bool settle_log(mft_entries_ctx& ctx) {
     return false;
 }
 
+// Read for the sake of old command lines, and by nothing behind the passes.
+constexpr const char* without_effect[] = {"-alias",      "-aliaspath", "-filter",  "-filter_dir_recurse",
+                                          "-find_objid", "-gzip",      "-hexdump", "-indxfile",
+                                          "-jp",         "-lnk",       "-pipe",    "-threads",
+                                          "-verbose",    "-v",         "-zlib",    "-zlibex"};
+
+std::vector<const char*> named_without_effect(std::vector<std::string> args) {
+    std::vector<const char*> named;
+    for (const char* name : without_effect) {
+        if (take_flag(name, args)) named.push_back(name);
+    }
+    return named;
+}
+
+// What a run passed over must not look like an answer: a misspelt filter selects nothing and refuses nothing.
+// Instances got the same arguments, of which this run has told.
+void tell_unused(const mft_entries_ctx& ctx, const std::vector<const char*>& idle, std::vector<std::string> left) {
+    if (ctx.instance_number != -1) return;
+    std::string value;
+    if (ctx.cpu_count > 1) take_value("-tempdir", value, left);  // the split takes it
+    for (const char* name : idle) log_diag(ctx.log, "info: %s has no effect", name);
+    for (std::size_t index = 1; index < left.size(); ++index)
+        log_diag_text(ctx.log, "err: no option took this argument, it has no effect: " + left[index]);
+}
+
 option_result read_passes(mft_entries_ctx& ctx, std::vector<std::string>& args, const std::string& version,
                           const std::string& source_type) {
     if (source_type.empty()) ctx.source_type = "NTFS$MFT";
@@ -56,6 +81,7 @@ option_result read_passes(mft_entries_ctx& ctx, std::vector<std::string>& args, 
     std::vector<std::u16string> list = widened(args);
     const std::string without_script = append_script(list, ctx.evidence);
     args = narrowed(list);
+    const std::vector<const char*> idle = named_without_effect(args);
     take_hashfile(ctx, list);
     if (!parse_cmd_params(ctx, args)) return options_invalid;
     if (!without_script.empty()) log_diag(ctx.log, "err: the script is left out: %s", without_script.c_str());
@@ -64,6 +90,7 @@ option_result read_passes(mft_entries_ctx& ctx, std::vector<std::string>& args, 
     list = widened(args);
     const int result = parse_walk_options(ctx, list);
     if (result != 0) return static_cast<option_result>(result);
+    tell_unused(ctx, idle, narrowed(list));
     if (is_live_source(ctx) && !is_elevated_admin()) {
         write_standard_error(missing_rights);
         return options_read;

@@ -10,6 +10,8 @@
 #include "front/not_offered.h"
 #include "front/option_reader.h"
 #include "front/run_header.h"
+#include "front/scanners.h"
+#include "front/script_file.h"
 #include "front/split_run.h"
 #include "front/usage.h"
 #include "instances/instances.h"
@@ -31,8 +33,8 @@ constexpr int failed = -1;
 struct run_state {
     std::vector<std::string> args;
     std::vector<std::string> child_args;  // before any pass took anything: what instances are started with
-    std::string run_header;
-    std::u16string merged_path;  // in the first instance of several: where its rows go
+    std::string run_header;               // empty: none is wanted
+    std::u16string merged_path;           // in the first instance of several: where its rows go
     uni::ofstream results_file;
     std::ostream* out = nullptr;
     std::unique_ptr<mft_entries_ctx> ctx;
@@ -64,7 +66,17 @@ void print_profile(const mft_entries_ctx& ctx) {
     write_standard_error(text.str());
 }
 
-void write_header_block(std::ostream& out, const std::string& header) { (out << header + "\n").flush(); }
+// Results that another program reads begin with their own first line. The options have not been read yet.
+bool wants_run_header(const std::vector<std::string>& args) {
+    std::vector<std::u16string> list = widened(args);
+    evidence_files unused;
+    append_script(list, unused);
+    return !take_flag_wide("-no_run_header", list) && !take_flag_wide("-jsonl", list);
+}
+
+void write_header_block(std::ostream& out, const std::string& header) {
+    if (!header.empty()) (out << header + "\n").flush();
+}
 
 // The directories that the results file is to lie in.
 bool make_results_directories(const mft_entries_ctx& ctx) {
@@ -149,7 +161,7 @@ int run(std::vector<std::string> args) {
     state.merged_path = take_merged_path();
     state.args = args;
     state.child_args = std::move(args);
-    state.run_header = build_run_header(state.args);
+    if (wants_run_header(state.args)) state.run_header = build_run_header(state.args);
     state.out = &standard_output();
     write_header_block(*state.out, state.run_header);
     state.ctx.reset(new (std::nothrow) mft_entries_ctx);

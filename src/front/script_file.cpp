@@ -118,6 +118,7 @@ std::string append_script(std::vector<std::u16string>& list, evidence_files& evi
     if (size > largest_script) return "too large";
     if (!file.read_into(bytes, static_cast<std::uint64_t>(size), 0)) return system_error_text(last_system_error());
     if (!script_tokens(bytes, tokens)) return "too many arguments";
+    if (tokens.empty()) return "no line ends, or mixed ones, or nothing but comments";
     std::move(tokens.begin(), tokens.end(), std::back_inserter(list));
     return {};
 }

@@ -52,7 +52,7 @@ int choose_per_path(mft_entries_ctx& ctx, const std::u16string&, wide_list&) {
 }
 
 int settle_formats(mft_entries_ctx& ctx, const std::u16string&, wide_list&) {
-    if (ctx.format_csv || ctx.format_l2t || ctx.format_bodyfile) clear_shapes(ctx);
+    if (ctx.format_csv || ctx.format_l2t || ctx.format_bodyfile || ctx.format_jsonl) clear_shapes(ctx);
     if (!ctx.format_l2t && !ctx.format_bodyfile) return 0;
     ctx.no_whitespace = true;
     ctx.blank_before_time = false;
@@ -68,7 +68,7 @@ int place_results(mft_entries_ctx& ctx, const std::u16string&, wide_list&) {
 
 int dump_record(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
     ctx.find_mft = ctx.fetch_header = true;
-    parse_u64(low_bytes(value), ctx.mft_start);
+    if (!parse_u64(low_bytes(value), ctx.mft_start)) tell_no_number(ctx, "-find_mft", value);
     ctx.mft_count = 1;
     ctx.head_length = 2048;
     return 0;

@@ -56,6 +56,7 @@ bool accept_source(mft_entries_ctx& ctx, wide_list& list, const check_call& chec
     const bool offset_given = ctx.volume_offset != 0;
     offset_check asked;
     asked.offset = ctx.volume_offset;
+    asked.thorough = ctx.thorough;
     asked.ignore_size = offset_given && take_flag_wide("-ignore_image_size", list);
     const bool as_asked = run_check(ctx, asked, check);
     const bool is_cut = !as_asked && asked.found && asked.offset == ctx.volume_offset;
@@ -89,13 +90,13 @@ bool is_whole_chain(const mft_entries_ctx& ctx) {
 }  // namespace
 
 int take_first_record(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
-    parse_u64(low_bytes(value), ctx.mft_start);
+    if (!parse_u64(low_bytes(value), ctx.mft_start)) tell_no_number(ctx, "-mftstart", value);
     ctx.mft_count = 1;
     return 0;
 }
 
 int take_record_count(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
-    parse_u64(low_bytes(value), ctx.mft_count);
+    if (!parse_u64(low_bytes(value), ctx.mft_count)) tell_no_number(ctx, "-mftrange", value);
     return 0;
 }
 
@@ -119,7 +120,7 @@ int take_shadow_copy(mft_entries_ctx& ctx, const std::u16string& value, wide_lis
 }
 
 int take_volume_offset(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
-    parse_u64(low_bytes(value), ctx.volume_offset);
+    if (!parse_u64(low_bytes(value), ctx.volume_offset)) tell_no_number(ctx, "-offset", value);
     return 0;
 }
 

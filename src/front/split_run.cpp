@@ -34,7 +34,7 @@ std::string temp_directory(const mft_entries_ctx& ctx, std::vector<std::string>&
 // so every occurrence goes.
 void keep_for_instances(std::vector<std::string>& args) {
     std::string value;
-    for (const char* name : {"-cpu", "-out", "-outfile", "-tempdir", "-cpuinst", "-mftstart", "-mftrange"}) {
+    for (const char* name : {"-cpu", "-out", "-outfile", "-outdir", "-tempdir", "-cpuinst", "-mftstart", "-mftrange"}) {
         while (take_value(name, value, args)) {
         }
     }
@@ -50,6 +50,8 @@ void keep_for_instances(std::vector<std::string>& args) {
 
 bool run_split(mft_entries_ctx& ctx, std::vector<std::string>& left_args, std::vector<std::string> child_args) {
     if (!can_be_split(ctx)) return false;
+    // -outdir names the results, too, and an instance would write to it as well.
+    ctx.results_path_wide = make_absolute(utf16_from_utf8(ctx.results_path));
     const std::string temp_dir = temp_directory(ctx, left_args);
     create_directory_tree(make_absolute(utf16_from_utf8(temp_dir)));
     keep_for_instances(child_args);

@@ -5,7 +5,8 @@
 
 #include <string>
 
-constexpr const char* version_text = "ver: 0.72";
+// The one place of the version: CMake reads it out of this line.
 constexpr const char* banner = "grelmoor ver: 0.72";
+constexpr const char* version_text = banner + sizeof "grelmoor";
 
 std::string usage_text();

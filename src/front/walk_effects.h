@@ -17,6 +17,9 @@ using walk_effect = int (*)(mft_entries_ctx& ctx, const std::u16string& value, w
 // The lower-cased items of a list, as every option with a list reads it.
 void split_lowered(wide_list& out, const std::u16string& value);
 
+// For -diags: the value of an option, or an item of it, is no number, and the option has no effect.
+void tell_no_number(const mft_entries_ctx& ctx, const char* option, const std::u16string& value);
+
 // shape_options.cpp: report shapes and results.
 int take_separator(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list);
 int choose_default_output(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list);

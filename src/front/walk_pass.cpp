@@ -27,7 +27,7 @@ struct walk_step {
 
 using effect_value = const std::u16string&;
 
-template <bool mft_settings::*... members>
+template <auto... members>
 int switch_on(mft_entries_ctx& ctx, effect_value, wide_list&) {
     ((ctx.*members = true), ...);
     return 0;
@@ -52,7 +52,7 @@ int keep_list(mft_entries_ctx& ctx, effect_value value, wide_list&) {
 
 template <std::uint64_t mft_settings::*target>
 int keep_size(mft_entries_ctx& ctx, effect_value value, wide_list&) {
-    parse_size(low_bytes(value), ctx.*target);
+    if (!parse_size(low_bytes(value), ctx.*target)) tell_no_number(ctx, "a limit of size", value);
     return 0;
 }
 
@@ -63,6 +63,7 @@ constexpr step_group live = step_group::live_or_record_file, whole = step_group:
 // The whole pass in the order of its calls, which decides where two options write the same setting.
 constexpr walk_step walk_steps[] = {
     {"-hide_dos_fntimes", flag, switch_on<&settings::hide_dos_fntimes>},
+    {"-thorough", flag, switch_on<&record_source::thorough>},
     {nullptr, always, take_separator},
     {"-default_output", flag, choose_default_output},
     {"-filepath_only", flag, choose_path_list},
@@ -128,6 +129,10 @@ bool take_step(const walk_step& step, std::u16string& value, wide_list& list) {
 }  // namespace
 
 void split_lowered(wide_list& out, const std::u16string& value) { split_list(out, lowered(value), "|,;"); }
+
+void tell_no_number(const mft_entries_ctx& ctx, const char* option, const std::u16string& value) {
+    log_diag(ctx.log, "err: %s: no number, it has no effect: %s", option, utf8_from_utf16(value).c_str());
+}
 
 int parse_walk_options(mft_entries_ctx& ctx, wide_list& list) {
     step_group taken = step_group::none;  // groups stand apart from each other: the last one is enough to know

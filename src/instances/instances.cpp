@@ -51,9 +51,19 @@ bool nothing_to_split() {
     return false;
 }
 
+// What plan_instance leaves out of a range must not look like records without rows.
+void log_asked_range(const mft_entries_ctx& ctx) {
+    if (ctx.mft_start == 0 || ctx.find_mft) return;
+    log_diag(ctx.log, "err: -mftstart beside -mftrange: the last instance walks %llu records less",
+             static_cast<unsigned long long>(ctx.mft_start));
+}
+
 // The range that was asked for, or all of $MFT. False: no records.
 bool measure_job(mft_entries_ctx& ctx) {
-    if (ctx.mft_count != 0) return true;
+    if (ctx.mft_count != 0) {
+        log_asked_range(ctx);
+        return true;
+    }
     file_record record;
     if (!open_and_prepare(ctx) || !source_usable(ctx) || !read_and_decode_record(record, ctx, 0, false)) return false;
     ctx.mft_count = declared_mft_size(record) / ctx.effective_record_size();
@@ -142,6 +152,7 @@ instance plan_instance(const mft_entries_ctx& ctx, std::uint32_t index, std::uin
     each.start = ctx.mft_start + index * chunk;
     each.range = chunk;
     if (index + 1 == count) each.range = ctx.mft_count > each.start ? ctx.mft_count - each.start : 0;
+    if (ctx.find_mft) each.range = ctx.mft_count;  // the instance goes by the number that -find_mft names
     return each;
 }
 
@@ -195,7 +206,7 @@ void name_up_to(std::uint32_t end, std::uint32_t& named) {
 
 // Only some shapes begin with a line of labels.
 bool has_column_line(const mft_entries_ctx& ctx) {
-    return !ctx.filepath_only && !ctx.find_mft && !ctx.format_multiline;
+    return !ctx.filepath_only && !ctx.find_mft && !ctx.format_multiline && !ctx.format_jsonl;
 }
 
 const char* words_of(merge_result result) {
@@ -222,8 +233,10 @@ std::u16string temp_path(const instance& each) { return make_absolute(utf16_from
 
 merge_result merge_part(const instance& each, plain_file& part, const mft_entries_ctx& ctx, bool labelled) {
     const std::u16string& path = ctx.results_path_wide;
-    if (each.adds_itself) return settle_results(path, each.merged_before, part);
-    return part.is_open ? append_results(path, part, labelled && has_column_line(ctx)) : merge_result::unreadable;
+    const bool has_run_header = !ctx.run_header_text.empty();
+    if (each.adds_itself) return settle_results(path, each.merged_before, part, has_run_header);
+    if (!part.is_open) return merge_result::unreadable;
+    return append_results(path, part, labelled && has_column_line(ctx), has_run_header);
 }
 
 // Moves an instance's rows to the merged file. `labelled`: the labels stand there already. False: the file is full.

@@ -48,11 +48,11 @@ bool open_merged(native_file& to, const std::u16string& path, bool (*open)(nativ
 }
 
 // Where the part's rows begin.
-merge_result find_rows(plain_file& part, bool drop_header, std::uint64_t& offset) {
+merge_result find_rows(plain_file& part, bool drop_header, std::uint64_t& offset, bool has_run_header) {
     std::vector<std::uint8_t> head;
     if (!part.read_into(head, head_limit, 0)) return merge_result::unreadable;
     const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
-    return find_body(text, drop_header, offset) ? merge_result::merged : merge_result::no_rows;
+    return find_body(text, drop_header, offset, has_run_header) ? merge_result::merged : merge_result::no_rows;
 }
 
 // Behind the last whole row that the merged file holds behind `start`.
@@ -70,8 +70,10 @@ bool cut_merged(const std::u16string& path, std::uint64_t end) {
 
 }  // namespace
 
-bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset) {
-    bool blank_seen = false;
+bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset, bool has_run_header) {
+    offset = 0;
+    if (!has_run_header && !drop_header) return !head.empty();
+    bool blank_seen = !has_run_header;
     // Kept: a zero byte ends the search, too.
     const std::string_view lines = head.substr(0, std::min(head.find('\0'), head.size()));
     for (std::size_t start = 0, end = 0; (end = lines.find('\n', start)) != std::string_view::npos; start = end + 1) {
@@ -85,9 +87,9 @@ bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset) {
     return false;
 }
 
-merge_result append_results(const std::u16string& path, plain_file& part, bool drop_header) {
+merge_result append_results(const std::u16string& path, plain_file& part, bool drop_header, bool has_run_header) {
     std::uint64_t offset = 0, end = 0;
-    merge_result result = find_rows(part, drop_header, offset);
+    merge_result result = find_rows(part, drop_header, offset, has_run_header);
     if (result != merge_result::merged) return result;
     if (!find_end(part, offset, end)) return merge_result::unreadable;
     if (offset >= end) return merge_result::no_rows;
@@ -97,9 +99,10 @@ merge_result append_results(const std::u16string& path, plain_file& part, bool d
     return close_written_file(to) ? result : merge_result::not_written;
 }
 
-merge_result settle_results(const std::u16string& path, std::uint64_t start, plain_file& part) {
+merge_result settle_results(const std::u16string& path, std::uint64_t start, plain_file& part, bool has_run_header) {
     std::uint64_t offset = 0, end = start;
-    merge_result result = find_rows(part, false, offset);
+    merge_result result = part.is_open ? merge_result::merged : merge_result::unreadable;
+    if (has_run_header) result = find_rows(part, false, offset, true);
     if (result == merge_result::merged) result = find_added(path, start, end);
     return cut_merged(path, result == merge_result::merged ? end : start) ? result : merge_result::not_written;
 }

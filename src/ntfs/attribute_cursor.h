@@ -17,25 +17,26 @@ struct attribute_limits {
     bool budget = false;
 };
 
+// Inlined by word: it has more callers than a compiler copies it to, and one of them is the walk's innermost loop.
 class attribute_cursor {
 public:
     attribute_cursor(byte_view record, std::size_t first, attribute_limits limits)
         : record_(record), limits_(limits), at_(first), budget_(2 * static_cast<std::uint64_t>(first)) {}
 
     // True while it stands at an attribute: no end mark, no length of 0, which bytes beyond the record have too.
-    bool valid() {
+    [[gnu::always_inline]] bool valid() {
         if (record_.u32(at_ + attribute_at::type) == type_end) return false;
         cut_by_budget_ = limits_.budget && budget_ > record_.size;
         return !cut_by_budget_ && length() != 0 && length() <= limits_.longest;
     }
-    void next() {
+    [[gnu::always_inline]] void next() {
         at_ += length();
         budget_ += length();
     }
 
     std::size_t at() const { return at_; }  // offset in the record
     std::uint32_t type() const { return record_.u32(at_ + attribute_at::type); }
-    std::uint32_t length() const { return record_.u32(at_ + attribute_at::length); }
+    [[gnu::always_inline]] std::uint32_t length() const { return record_.u32(at_ + attribute_at::length); }
     std::uint16_t id() const { return record_.u16(at_ + attribute_at::id); }
     // From the attribute's header to the record's end.
     byte_view bytes() const { return record_.part(at_, record_.size); }

@@ -5,22 +5,13 @@
 #include "base/diagnostic_log.h"
 #include "ntfs/attribute_cursor.h"
 #include "ntfs/attributes.h"
+#include "ntfs/extension_records.h"
 #include "ntfs/record_kind.h"
 #include "ntfs/record_read.h"
 #include "ntfs/record_source.h"
 #include "ntfs/volume.h"
 
 namespace {
-
-// Takes `bytes` of what a record's lists may have read. False: they have had it all.
-bool pay_for_read(file_record& record, const record_source& records, std::uint32_t bytes) {
-    if (record.costs.read_bytes + bytes > record_cost_limit) {
-        tell_record_limit(record, records.log, "its attribute lists ask for more than 64 MiB");
-        return false;
-    }
-    record.costs.read_bytes += bytes;
-    return true;
-}
 
 // The bytes of a non-resident attribute list, cluster by cluster as the walk of its entries comes to need them.
 class list_clusters {
@@ -36,11 +27,16 @@ public:
     bool append_next(std::vector<std::uint8_t>& bytes) {
         const std::uint32_t cluster_size = records_.volume->cluster_bytes();
         while (run_ < runs_.size() && left_ > 0) {
-            if (cluster_ < runs_[run_].clusters && !pay_for_read(record_, records_, cluster_size)) return false;
+            if (cluster_ < runs_[run_].clusters && !pay_for_read(record_, records_.log, cluster_size)) return false;
             if (cluster_ < runs_[run_].clusters && append(bytes, runs_[run_].lcn + cluster_)) {
                 ++cluster_;
                 left_ -= std::min(cluster_size, left_);
                 return true;
+            }
+            if (cluster_ < runs_[run_].clusters) {
+                log_diag(records_.log, "err: record %llx: its attribute list is unreadable at cluster %llx",
+                         static_cast<unsigned long long>(record_.inode),
+                         static_cast<unsigned long long>(runs_[run_].lcn + cluster_));
             }
             ++run_;
             cluster_ = 0;
@@ -67,10 +63,16 @@ private:
 };
 
 // Walks the entries of an attribute list and decodes what each names in another record.
+//
+// By default an entry's id alone says which attribute is meant, whoever the record that it names belongs to now, and
+// what is found is filed under that id. Kept: records number their attributes independently, so that two of them, or
+// one and the base record's own, meet under one key, and the first stays.
+// A thorough run takes only what belongs to the base record, by type and id, and numbers it from behind the base
+// record's own attributes: nothing meets, and what lay in a reused extension record is another file's.
 class list_walk {
 public:
     list_walk(file_record& record, record_source& records, std::uint64_t inode, bool want_resident_copy)
-        : record_(record), records_(records), inode_(inode), source_{true, want_resident_copy} {}
+        : record_(record), records_(records), inode_(inode), source_{true, want_resident_copy, 0} {}
 
     // `list` reaches beyond the list's `length`, to the record's end.
     void run(byte_view list, std::uint32_t length) {
@@ -100,17 +102,25 @@ private:
         }
         record_.costs.list_bytes += length;
         at += length;
-        follow(entry.u64(list_entry_at::reference) & inode_mask, entry.u16(list_entry_at::attribute_id));
+        list_target target{entry.u64(list_entry_at::reference) & inode_mask};
+        if (records_.thorough) target.type = entry.u32(list_entry_at::type);
+        target.id = entry.u16(list_entry_at::attribute_id);
+        follow(target);
         return true;
     }
 
     // What was delivered once adds nothing when it is named again.
-    void follow(std::uint64_t inode, std::uint16_t id) {
-        if (inode == inode_) return;
+    void follow(const list_target& target) {
+        if (target.inode == inode_) return;
         bool is_new = false;
-        record_.followed.insert((inode << 16) | id, is_new);
+        record_.followed.insert(target, is_new);
+        if (!is_new || !load(target.inode)) return;
+        if (records_.thorough) {
+            if (!belongs_to(record_.extension_bytes, inode_, record_.header_view())) return;
+            source_.number = ++record_.last_number;
+        }
         std::uint32_t at = 0;
-        if (!is_new || !load(inode) || !find_by_id(id, at)) return;
+        if (!find(target, at)) return tell("has not the attribute that the list of this one names", target.inode);
         bool is_list = false;
         decode_attribute(record_, records_, record_.extension_bytes, at, source_, is_list);
     }
@@ -118,14 +128,20 @@ private:
     // Neighbouring entries mostly name the same record: it is read once.
     bool load(std::uint64_t inode) {
         if (is_loaded_ && loaded_inode_ == inode) return usable_;
-        if (!pay_for_read(record_, records_, records_.effective_record_size())) return false;
+        if (!pay_for_read(record_, records_.log, records_.effective_record_size())) return false;
         is_loaded_ = true;
         loaded_inode_ = inode;
         bool bad = false;
         usable_ = read_file_record(record_.extension_bytes, bad, records_, inode) && !bad &&
                   has_signature(record_.extension_bytes, "FILE");
+        if (!usable_) tell("cannot be used, what this one has there is missing", inode);
         if (usable_) note_ids();
         return usable_;
+    }
+
+    void tell(const char* what, std::uint64_t inode) const {
+        log_diag(records_.log, "err: record %llx: record %llx %s", static_cast<unsigned long long>(inode_),
+                 static_cast<unsigned long long>(inode), what);
     }
 
     // Entries by attribute id, found once per record: a list may name each of many thousand.
@@ -142,14 +158,17 @@ private:
                          [](const id_place& left, const id_place& right) { return left.id < right.id; });
     }
 
-    // The first attribute with the id. Kept: the id alone decides, not the type.
-    bool find_by_id(std::uint16_t id, std::uint32_t& at) const {
+    // The first attribute that is meant.
+    bool find(const list_target& target, std::uint32_t& at) const {
+        const byte_view bytes(record_.extension_bytes);
         const std::vector<id_place>& ids = record_.extension_ids;
-        const auto found = std::lower_bound(
-            ids.begin(), ids.end(), id, [](const id_place& place, std::uint16_t wanted) { return place.id < wanted; });
-        if (found == ids.end() || found->id != id) return false;
-        at = found->at;
-        return true;
+        const auto ahead = [](const id_place& place, std::uint16_t wanted) { return place.id < wanted; };
+        for (auto place = std::lower_bound(ids.begin(), ids.end(), target.id, ahead);
+             place != ids.end() && place->id == target.id; ++place) {
+            at = place->at;
+            if (target.type == list_target::any_type || target.type == bytes.u32(at + attribute_at::type)) return true;
+        }
+        return false;
     }
 
     file_record& record_;
@@ -167,11 +186,16 @@ void process_attribute_list(file_record& record, record_source& records, std::ui
                             std::size_t at, bool want_resident_copy) {
     const byte_view attribute = record_bytes.part(at, record_bytes.size);
     record.has_attribute_list = true;
+    if (records.thorough && record.last_number == 0) record.last_number = highest_attribute_id(record_bytes);
     list_walk walk(record, records, inode, want_resident_copy);
     if (attribute.u8(attribute_at::non_resident) != 0) {
         record.attribute_list_nonresident = true;
         // Its clusters lie on a volume that an extracted $MFT does not have.
-        if (records.volume == nullptr) return;
+        if (records.volume == nullptr) {
+            log_diag(records.log, "err: record %llx: its attribute list is not part of an extracted $MFT",
+                     static_cast<unsigned long long>(inode));
+            return;
+        }
         list_clusters clusters(record, records, attribute);
         walk.run(clusters);
         return;

@@ -1,6 +1,6 @@
 // Attribute lists: what a record keeps in other records, found entry by entry and decoded into the record's own maps.
 // Called by the two attribute loops, of record_read and of the acceptance pipeline.
-// Does not compare types or sequence numbers, and follows no list of another record.
+// Follows no list of another record. Whether types and sequence numbers are compared is the run's choice.
 #pragma once
 
 #include <cstdint>

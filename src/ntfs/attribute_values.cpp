@@ -52,34 +52,6 @@ const char* volume_version_word(unsigned major, unsigned minor) {
     return " (Windows)";
 }
 
-// The text of a symbolic link or mount point. The tag is not looked at: the two layouts are told apart by stepping
-// over zero units ahead of the substitute name, which is where a symbolic link has four bytes more.
-// Kept: a relative link has a 1 there, which is not stepped over and spoils the offsets.
-bool read_reparse_target(std::u16string& target, const attribute_context& attribute) {
-    const byte_view value = attribute.value();
-    const std::uint64_t record_size = attribute.record_bytes.size;
-    const std::uint16_t data_length = value.u16(reparse_at::data_length);
-    const std::uint16_t substitute_length = value.u16(reparse_at::substitute_length);
-    if (data_length == 0 || record_size < 1ull + data_length + attribute.value_offset) return false;
-    if (substitute_length == 0 || substitute_length >= record_size) return false;
-    std::size_t substitute =
-        static_cast<std::size_t>(reparse_at::path_buffer) + value.u16(reparse_at::substitute_offset);
-    std::size_t print = static_cast<std::size_t>(reparse_at::path_buffer) + value.u16(reparse_at::print_offset);
-    while (value.u16(substitute) == 0) {
-        // Guard: beyond the record every unit reads as zero; such an attribute is ignored.
-        if (substitute >= value.size) return false;
-        substitute += 2;
-        print += 2;
-    }
-    const std::uint16_t print_length = value.u16(reparse_at::print_length);
-    if (print_length != 0) {
-        read_name(target, value, print, print_length / 2);
-    } else {
-        read_name(target, value, substitute, substitute_length / 2);
-    }
-    return true;
-}
-
 }  // namespace
 
 void take_standard_information(const attribute_context& attribute) {
@@ -102,8 +74,8 @@ void take_file_name(const attribute_context& attribute) {
     if (!attribute.has_value()) return;
     const byte_view value = attribute.value();
     const std::uint8_t name_space = value.u8(file_name_at::name_space);
-    const auto id_and_space = static_cast<std::uint16_t>(attribute.id * 16u + name_space);
-    const name_key key = (static_cast<name_key>(id_and_space) << 48) | (value.u64(file_name_at::parent) & inode_mask);
+    const name_key key =
+        make_name_key(attribute.number(), name_space, value.u64(file_name_at::parent), attribute.records.thorough);
     const bool is_path_name = name_space == name_posix || name_space == name_win32 || name_space == name_win32_and_dos;
     bool made = false;
     name_entry& stored = attribute.record.file_names.insert(key, made);
@@ -111,9 +83,11 @@ void take_file_name(const attribute_context& attribute) {
         fill_name_entry(stored, value, attribute.records.future_limit);
         stored.indexed = (attribute.from_attribute.u8(attribute_at::resident_flags) & 1) != 0;
         if (is_path_name) note_parent(attribute.record, stored);
-    } else if (is_path_name) {
+        return;
+    }
+    note_passed_over(attribute);
+    if (is_path_name) {
         // The map keeps the first under a key; the parents still learn of the second.
-        note_passed_over(attribute);
         name_entry second;
         fill_name_entry(second, value, attribute.records.future_limit);
         note_parent(attribute.record, second);
@@ -162,17 +136,6 @@ void take_volume_information(const attribute_context& attribute) {
     }
     attr_entry* entry = insert_entry(attribute, attribute.key(), "vol info");
     if (entry != nullptr) entry->value_text = info.text;
-}
-
-void take_reparse_point(const attribute_context& attribute) {
-    if (attribute.value_offset == 0 || attribute.value_length <= reparse_at::path_buffer) return;
-    std::u16string target;
-    if (!read_reparse_target(target, attribute)) return;
-    bool made = false;
-    std::u16string& stored = attribute.record.reparse_targets.insert(attribute.key(), made);
-    if (made) stored = target;
-    attr_entry* entry = insert_entry(attribute, attribute.key(), "reparse point");
-    if (entry != nullptr) append_utf8(entry->value_text, target);
 }
 
 void append_guid(std::string& out, byte_view bytes) {

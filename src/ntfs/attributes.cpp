@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr std::uint64_t key_of_other_types = inode_mask;  // the low 48 bits all ones
-
 // What an attribute takes in the maps beside its own bytes, generously.
 constexpr std::size_t entry_cost = 512;
 // A name stands in three maps; each of its bytes counts four times.
@@ -21,26 +19,12 @@ std::size_t cost_of(std::uint32_t type, std::size_t length) {
     return entry_cost + (type == type_file_name ? name_bytes_cost : 1) * length;
 }
 
-void fill_entry(attr_entry& entry, const attribute_context& attribute, std::string_view label) {
-    record_costs& costs = attribute.record.costs;
-    const std::size_t room = (record_cost_limit - costs.held_bytes) / sizeof(cluster_run);
-    make_attr_entry(entry, attribute.from_attribute, room);
-    costs.held_bytes += entry.runs.size() * sizeof(cluster_run);
-    if (entry.runs.size() == room)
-        tell_record_limit(attribute.record, attribute.records.log, "its runs take more than 64 MiB");
-    read_attribute_name(entry.name, attribute);
-    entry.label = label;
-    entry.type = attribute.type;
-}
-
 void mark_data(attr_entry& entry) {
     if (entry.type != type_data) return;
     entry.is_data = true;
     entry.is_named_data = !entry.name.empty();
     if (entry.is_named_data) entry.label = "ads";
 }
-
-std::uint16_t id_of(attr_key key) { return static_cast<std::uint16_t>(key >> 48); }
 
 std::uint64_t first_vcn_of(const attr_entry& entry) { return byte_view(entry.raw).u64(attribute_at::first_vcn); }
 
@@ -133,7 +117,7 @@ void note_index_root(const attribute_context& attribute) {
 
 void take_plain_attribute(const attribute_context& attribute) {
     const plain_type& kind = plain_type_of(attribute.type);
-    const attr_key key = kind.type_in_key ? attribute.key() : attribute.key() | key_of_other_types;
+    const attr_key key = kind.type_in_key ? attribute.key() : attribute.key() | attr_key_of_other_types;
     if (attribute.type == type_index_root) note_index_root(attribute);
     const bool copy_value = attribute.source.want_resident_copy && !attribute.non_resident() && attribute.has_value();
     attr_entry* entry = copy_value ? insert_entry(attribute, key, kind.label) : file_entry(attribute, key, kind.label);
@@ -157,6 +141,18 @@ void read_attribute_name(std::u16string& name, const attribute_context& attribut
     read_name(name, bytes, offset, length);
 }
 
+void fill_entry(attr_entry& entry, const attribute_context& attribute, std::string_view label) {
+    record_costs& costs = attribute.record.costs;
+    const std::size_t room = (record_cost_limit - costs.held_bytes) / sizeof(cluster_run);
+    make_attr_entry(entry, attribute.from_attribute, room);
+    costs.held_bytes += entry.runs.size() * sizeof(cluster_run);
+    if (entry.runs.size() == room)
+        tell_record_limit(attribute.record, attribute.records.log, "its runs take more than 64 MiB");
+    read_attribute_name(entry.name, attribute);
+    entry.label = label;
+    entry.type = attribute.type;
+}
+
 attr_entry* insert_entry(const attribute_context& attribute, attr_key key, std::string_view label) {
     bool made = false;
     attr_entry& entry = attribute.record.attributes.insert(key, made);
@@ -169,13 +165,32 @@ attr_entry* insert_entry(const attribute_context& attribute, attr_key key, std::
     return &entry;
 }
 
-void note_passed_over(const file_record& record, std::uint32_t type, std::uint16_t id, const diagnostic_log* log) {
-    log_diag(log, "info: record %llx: attribute type %x id %x passed over, its place is taken",
-             static_cast<unsigned long long>(record.inode), type, id);
+void note_passed_over(const file_record& record, std::uint32_t type, std::uint32_t number, std::u16string_view name,
+                      const diagnostic_log* log) {
+    if (!is_read(log)) return;
+    log_diag(log, "info: record %llx: attribute type %x id %x passed over, its place is taken: \"%s\"",
+             static_cast<unsigned long long>(record.inode), type, number, utf8_from_utf16(name).c_str());
 }
 
 void note_passed_over(const attribute_context& attribute) {
-    note_passed_over(attribute.record, attribute.type, attribute.id, attribute.records.log);
+    if (!is_read(attribute.records.log)) return;
+    std::u16string name;
+    if (attribute.type == type_file_name) {
+        const byte_view value = attribute.value();
+        read_name(name, value, file_name_at::name, value.u8(file_name_at::name_length));
+    } else {
+        read_attribute_name(name, attribute);
+    }
+    note_passed_over(attribute.record, attribute.type, attribute.id, name, attribute.records.log);
+}
+
+bool pay_for_read(file_record& record, const diagnostic_log* log, std::uint32_t bytes) {
+    if (record.costs.read_bytes + bytes > record_cost_limit) {
+        tell_record_limit(record, log, "its attribute lists ask for more than 64 MiB");
+        return false;
+    }
+    record.costs.read_bytes += bytes;
+    return true;
 }
 
 void tell_record_limit(file_record& record, const diagnostic_log* log, const char* what) {
@@ -217,7 +232,7 @@ void settle_fragments(file_record& record, const diagnostic_log* log) {
         } else if (entry.name == fragment.name) {
             join(record, entry, fragment);
         } else {
-            note_passed_over(record, fragment.type, id_of(key), log);
+            note_passed_over(record, fragment.type, attr_number_of(key), fragment.name, log);
         }
     }
     parked.clear();

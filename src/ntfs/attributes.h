@@ -1,6 +1,7 @@
 // Decoding of one attribute into the maps of a file_record.
 // Called by the attribute loops of record_read and acceptance, and for attributes reached through an attribute list.
-// Follows no reference and reads no source; security descriptors stay undecoded until a dump wants them.
+// Follows no reference, and reads no more of the source than a thorough run wants of a link that left its record;
+// security descriptors stay undecoded until a dump wants them.
 #pragma once
 
 #include <cstdint>
@@ -15,6 +16,7 @@ struct record_source;
 struct attribute_source {
     bool through_list = false;        // the bytes are an extension record's, found through an attribute list
     bool want_resident_copy = false;  // keep resident values
+    std::uint32_t number = 0;         // stands for the attribute's id in the record's maps; 0: the id does
 };
 
 // `at` is the attribute's offset in `record_bytes`. False only for a frame that is no attribute: length 0, or one that
@@ -35,6 +37,9 @@ void make_attr_entry(attr_entry& entry, byte_view attribute, std::size_t most = 
 void read_name(std::u16string& name, byte_view bytes, std::size_t offset, std::size_t count);
 // "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx", lower case, of 16 bytes.
 void append_guid(std::string& out, byte_view bytes);
+
+// Takes `bytes` of what a record may have read from elsewhere. False: it has had it all.
+bool pay_for_read(file_record& record, const diagnostic_log* log, std::uint32_t bytes);
 
 // For -diags, once a record: a guard ended what was to be taken from it, and why.
 void tell_record_limit(file_record& record, const diagnostic_log* log, const char* what);

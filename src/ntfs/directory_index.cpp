@@ -164,6 +164,19 @@ bool append_piece(ntfs_volume& volume, cluster_walk& walk, const index_piece& pi
     return whole;
 }
 
+// Blocks that begin ahead of the initialised size, holes left out as in their counting. By default those behind it are
+// read as well, which were children once, or another file's bytes.
+std::uint64_t written_blocks(const ntfs_volume& volume, const stream_runs& stream, byte_view attribute) {
+    const std::uint64_t end = attribute.u64(attribute_at::initialised_size);
+    std::uint64_t bytes = 0;
+    for (const stream_run& run : stream.runs) {
+        const std::uint64_t from = run.vcn * volume.cluster_bytes();
+        const std::uint64_t length = std::uint64_t{run.clusters} * volume.cluster_bytes();
+        if (!run.sparse && from < end) bytes += std::min(length, end - from);
+    }
+    return std::min((bytes + index_block_bytes - 1) / index_block_bytes, most_blocks);
+}
+
 void add_block_children(byte_view block, inode_set& children) {
     if (block.u32(index_block_at::signature) != index_signature) return;
     parse_index_node(block.part(index_block_at::node, block.size), children);
@@ -208,9 +221,10 @@ bool read_index_allocation(ntfs_volume& volume, byte_view attribute, inode_set& 
     std::vector<cluster_run> runs;
     if (attribute.u64(attribute_at::initialised_size) == 0 || !decode_runs(attribute, runs)) return false;
     const stream_runs stream(runs);
+    const std::uint64_t end = volume.thorough ? written_blocks(volume, stream, attribute) : most_blocks;
     std::vector<std::uint8_t> bytes;
-    for (std::uint64_t block = 0; block < most_blocks; block += blocks_at_once) {
-        std::uint64_t count = blocks_at_once;
+    for (std::uint64_t block = 0; block < end; block += blocks_at_once) {
+        std::uint64_t count = std::min(blocks_at_once, end - block);
         if (!read_index_blocks(volume, stream.runs, block, count, bytes)) return block > 0;
         const byte_view all(bytes);
         for (std::size_t at = 0; at < all.size; at += index_block_bytes) {

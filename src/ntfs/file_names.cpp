@@ -1,6 +1,9 @@
 #include "ntfs/file_names.h"
 
+#include <set>
+
 #include "ntfs/attributes.h"
+#include "ntfs/extension_records.h"
 #include "ntfs/layout.h"
 #include "ntfs/raw_record.h"
 #include "ntfs/volume.h"
@@ -16,6 +19,9 @@ bool is_path_name(std::uint8_t name_space) {
     return name_space == name_posix || name_space == name_win32 || name_space == name_win32_and_dos;
 }
 
+// By default an extension record gives its names when it has an attribute with an entry's id, whoever it belongs to,
+// and names of several records meet under one key. A thorough read asks each record once, whether it belongs to the
+// file, and numbers what it gives as the decode of records does (attribute_list.cpp).
 class name_collector {
 public:
     name_collector(file_name_map& names, ntfs_volume& volume, std::uint64_t inode, bool all_names,
@@ -27,14 +33,18 @@ public:
         attribute_list list;
         if (!find_attribute(record, at, type_attribute_list, volume_.record_bytes())) return;
         if (!read_attribute_list(volume_, record.part(at, record.size), list)) return;
-        byte_view entry;
-        for (std::size_t next = 0; next_list_entry(list, next, entry);) follow(entry);
+        if (volume_.thorough) {
+            follow_owned(list, record);
+        } else {
+            follow_named(list);
+        }
     }
 
-    void collect(byte_view record) {
+    void collect(byte_view record, bool numbered = false) {
         std::size_t at = attributes_start(record);
         while (find_attribute(record, at, type_file_name, longest_attribute)) {
-            take(record.part(at, record.size));
+            const byte_view attribute = record.part(at, record.size);
+            take(attribute, numbered ? ++last_number_ : attribute.u16(attribute_at::id));
             at += record.u32(at + attribute_at::length);
             if (record.u32(at + attribute_at::length) >= longest_attribute) return;
         }
@@ -42,14 +52,28 @@ public:
 
 private:
     // Kept: the entry's type plays no part; its id alone must be there.
-    void follow(byte_view entry) {
-        const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
-        if (inode == inode_ || !load(inode)) return;
-        const byte_view record(extension_);
-        std::size_t at = attributes_start(record);
-        if (at == 0 || !find_attribute_id(record, at, entry.u16(list_entry_at::attribute_id))) return;
-        collect(record);
-        collected_ = true;
+    void follow_named(const attribute_list& list) {
+        byte_view entry;
+        for (std::size_t next = 0; next_list_entry(list, next, entry);) {
+            const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
+            if (inode == inode_ || !load(inode)) continue;
+            const byte_view record(extension_);
+            std::size_t at = attributes_start(record);
+            if (at == 0 || !find_attribute_id(record, at, entry.u16(list_entry_at::attribute_id))) continue;
+            collect(record);
+            collected_ = true;
+        }
+    }
+
+    void follow_owned(const attribute_list& list, byte_view base) {
+        last_number_ = highest_attribute_id(base);
+        std::set<std::uint64_t> asked = {inode_};
+        byte_view entry;
+        for (std::size_t next = 0; next_list_entry(list, next, entry);) {
+            const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
+            if (asked.insert(inode).second && load(inode) && belongs_to(extension_, inode_, base))
+                collect(extension_, true);
+        }
     }
 
     // Neighbouring entries mostly name the same record: it is read once, and collected from once.
@@ -63,7 +87,7 @@ private:
         return usable_;
     }
 
-    void take(byte_view attribute) {
+    void take(byte_view attribute, std::uint32_t number) {
         const byte_view value = attribute.part(attribute.u16(attribute_at::value_offset), attribute.size);
         const std::size_t units = value.u8(file_name_at::name_length);
         if (attribute.u32(attribute_at::value_length) == 0 || units == 0) return;
@@ -71,9 +95,8 @@ private:
         if (parent_filter_ != any_parent && parent != parent_filter_) return;
         const std::uint8_t name_space = value.u8(file_name_at::name_space);
         if (!all_names_ && !is_path_name(name_space)) return;
-        const auto id_and_space = static_cast<std::uint16_t>(attribute.u16(attribute_at::id) * 16u + name_space);
         bool made = false;
-        file_name& name = names_.insert((std::uint64_t{id_and_space} << 48) | parent, made);
+        file_name& name = names_.insert(make_name_key(number, name_space, parent, volume_.thorough), made);
         if (!made) return;
         read_name(name.name, value, file_name_at::name, units);
         name.parent = parent;
@@ -89,6 +112,7 @@ private:
     std::uint64_t loaded_inode_ = 0;
     std::uint32_t loads_ = 0;
     bool usable_ = false, collected_ = false;
+    std::uint32_t last_number_ = 0;  // given to names of other records
 };
 
 }  // namespace

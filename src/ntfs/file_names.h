@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/flat_map.h"
+#include "ntfs/attribute_keys.h"
 
 struct ntfs_volume;
 
@@ -17,8 +18,7 @@ struct file_name {
     bool is_dos = false;
 };
 
-// Attribute id * 16 + name space in the top 16 bits, the parent's record number in the low 48.
-using file_name_map = flat_map<std::uint64_t, file_name>;
+using file_name_map = flat_map<name_key, file_name>;
 
 constexpr std::uint64_t any_parent = ~std::uint64_t{0};
 

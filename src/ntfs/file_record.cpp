@@ -74,6 +74,8 @@ void file_record::clear() {
     any_joined = false;
     costs = {};
     followed.clear();
+    last_number = 0;
+    link.found = false;
     names_by_parent.clear();
 }
 

@@ -13,6 +13,7 @@
 
 #include "base/bytes.h"
 #include "base/flat_map.h"
+#include "ntfs/attribute_keys.h"
 #include "ntfs/layout.h"
 #include "ntfs/runs.h"
 #include "ntfs/stream_parts.h"
@@ -80,11 +81,6 @@ struct parent_entry {
     std::u16string name;  // of the record in that parent
 };
 
-// Attribute id in the top 16 bits, type in the low 48 (all ones for types that are only noted): map order is id order.
-using attr_key = std::uint64_t;
-// attribute id * 16 + name space in the top 16 bits, the parent's record number in the low 48.
-using name_key = std::uint64_t;
-
 // What one record has cost so far: attribute lists and runs can ask for anything.
 struct record_costs {
     std::uint32_t list_bytes = 0;  // of attribute lists, followed
@@ -92,6 +88,24 @@ struct record_costs {
     std::size_t held_bytes = 0;    // of what the maps hold
     std::size_t path_bytes = 0;    // of the texts of its parents' paths
     bool told = false;             // -diags knows that a limit was met
+};
+
+// The first link that a thorough decode met: what a lookup follows.
+struct reparse_link {
+    bool found = false;
+    bool relative = false;  // to the directory that holds it, unless the text begins with a back slash
+    std::u16string text;
+};
+
+// What an attribute list names: by default any attribute of the record that has the id.
+struct list_target {
+    static constexpr std::uint32_t any_type = type_end;
+
+    std::uint64_t inode = 0;
+    std::uint32_t type = any_type;
+    std::uint16_t id = 0;
+
+    auto operator<=>(const list_target&) const = default;
 };
 
 // Where an extension record has an attribute.
@@ -138,6 +152,7 @@ struct file_record {
     flat_map<attr_key, std::u16string> volume_names;
     flat_map<attr_key, volinfo_entry> volume_infos;
     flat_map<attr_key, std::u16string> reparse_targets;
+    reparse_link link;
     flat_map<std::u16string, index_root_entry> index_roots;
     flat_map<attr_key, attr_entry> attributes;
     flat_map<std::uint64_t, parent_entry> parents;        // by whole parent reference; no DOS names
@@ -153,7 +168,8 @@ struct file_record {
     bool any_joined = false;  // some entry's runs are those of several parts
 
     record_costs costs;
-    flat_map<std::uint64_t, bool> followed;  // record number and attribute id, of what its lists delivered
+    flat_map<list_target, bool> followed;  // what its lists delivered
+    std::uint32_t last_number = 0;         // a thorough run's, of what they delivered; 0: nothing yet
 
     // Reused by decoding: a lower-cased name; the extension record that an attribute list led to last, and its
     // attributes by their ids.

@@ -26,3 +26,14 @@ void apply_fixups(byte_span bytes, std::uint32_t sector_size) {
         bytes.put_u16(sector * stride - sizeof(std::uint16_t), view.u16(offset + 2 * sector));
     }
 }
+
+bool is_torn(byte_view bytes, std::uint32_t sector_size) {
+    const std::uint16_t number = bytes.u16(bytes.u16(record_at::fixup_offset));
+    const std::size_t count = bytes.u16(record_at::fixup_count);
+    const std::size_t stride = fixup_stride(bytes, sector_size);
+    if (stride < 2) return false;
+    for (std::size_t sector = 1; sector < count && sector * stride <= bytes.size; ++sector) {
+        if (bytes.u16(sector * stride - sizeof(std::uint16_t)) != number) return true;
+    }
+    return false;
+}

@@ -160,17 +160,23 @@ enum index_entry_flag : std::uint16_t { index_entry_has_node = 1, index_entry_is
 
 constexpr std::uint32_t index_signature = 0x58444E49;  // "INDX"
 
-// Behind the tag and length of $REPARSE_POINT.
+// Value of $REPARSE_POINT. Behind the lengths a symbolic link has its flags, a mount point its path buffer.
 struct reparse_at {
     enum : std::size_t {
-        data_length = 4,         // 2
+        tag = 0,          // 4  reparse_tag
+        data_length = 4,  // 2
+        header_size = 8,
         substitute_offset = 8,   // 2  bytes, from the path buffer
         substitute_length = 10,  // 2
         print_offset = 12,       // 2
         print_length = 14,       // 2
         path_buffer = 16,
+        link_flags = 16,  // 4  bit 0: relative
+        link_path_buffer = 20,
     };
 };
+
+enum reparse_tag : std::uint32_t { tag_mount_point = 0xA0000003, tag_symbolic_link = 0xA000000C };
 
 // Value of $SECURITY_DESCRIPTOR, self-relative: byte offsets into itself, 0 for what is absent.
 struct security_descriptor_at {

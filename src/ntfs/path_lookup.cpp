@@ -8,6 +8,8 @@
 #include "ntfs/directory_index.h"
 #include "ntfs/file_names.h"
 #include "ntfs/raw_record.h"
+#include "ntfs/record_read.h"
+#include "ntfs/record_source.h"
 #include "ntfs/volume.h"
 #include "platform/host_paths.h"
 
@@ -156,8 +158,9 @@ bool step_over_flags(byte_view value, std::size_t substitute, std::size_t& print
     return true;
 }
 
-// The print name of a symbolic link or mount point. False: the record is neither.
-bool read_link(ntfs_volume& volume, std::uint64_t inode, std::u16string& text) {
+// The print name of a symbolic link or mount point. False: the record is neither. Kept: its first $REPARSE_POINT is
+// looked for in the record alone, and its tag is not asked; whatever has the two lengths is followed, from the root.
+bool read_untagged_link(ntfs_volume& volume, std::uint64_t inode, reparse_link& link) {
     std::vector<std::uint8_t> bytes;
     if (!read_raw_record(volume, inode, bytes) || bytes.size() < volume.record_bytes()) return false;
     const byte_view record(bytes);
@@ -169,16 +172,42 @@ bool read_link(ntfs_volume& volume, std::uint64_t inode, std::u16string& text) {
     constexpr std::size_t names = reparse_at::path_buffer;
     std::size_t print = names + value.u16(reparse_at::print_offset);
     if (!step_over_flags(value, names + value.u16(reparse_at::substitute_offset), print)) return false;
-    read_name(text, value, print, value.u16(reparse_at::print_length) / 2u);
+    read_name(link.text, value, print, value.u16(reparse_at::print_length) / 2u);
     return true;
+}
+
+// A thorough lookup follows what the decode of the whole record, with all that its lists deliver, takes for a link.
+bool read_tagged_link(record_source& records, std::uint64_t inode, reparse_link& link) {
+    file_record record;
+    if (!read_and_decode_record(record, records, inode, false) || !record.link.found) return false;
+    link = record.link;
+    return true;
+}
+
+bool read_link(record_source& records, std::uint64_t inode, reparse_link& link) {
+    return records.thorough ? read_tagged_link(records, inode, link) : read_untagged_link(*records.volume, inode, link);
+}
+
+// Takes out "." and "..", which a link's text may hold; above the root there is nothing, and a drive stays.
+void resolve_dots(std::vector<std::u16string>& segments) {
+    std::vector<std::u16string> resolved;
+    for (std::u16string& segment : segments) {
+        const bool has_parent = resolved.size() > 1 || (resolved.size() == 1 && !is_drive(resolved.front()));
+        if (segment == u"..") {
+            if (has_parent) resolved.pop_back();
+        } else if (segment != u".") {
+            resolved.push_back(std::move(segment));
+        }
+    }
+    segments = std::move(resolved);
 }
 
 // --- the walk --------------------------------------------------------------------------------------------------------
 
 class path_walk {
 public:
-    path_walk(path_target& target, ntfs_volume& volume, bool follow_links, const diagnostic_log* log)
-        : target_(target), volume_(volume), follow_links_(follow_links), log_(log) {}
+    path_walk(path_target& target, record_source& records, bool follow_links)
+        : target_(target), records_(records), follow_links_(follow_links), log_(records.log) {}
 
     bool run(std::vector<std::u16string> segments) {
         start(std::move(segments));
@@ -208,10 +237,10 @@ private:
     bool step() {
         const std::string name = key_of_segment(segments_[next_]);
         log_diag(log_, "seg: %s", name.c_str());
-        if (!find_child(volume_, current_, name, target_.inode, log_)) return false;
+        if (!find_child(*records_.volume, current_, name, target_.inode, log_)) return false;
         ++next_;
-        std::u16string link;
-        if (follow_links_ && read_link(volume_, target_.inode, link)) return restart(link);
+        reparse_link link;
+        if (follow_links_ && read_link(records_, target_.inode, link)) return restart(link);
         log_diag(log_, "info: inode found for seg: %s : 0x%llx", name.c_str(),
                  static_cast<unsigned long long>(target_.inode));
         target_.parent = current_;
@@ -219,18 +248,29 @@ private:
         return true;
     }
 
-    // Goes on at the root, with the link's text and the segments that are left.
-    bool restart(std::u16string path) {
+    // Goes on at the root, with what the link stands for and the segments that are left.
+    bool restart(const reparse_link& link) {
         if (++restarts_ > most_restarts) return false;
-        for (; next_ < segments_.size(); ++next_) path.append(u"\\").append(segments_[next_]);
-        start(split_path(path, u'\\'));
+        std::vector<std::u16string> segments = split_path(link.text, u'\\');
+        if (records_.thorough) {
+            // The link itself is the last of the segments walked.
+            const auto link_at = segments_.begin() + static_cast<std::ptrdiff_t>(next_ - 1);
+            if (link.relative && !link.text.starts_with(u'\\'))
+                segments.insert(segments.begin(), segments_.begin(), link_at);
+            resolve_dots(segments);
+        }
+        for (; next_ < segments_.size(); ++next_) {
+            // Kept: where the path was divided by "/", a "\" in a segment divides it now.
+            for (std::u16string& part : split_path(segments_[next_], u'\\')) segments.push_back(std::move(part));
+        }
+        start(std::move(segments));
         target_.parent = 0;
         log_diag(log_, "info: restart segments [link]");
         return true;
     }
 
     path_target& target_;
-    ntfs_volume& volume_;
+    record_source& records_;
     bool follow_links_;
     const diagnostic_log* log_;
     std::vector<std::u16string> segments_;
@@ -249,10 +289,10 @@ bool lookup_empty(path_target& target, bool rooted, const diagnostic_log* log) {
 
 }  // namespace
 
-bool lookup_path(path_target& target, ntfs_volume& volume, const std::u16string& path, bool follow_links,
-                 const diagnostic_log* log) {
+bool lookup_path(path_target& target, record_source& records, const std::u16string& path, bool follow_links) {
     target = {};
     if (path.empty()) return false;
+    const diagnostic_log* const log = records.log;
     const std::u16string text(without_shadow_device(path));
     log_diag(log, "anal: %s", utf8_from_utf16(text).c_str());
     const char16_t separator = text.find(u'/') != std::u16string::npos ? u'/' : u'\\';
@@ -261,7 +301,7 @@ bool lookup_path(path_target& target, ntfs_volume& volume, const std::u16string&
     if (rooted) log_diag(log, "root dir");
     if (segments.empty()) return lookup_empty(target, rooted, log);
 
-    path_walk walk(target, volume, follow_links, log);
+    path_walk walk(target, records, follow_links);
     if (!walk.run(std::move(segments))) {
         log_diag(log, "inode not found for %s", utf8_from_utf16(text).c_str());
         return false;

@@ -6,8 +6,7 @@
 #include <cstdint>
 #include <string>
 
-struct diagnostic_log;
-struct ntfs_volume;
+struct record_source;
 
 struct path_target {
     std::uint64_t inode = 0;
@@ -18,6 +17,5 @@ struct path_target {
 };
 
 // `path` is divided by "/" if it holds one, else by "\"; case never matters, nor does a stream behind a segment's ":".
-// False: not found, or no path at all; `target.path` is empty then.
-bool lookup_path(path_target& target, ntfs_volume& volume, const std::u16string& path, bool follow_links,
-                 const diagnostic_log* log);
+// `records` has a volume. False: not found, or no path at all; `target.path` is empty then.
+bool lookup_path(path_target& target, record_source& records, const std::u16string& path, bool follow_links);

@@ -71,16 +71,18 @@ bool read_record_bytes(std::vector<std::uint8_t>& buffer, record_source& records
 }
 
 // Classified by its signature, and fixed up unless it is "BAAD".
-bool settle_record(std::vector<std::uint8_t>& buffer, bool& bad, const record_source& records) {
+bool settle_record(std::vector<std::uint8_t>& buffer, bool& bad, bool& torn, const record_source& records) {
     if (buffer.empty()) return true;
     const record_kind kind = classify_record(buffer, no_fixup_limits);
     if (kind == record_kind::none) return false;
     bad = kind == record_kind::bad;
     if (bad) {
         log_diag(records.log, "err: fixup_mft type: BAAD");
-    } else {
-        apply_fixups(buffer, records.sector_size);
+        return true;
     }
+    // By default nobody learns that the parts of a record were not written together.
+    if (records.thorough) torn = is_torn(buffer, records.sector_size);
+    apply_fixups(buffer, records.sector_size);
     return true;
 }
 
@@ -92,16 +94,17 @@ bool source_usable(const record_source& records) {
 }
 
 bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, record_source& records, std::uint64_t inode) {
-    bad = false;
-    return source_usable(records) && read_record_bytes(buffer, records, inode) && settle_record(buffer, bad, records);
+    bool torn = bad = false;
+    return source_usable(records) && read_record_bytes(buffer, records, inode) &&
+           settle_record(buffer, bad, torn, records);
 }
 
-bool read_record_ahead(std::vector<std::uint8_t>& buffer, bool& bad, record_source& records, std::uint64_t inode,
+bool read_record_ahead(std::vector<std::uint8_t>& buffer, bool& torn, record_source& records, std::uint64_t inode,
                        record_block& block, std::uint64_t end) {
-    bad = false;
+    bool bad = torn = false;
     if (!source_usable(records)) return false;
     const bool came = take_from_block(block, records, inode, end, buffer) || read_record_bytes(buffer, records, inode);
-    return came && settle_record(buffer, bad, records);
+    return came && settle_record(buffer, bad, torn, records);
 }
 
 std::uint16_t fill_header_fields(file_record& record, std::uint64_t inode, byte_view bytes) {

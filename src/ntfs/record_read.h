@@ -1,7 +1,7 @@
 // Records by number: their bytes with fixups, and the decode that does no selection.
 // Called by the walkers, by path lookups and by attribute lists (attribute_list.h). The acceptance pipeline lies in
 // walk/.
-// Does not compare fixup words with the sequence number: a torn record is repaired silently, as the results expect.
+// A torn record is repaired like any other; only a thorough walk is told of it.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +22,9 @@ bool source_usable(const record_source& records);
 // The first call on an extracted $MFT learns record_size.
 bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, record_source& records, std::uint64_t inode);
 
-// The same for a walk in rising order up to `end`: records come out of a block where that can be read.
-bool read_record_ahead(std::vector<std::uint8_t>& buffer, bool& bad, record_source& records, std::uint64_t inode,
+// The same for a walk in rising order up to `end`: records come out of a block where that can be read. "BAAD" is
+// delivered without a word. `torn` is set only where the source is read thoroughly.
+bool read_record_ahead(std::vector<std::uint8_t>& buffer, bool& torn, record_source& records, std::uint64_t inode,
                        record_block& block, std::uint64_t end);
 
 // Number, header, sequence, base reference; returns the first attribute's offset.

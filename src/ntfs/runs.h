@@ -43,6 +43,8 @@ struct stream_run {
 // Guard: what one record may cost in memory, whatever its lists of runs say.
 constexpr std::size_t record_cost_limit = 64 * 1024 * 1024;
 constexpr std::size_t most_runs = record_cost_limit / sizeof(cluster_run);
+// Of $MFT, whatever its size. Their texts take more than the runs.
+constexpr std::size_t most_described_runs = record_cost_limit / (2 * sizeof(described_run));
 
 // Runs of record 0, each with its text. `pairs` begins at the first header byte. False when that byte is 0.
 // The bytes are foreign: a walk ends at a header byte of 0 or with the bytes, or where `runs` has grown to `most`.

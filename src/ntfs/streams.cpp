@@ -117,6 +117,14 @@ bool read_in_one(ntfs_volume& volume, stream_runs& stream, std::uint64_t positio
     return read_clusters(volume, lcn, buffer, got) && got == wanted;
 }
 
+// The same by whatever way goes. `size` takes what came; false: nothing did.
+bool read_piece(ntfs_volume& volume, stream_runs& stream, std::uint64_t position, std::uint8_t* buffer,
+                std::uint32_t& size, bool runs_in_order) {
+    if (runs_in_order && read_in_one(volume, stream, position, buffer, size)) return true;
+    std::uint32_t flags = 0;
+    return read_stream(volume, stream, position, buffer, size, flags) && size != 0;
+}
+
 std::uint32_t chunk_bytes(const ntfs_volume& volume) { return clusters_per_unit * volume.cluster_bytes(); }
 
 // The smaller of the two, as a size of one read.
@@ -223,18 +231,27 @@ bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream
     }
 }
 
-bool read_plain_stream(ntfs_volume& volume, const stream_sink& sink, stream_runs& stream, std::uint64_t data_size,
-                       bool is_index) {
+plain_extent extent_of(const ntfs_volume& volume, const attr_entry& attribute, std::uint64_t data_size) {
+    plain_extent extent{.data_size = data_size, .is_index = attribute.type == type_index_allocation};
+    if (volume.thorough) extent.written = byte_view(attribute.raw).u64(attribute_at::initialised_size);
+    return extent;
+}
+
+bool read_plain_stream(ntfs_volume& volume, const stream_sink& sink, stream_runs& stream, plain_extent extent) {
     const std::uint32_t cluster_size = volume.cluster_bytes();
-    const std::uint32_t most = request(data_size, chunk_bytes(volume));
+    const std::uint32_t most = request(extent.data_size, chunk_bytes(volume));
     std::vector<std::uint8_t> piece((most + cluster_size - 1) / cluster_size * cluster_size);
     const bool in_order = std::is_sorted(stream.runs.begin(), stream.runs.end(), starts_ahead);
-    for (std::uint64_t position = 0; position < data_size;) {
-        std::uint32_t size = request(data_size - position, chunk_bytes(volume));
-        std::uint32_t flags = 0;
-        const bool whole = in_order && read_in_one(volume, stream, position, piece.data(), size);
-        if (!whole && (!read_stream(volume, stream, position, piece.data(), size, flags) || size == 0)) return false;
-        if (is_index) fix_index_blocks(byte_span(piece).part(0, size), volume.sector_size());
+    for (std::uint64_t position = 0; position < extent.data_size;) {
+        const bool written = position < extent.written;
+        const std::uint64_t end = written ? std::min(extent.written, extent.data_size) : extent.data_size;
+        std::uint32_t size = request(end - position, chunk_bytes(volume));
+        if (!written) {
+            byte_span(piece).part(0, size).fill_zero();
+        } else if (!read_piece(volume, stream, position, piece.data(), size, in_order)) {
+            return false;
+        }
+        if (extent.is_index) fix_index_blocks(byte_span(piece).part(0, size), volume.sector_size());
         if (!sink.take(sink.target, {piece.data(), size})) return false;
         position += size;
     }
@@ -270,5 +287,5 @@ bool read_attribute_data(ntfs_volume* volume, const attr_entry& attribute, const
     if (is_compressed_attribute(attribute)) {
         return read_compressed_stream(*volume, sink, stream, data_size, allocated_size);
     }
-    return read_plain_stream(*volume, sink, stream, data_size, attribute.type == type_index_allocation);
+    return read_plain_stream(*volume, sink, stream, extent_of(*volume, attribute, data_size));
 }

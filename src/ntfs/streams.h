@@ -1,6 +1,6 @@
 // Reads of streams through their runs: any byte range, compressed streams unit by unit, whole attributes.
 // Called by filters, path lookups, the free-cluster scan, digests and the copy-out.
-// Does not decode runs (runs.h), and does not tell the file's size from its initialised size: the larger one counts.
+// Does not decode runs (runs.h). The larger of a stream's real and initialised size counts as its length.
 #pragma once
 
 #include <cstdint>
@@ -64,10 +64,18 @@ bool is_compressed_attribute(const attr_entry& attribute);
 bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream_runs& stream, std::uint64_t data_size,
                             std::uint64_t allocated_size);
 
-// The first `data_size` bytes as they lie in the clusters, zeros for holes, in pieces of 16 clusters; those of an index
-// with their update sequences applied. False: a cluster could not be read, the runs ended short, or the sink refused.
-bool read_plain_stream(ntfs_volume& volume, const stream_sink& sink, stream_runs& stream, std::uint64_t data_size,
-                       bool is_index);
+// What a plain read delivers of a stream.
+struct plain_extent {
+    std::uint64_t data_size = 0;                // bytes
+    std::uint64_t written = ~std::uint64_t{0};  // from here on zeros stand for what lies in the clusters
+    bool is_index = false;                      // update sequences are applied
+};
+// Of a stream's first `data_size` bytes: by default all lie in the clusters, as the results expect. A thorough read
+// ends at the initialised size: the file never held what follows, and it may be anybody's.
+plain_extent extent_of(const ntfs_volume& volume, const attr_entry& attribute, std::uint64_t data_size);
+// The bytes as they lie in the clusters, zeros for holes, in pieces of 16 clusters at most. False: a cluster could not
+// be read, the runs ended short, or the sink refused.
+bool read_plain_stream(ntfs_volume& volume, const stream_sink& sink, stream_runs& stream, plain_extent extent);
 
 // What a resident attribute holds of its value: the copy that decoding kept, or else the bytes inside the attribute.
 byte_view resident_bytes(const attr_entry& attribute);

@@ -9,6 +9,7 @@
 #include "ntfs/attribute_cursor.h"
 #include "ntfs/fixups.h"
 #include "ntfs/layout.h"
+#include "ntfs/mft_parts.h"
 #include "platform/files.h"
 #include "sources/boot_layout.h"
 
@@ -22,8 +23,6 @@ constexpr fixup_limits bad_record_limits{0xFFFF, 10};
 constexpr fixup_limits bad_record_limits_anywhere{64, 10};
 constexpr std::uint32_t plain_sectors_per_cluster = 128;  // a larger byte may be a power of two
 constexpr std::uint32_t largest_cluster = 2 * 1024 * 1024;
-// Guard: of record 0, whatever its size. Their texts take more than the runs.
-constexpr std::size_t most_described_runs = record_cost_limit / (2 * sizeof(described_run));
 constexpr int size_rule_sector = 512;  // whatever the volume's sectors are
 
 // `what` names the thing that is read.
@@ -138,26 +137,12 @@ bool take_mft_attribute(mft_runs& info, byte_view attribute) {
                                  most_described_runs);
 }
 
-// Kept: an attribute list in record 0 is not followed; $MFT is seen as far as record 0 reaches.
 void read_mft_info(ntfs_volume& volume) {
     const byte_view record(volume.mft_record);
     attribute_cursor cursor(record, record.u16(record_at::first_attribute), {.longest = volume.record_alloc_size});
     for (; cursor.valid(); cursor.next()) {
         if (!take_mft_attribute(volume.mft_info, cursor.bytes())) return;
     }
-}
-
-void place_records(ntfs_volume& volume) {
-    const std::vector<described_run>& runs = volume.mft_info.data_runs;
-    std::uint64_t vcn = 0;
-    for (const described_run& run : runs) {
-        if (run.clusters == 0) continue;
-        volume.mft_extents.push_back({vcn, vcn + run.clusters, run.lcn});
-        vcn += run.clusters;
-    }
-    auto clusters = static_cast<std::uint32_t>(vcn);  // kept: counted in 32 bits
-    if (!runs.empty() && runs.front().resident) clusters = 1;
-    volume.record_count = std::int64_t{volume.geometry.cluster_size} * clusters / volume.record_alloc_size;
 }
 
 const mft_extent* extent_of(const ntfs_volume& volume, std::uint64_t vcn) {
@@ -181,25 +166,40 @@ bool lies_inside(const ntfs_volume& volume, std::uint64_t lcn) {
 
 }  // namespace
 
+void place_records(ntfs_volume& volume, std::size_t first) {
+    const std::vector<described_run>& runs = volume.mft_info.data_runs;
+    std::uint64_t vcn = volume.mft_extents.empty() ? 0 : volume.mft_extents.back().end_vcn;
+    for (auto run = runs.begin() + static_cast<std::ptrdiff_t>(first); run != runs.end(); ++run) {
+        if (run->clusters == 0) continue;
+        volume.mft_extents.push_back({vcn, vcn + run->clusters, run->lcn});
+        vcn += run->clusters;
+    }
+    auto clusters = static_cast<std::uint32_t>(vcn);  // kept: counted in 32 bits
+    if (!runs.empty() && runs.front().resident) clusters = 1;
+    volume.record_count = std::int64_t{volume.geometry.cluster_size} * clusters / volume.record_alloc_size;
+}
+
 std::uint32_t ntfs_volume::sector_size() const {
     return byte_view(boot_sector.data(), boot_sector.size()).u16(boot_at::bytes_per_sector);
 }
 
-bool open_volume(const source_choice& choice, std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log) {
+bool open_volume(const source_choice& choice, std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log,
+                 bool thorough) {
     auto reader = std::make_unique<source_reader>();
     open_source(*reader, choice);
     const std::uint64_t offset = choice.volume_offset != 0 ? choice.volume_offset : reader->first_partition;
-    return open_volume_in(std::move(reader), static_cast<std::int64_t>(offset), out, log);
+    return open_volume_in(std::move(reader), static_cast<std::int64_t>(offset), out, log, thorough);
 }
 
 bool open_volume_in(std::unique_ptr<source_reader> reader, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                    const diagnostic_log* log) {
+                    const diagnostic_log* log, bool thorough) {
     out.reset();
     if (!reader->is_open()) return refuse(log, "the source cannot be opened");
     auto volume = std::make_unique<ntfs_volume>();
     volume->open_kind = reader->kind;
     volume->reader = std::move(reader);
     volume->geometry.volume_offset = offset;
+    volume->thorough = thorough;
     if (!validate(*volume, log)) return false;
     out = std::move(volume);
     return true;
@@ -213,10 +213,13 @@ bool validate(ntfs_volume& volume, const diagnostic_log* log) {
             return false;
         read_mft_info(volume);
         place_records(volume);
+        volume.valid = true;
+        // Kept: by default an attribute list in record 0 is not followed; $MFT is seen as far as record 0 reaches.
+        if (volume.thorough) add_listed_mft_parts(volume);
     } catch (const std::bad_alloc&) {
+        volume.valid = false;
         return refuse(log, "out of memory");
     }
-    volume.valid = true;
     return true;
 }
 
@@ -316,14 +319,17 @@ bool read_record_checked(ntfs_volume& volume, std::uint64_t inode, std::vector<s
     return true;
 }
 
-bool fix_record_bytes(const ntfs_volume& volume, std::vector<std::uint8_t>& bytes, record_kind& kind) {
+bool fix_record_bytes(const ntfs_volume& volume, std::vector<std::uint8_t>& bytes, record_kind& kind, bool* torn) {
     kind = classify_record(bytes, bad_record_limits_anywhere);
     if (kind == record_kind::none) return false;
+    if (torn != nullptr) *torn = volume.thorough && is_torn(bytes, volume.sector_size());
     apply_fixups(bytes, volume.sector_size());
     return true;
 }
 
-bool read_record_at(ntfs_volume& volume, std::uint64_t position, std::vector<std::uint8_t>& bytes, record_kind& kind) {
+bool read_record_at(ntfs_volume& volume, std::uint64_t position, std::vector<std::uint8_t>& bytes, record_kind& kind,
+                    bool* torn) {
     kind = record_kind::none;
-    return read_bytes_at(volume, position, volume.record_alloc_size, bytes) && fix_record_bytes(volume, bytes, kind);
+    return read_bytes_at(volume, position, volume.record_alloc_size, bytes) &&
+           fix_record_bytes(volume, bytes, kind, torn);
 }

@@ -47,6 +47,7 @@ struct ntfs_volume {
     std::vector<mft_extent> mft_extents;                 // of mft_info.data_runs
     std::uint32_t record_alloc_size = 0;                 // bytes, from the header of record 0: the stride of records
     bool valid = false;                                  // set by validate, once
+    bool thorough = false;                               // record_source's, for readers that have the volume alone
     std::int64_t record_count = 0;                       // what $MFT holds by its runs
     std::map<std::uint64_t, dir_cache_entry> dir_cache;  // by record number: the directories that lookups passed
     volume_geometry geometry;
@@ -57,13 +58,16 @@ struct ntfs_volume {
 };
 
 // Both make the volume and hand it out only if it validates; `out` is null otherwise. `log` learns why.
-bool open_volume(const source_choice& choice, std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log);
+bool open_volume(const source_choice& choice, std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log,
+                 bool thorough = false);
 // Over a source that is open; `offset` is where the volume begins in it.
 bool open_volume_in(std::unique_ptr<source_reader> reader, std::int64_t offset, std::unique_ptr<ntfs_volume>& out,
-                    const diagnostic_log* log);
+                    const diagnostic_log* log, bool thorough = false);
 
 // Boot sector, geometry and record 0. False: no NTFS volume that this program can read.
 bool validate(ntfs_volume& volume, const diagnostic_log* log);
+// Takes the runs of mft_info.data_runs from `first` on for where the next records lie, and counts anew.
+void place_records(ntfs_volume& volume, std::size_t first = 0);
 
 // Why the volume's last read failed.
 std::string read_error_text(const ntfs_volume& volume);
@@ -93,6 +97,9 @@ bool read_record(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint
 // The same with "BAAD" records, fixed up like any other. Needs at least 1024 bytes, and all sectors of the record.
 bool read_record_checked(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint8_t>& bytes, record_kind& kind);
 // A record's allocated size of bytes at any position, as the one before; no demand on the size.
-bool read_record_at(ntfs_volume& volume, std::uint64_t position, std::vector<std::uint8_t>& bytes, record_kind& kind);
+// `torn`, where it is wanted, is set on a volume that is read thoroughly.
+bool read_record_at(ntfs_volume& volume, std::uint64_t position, std::vector<std::uint8_t>& bytes, record_kind& kind,
+                    bool* torn = nullptr);
 // What read_record_at does with the bytes it read.
-bool fix_record_bytes(const ntfs_volume& volume, std::vector<std::uint8_t>& bytes, record_kind& kind);
+bool fix_record_bytes(const ntfs_volume& volume, std::vector<std::uint8_t>& bytes, record_kind& kind,
+                      bool* torn = nullptr);

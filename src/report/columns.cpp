@@ -39,8 +39,9 @@ void choose_columns(report_scratch& scratch, std::span<const report_column> tabl
                     const mft_entries_ctx& ctx) {
     if (!scratch.columns.empty()) return;
     report_call chooser = first;
-    // Whatever record comes first in its range, an instance's rows are to stand under the labels of any other.
-    if (ctx.instance_number != -1) chooser.hide_clusters = ctx.omit_cluster_info;
+    // Whatever record comes first in its range, an instance's rows are to stand under the labels of any other; and
+    // objects are to have the same names in every run.
+    if (ctx.instance_number != -1 || ctx.format_jsonl) chooser.hide_clusters = ctx.omit_cluster_info;
     for (const report_column& column : table) {
         if (column.wanted != nullptr && !column.wanted(chooser, ctx)) continue;
         add_column(scratch, column, ctx);

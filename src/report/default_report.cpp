@@ -12,6 +12,7 @@ using shape_writer = void (*)(const report_call& call, report_output& out, const
 
 // A copy run with -filepath_only has both settings on: then the bare list is written.
 shape_writer shape_of(const mft_entries_ctx& ctx) {
+    if (ctx.format_jsonl) return write_timeline_rows;
     if (ctx.filepath_only) return write_path_line;
     return ctx.csv_per_path ? write_per_path_row : write_timeline_rows;
 }

@@ -20,7 +20,7 @@ void append_run(text_buffer& out, const cluster_run& run, bool sparse) {
 }
 
 // Put together in place: every row of a record without a stream of its own ends in one of these for each attribute.
-void append_data_type(text_buffer& out, const attr_entry& attribute, std::uint64_t size) {
+void append_data_type(text_buffer& out, const attr_entry& attribute, std::uint64_t size, bool whole) {
     constexpr std::size_t constant_parts = 64;  // brackets, separators and digits
     const bool has_text = !attribute.non_resident() && !attribute.value_text.empty();
     char* at = out.room(constant_parts + most_utf8 * attribute.name.size() + attribute.label.size() +
@@ -29,7 +29,7 @@ void append_data_type(text_buffer& out, const attr_entry& attribute, std::uint64
     put("[");
     if (!attribute.name.empty()) {
         bool complete = true;
-        at = put_utf8(at, attribute.name, complete);
+        at = whole ? put_whole_utf8(at, attribute.name) : put_utf8(at, attribute.name, complete);
         put(" : ");
     }
     if (!attribute.label.empty()) {
@@ -87,12 +87,16 @@ void append_number_text(text_buffer& out, std::uint64_t value, std::size_t digit
     append_hex(out, value, digits);
 }
 
-void append_reparse_targets(text_buffer& out, const file_record& record) {
+void append_name(text_buffer& out, std::u16string_view name, bool whole) {
+    whole ? append_whole_utf8(out, name) : append_utf8(out, name);
+}
+
+void append_reparse_targets(text_buffer& out, const file_record& record, bool whole) {
     bool first = true;
     for (const auto& item : record.reparse_targets) {
         if (!first) out += "; ";
         first = false;
-        append_utf8(out, item.value);
+        append_name(out, item.value, whole);
     }
 }
 
@@ -122,12 +126,12 @@ void append_cluster_text(text_buffer& out, const attr_entry& attribute) {
     if (!attribute.runs.empty()) out.cut(out.size() - 2);
 }
 
-void append_data_types(text_buffer& out, const file_record& record) {
+void append_data_types(text_buffer& out, const file_record& record, bool whole) {
     for (const auto& item : record.attributes) {
         const std::uint64_t size = item.value.data_size();
         if (size == 0) continue;
         if (!out.empty()) out += "; ";
-        append_data_type(out, item.value, size);
+        append_data_type(out, item.value, size, whole);
     }
 }
 

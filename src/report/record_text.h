@@ -19,12 +19,14 @@ const char* record_type_word(const file_record& record, const mft_entries_ctx& c
 std::u16string_view extension_of(std::u16string_view name, bool leading_dot_counts);
 // "0x" and hexadecimal digits, at least `digits` of them, or decimal under -base10.
 void append_number_text(text_buffer& out, std::uint64_t value, std::size_t digits, const mft_entries_ctx& ctx);
-void append_reparse_targets(text_buffer& out, const file_record& record);
+// `whole`: a name that is no UTF-16 is not cut where it ceases to be.
+void append_name(text_buffer& out, std::u16string_view name, bool whole);
+void append_reparse_targets(text_buffer& out, const file_record& record, bool whole = false);
 void append_object_ids(text_buffer& out, const file_record& record);
 // Runs of a non-resident attribute, or what a resident one holds.
 void append_cluster_text(text_buffer& out, const attr_entry& attribute);
 // "[unnamed data : sz: 0x1234]; ..." for every attribute that has a size.
-void append_data_types(text_buffer& out, const file_record& record);
+void append_data_types(text_buffer& out, const file_record& record, bool whole);
 // The filter hits of the record, "; " between and ahead of them if `out` holds text.
 void append_filter_hits(text_buffer& out, const file_record& record);
 // The first of them alone, in the order of the hash list.

@@ -24,8 +24,9 @@ struct report_scratch {
     bool rows_planned = false;    // made at the first row:
     date_plan date;
     time_plan clock;
-    char separator[16] = {};     // its head, for a copy of a fixed size
-    std::size_t fixed_room = 0;  // bytes that the cells of a row take at most, beside their texts
+    char separator[16] = {};              // its head, for a copy of a fixed size
+    std::vector<std::string> json_names;  // of each column: ,"name":
+    std::size_t fixed_room = 0;           // bytes that the cells of a row take at most, beside their texts
 
     result_row row;
     text_buffer line;

@@ -56,6 +56,9 @@ inline void append_utf8(text_buffer& out, std::u16string_view text) {
     bool complete = true;
     out.set_end(put_utf8(out.room(most_utf8 * text.size()), text, complete));
 }
+inline void append_whole_utf8(text_buffer& out, std::u16string_view text) {
+    out.set_end(put_whole_utf8(out.room(most_utf8 * text.size()), text));
+}
 inline void append_decimal(text_buffer& out, std::uint64_t value) {
     out.set_end(digits::put_decimal(out.room(digits::most_decimal), value));
 }

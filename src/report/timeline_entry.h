@@ -3,6 +3,7 @@
 // Formats nothing.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -27,4 +28,8 @@ struct timeline {
 // Where the cells of a group's rows differ: the date, the letters, and the path.
 struct row_places {
     int date = 0, macb = 0, path = 0;
+
+    // Date and letters, which no two rows of a group share, stand side by side.
+    std::size_t own_begin() const { return static_cast<std::size_t>(date); }
+    std::size_t own_end() const { return static_cast<std::size_t>(macb) + 1; }
 };

@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "report/columns.h"
 #include "report/default_report.h"
+#include "report/json_rows.h"
 #include "report/report_output.h"
 #include "report/timeline_entry.h"
 #include "run/run_context.h"
@@ -84,10 +85,10 @@ void add_times(report_scratch& scratch, const four_times& times, time_source sou
     }
 }
 
-dated_name narrow_name(report_scratch& scratch, std::uint32_t index, const name_entry& name) {
+dated_name narrow_name(report_scratch& scratch, std::uint32_t index, const name_entry& name, bool whole) {
     if (index == scratch.names.size()) scratch.names.emplace_back();
     scratch.names[index].clear();
-    append_utf8(scratch.names[index], name.name);
+    append_name(scratch.names[index], name.name, whole);
     return {scratch.names[index].empty() ? no_name : index, name.is_dos};
 }
 
@@ -100,7 +101,7 @@ void fill_timeline(const report_call& call, report_scratch& scratch, const mft_e
     for (const name_entry* each : call.path != nullptr ? names_in(record, call.path->key) : all_names(record)) {
         const name_entry& name = *each;
         if (name.is_dos && ctx.hide_dos_fntimes) continue;
-        const dated_name dated = narrow_name(scratch, names++, name);
+        const dated_name dated = narrow_name(scratch, names++, name, ctx.format_jsonl);
         if (si != nullptr) add_times(scratch, times_of(*si), from_si, dated);
         if (call.path == nullptr) continue;
         add_times(scratch, times_of(name), name.is_dos ? from_dos_name : from_long_name, dated);
@@ -116,14 +117,14 @@ std::string_view inode_text(const report_call& call, report_scratch& scratch, co
     return text.view();
 }
 
-std::string_view ext_text(const report_call& call, report_scratch& scratch) {
+std::string_view ext_text(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
     text_buffer& text = scratch.ext;
     text.clear();
     if (call.path != nullptr && !call.record.is_directory() && !scratch.times.times.empty()) {
         std::u16string_view ext = extension_of(call.path->value.name, true);
         scratch.wide_ext.assign(ext.begin(), ext.end());
         lower_in_place(scratch.wide_ext);
-        append_utf8(text, scratch.wide_ext);
+        append_name(text, scratch.wide_ext, ctx.format_jsonl);
     }
     if (text.empty()) text += "none";
     return text.view();
@@ -136,14 +137,14 @@ void append_count(text_buffer& text, std::string_view word, std::size_t count) {
 }
 
 // What concerns the record's names and links; nothing without a path entry or without any time.
-void append_path_info(text_buffer& text, const report_call& call, const report_scratch& scratch) {
+void append_path_info(text_buffer& text, const report_call& call, const report_scratch& scratch, bool whole) {
     const file_record& record = call.record;
     if (call.path == nullptr || scratch.times.times.empty()) return;
     if (record.lower_names.size() > 1) append_count(text, "multinames [", record.lower_names.size());
     if (record.parents.size() > 1) append_count(text, "multiroots [", record.parents.size());
     if (call.path->value.path.empty() || record.reparse_targets.empty()) return;
     append_item(text, "symlink: [");
-    append_reparse_targets(text, record);
+    append_reparse_targets(text, record, whole);
     text += ']';
 }
 
@@ -151,7 +152,7 @@ std::string_view other_info(const report_call& call, report_scratch& scratch, co
     text_buffer& text = scratch.other_info;
     const file_record& record = call.record;
     text.clear();
-    append_path_info(text, call, scratch);
+    append_path_info(text, call, scratch, ctx.format_jsonl);
     if (record.is_extension) {
         append_item(text, "refinode [");
         append_number_text(text, record.base_reference & inode_mask, 8, ctx);
@@ -169,11 +170,11 @@ std::string_view other_info(const report_call& call, report_scratch& scratch, co
     return text.view();
 }
 
-std::string_view cluster_text(const report_call& call, report_scratch& scratch) {
+std::string_view cluster_text(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
     text_buffer& text = scratch.clusters;
     text.clear();
     if (call.hide_clusters) {
-        append_data_types(text, call.record);
+        append_data_types(text, call.record, ctx.format_jsonl);
     } else if (call.attribute != nullptr) {
         append_cluster_text(text, *call.attribute);
     }
@@ -221,7 +222,8 @@ std::string_view macb_text(const timeline_entry& entry, report_scratch& scratch)
 }
 
 // The first long name stands behind the path; further ones and 8.3 names follow in brackets.
-std::string_view path_and_name(const timeline_entry& entry, const report_call& call, report_scratch& scratch) {
+std::string_view path_and_name(const timeline_entry& entry, const report_call& call, report_scratch& scratch,
+                               bool whole) {
     text_buffer& text = scratch.path_and_name;
     text.clear();
     const auto start_with = [&](std::string_view name) {
@@ -242,7 +244,7 @@ std::string_view path_and_name(const timeline_entry& entry, const report_call& c
         start_with(name);
         if (has_stream_name(call.attribute)) {
             text += ':';
-            append_utf8(text, call.attribute->name);
+            append_name(text, call.attribute->name, whole);
         }
     }
     for (const std::uint32_t index : entry.dos_names) {
@@ -280,12 +282,17 @@ bool wants_sha1(const call_t&, const ctx_t& ctx) { return ctx.want_sha1; }
 bool wants_copies(const call_t&, const ctx_t& ctx) { return ctx.copy_files; }
 bool wants_heads(const call_t&, const ctx_t& ctx) { return ctx.fetch_header && !ctx.copy_files; }
 
+void add_inode(row_in_hand& row) {
+    if (row.ctx.format_jsonl) return row.add_number(row.call.record.inode, cell_u64);
+    row.add_text(inode_text(row.call, row.scratch, row.ctx), cell_inode_text);
+}
+
 void add_size(row_in_hand& row) {
     row.add_number(row.call.attribute == nullptr ? 0 : row.call.attribute->data_size(), cell_u64);
 }
 
 void add_label(row_in_hand& row) { row.add_text(row.call.attribute == nullptr ? "" : row.call.attribute->label); }
-void add_clusters(row_in_hand& row) { row.add_text(cluster_text(row.call, row.scratch)); }
+void add_clusters(row_in_hand& row) { row.add_text(cluster_text(row.call, row.scratch, row.ctx)); }
 void add_last(row_in_hand& row) { row.add_text(last_column_text(row.call, row.scratch)); }
 
 // Cells that differ within a group are set for each of its rows.
@@ -300,13 +307,12 @@ void leave_path(row_in_hand& row) { row.scratch.places.path = row.next++; }
 constexpr std::uint32_t decimal = cell_always_decimal;
 
 constexpr report_column columns[] = {
-    {"mft entry", 10, nullptr,
-     [](row_in_hand& row) { row.add_text(inode_text(row.call, row.scratch, row.ctx), cell_inode_text); }},
+    {"mft entry", 10, nullptr, add_inode},
     {"seqnum", 6, nullptr, [](row_in_hand& row) { row.add_number(row.call.record.sequence, cell_u16, decimal); }},
     {"parent mft", 10, nullptr, [](row_in_hand& row) { row.add_number(parent_number(row.call.path), cell_u64); }},
     {"seqnum", 6, nullptr, [](row_in_hand& row) { row.add_number(parent_sequence(row.call.path), cell_u16, decimal); }},
     {"type", 7, nullptr, [](row_in_hand& row) { row.add_text(record_type_word(row.call.record, row.ctx)); }},
-    {"ext", 9, nullptr, [](row_in_hand& row) { row.add_text(ext_text(row.call, row.scratch)); }},
+    {"ext", 9, nullptr, [](row_in_hand& row) { row.add_text(ext_text(row.call, row.scratch, row.ctx)); }},
     {"ref", 3, nullptr, [](row_in_hand& row) { row.add_number(row.call.record.link_count(), cell_u32, decimal); }},
     // Kept: a width of 1 never pads.
     {"size data", 1, shows_clusters, add_size},
@@ -323,6 +329,34 @@ constexpr report_column columns[] = {
     {"header info", 0, wants_heads, add_last},
 };
 
+// How a row is put together: what all rows of the group begin with, what each has of its own, and what those of the
+// same names end with.
+struct row_form {
+    void (*append_front)(text_buffer& line, const row_in_hand& group);
+    void (*append_own)(text_buffer& line, const row_in_hand& group, std::uint64_t time, const timeline_entry& entry);
+    void (*append_back)(text_buffer& line, const row_in_hand& group);
+};
+
+constexpr row_form cells_form = {
+    [](text_buffer& line, const row_in_hand& group) {
+        append_cells(line, group.scratch.row, 0, group.scratch.places.own_begin(), group.scratch, group.ctx);
+    },
+    [](text_buffer& line, const row_in_hand& group, std::uint64_t, const timeline_entry&) {
+        const row_places& places = group.scratch.places;
+        append_cells(line, group.scratch.row, places.own_begin(), places.own_end(), group.scratch, group.ctx);
+    },
+    [](text_buffer& line, const row_in_hand& group) {
+        const result_row& row = group.scratch.row;
+        append_cells(line, row, group.scratch.places.own_end(), row.cells.size(), group.scratch, group.ctx);
+    },
+};
+
+constexpr row_form json_form = {
+    [](text_buffer&, const row_in_hand&) {},  // the time comes first, so that a sort by lines is one by time
+    append_json_own,
+    append_json_back,
+};
+
 }  // namespace
 
 void write_timeline_rows(const report_call& call, report_output& out, const mft_entries_ctx& ctx) {
@@ -334,13 +368,12 @@ void write_timeline_rows(const report_call& call, report_output& out, const mft_
 
     row_in_hand group{call, scratch, ctx};
     fill_row(group);
+    const row_form& form = ctx.format_jsonl ? json_form : cells_form;
     result_row& row = scratch.row;
     const row_places& places = scratch.places;
-    const auto date = static_cast<std::size_t>(places.date);
-    const auto behind_macb = static_cast<std::size_t>(places.macb) + 1;
     text_buffer& line = scratch.line;
     line.clear();
-    append_cells(line, row, 0, date, scratch, ctx);
+    form.append_front(line, group);
     const std::size_t front = line.size();
     const timeline_entry* previous = nullptr;
     for (const std::uint32_t index : scratch.times.order) {
@@ -348,16 +381,16 @@ void write_timeline_rows(const report_call& call, report_output& out, const mft_
         const std::uint64_t time = scratch.times.times[index];
         if (!in_time_range(time, ctx)) continue;
         if (previous == nullptr || !same_names(*previous, entry)) {
-            cell_set_text(row, places.path, path_and_name(entry, call, scratch));
+            cell_set_text(row, places.path, path_and_name(entry, call, scratch, ctx.format_jsonl));
             scratch.shared_back.clear();
-            append_cells(scratch.shared_back, row, behind_macb, row.cells.size(), scratch, ctx);
+            form.append_back(scratch.shared_back, group);
             scratch.shared_back += '\n';
         }
         previous = &entry;
         cell_set_value(row, places.date, time, ctx.pair_datetime ? cell_paired_date_time : cell_date_time);
         cell_set_text(row, places.macb, macb_text(entry, scratch));
         line.cut(front);
-        append_cells(line, row, date, behind_macb, scratch, ctx);
+        form.append_own(line, group, time, entry);
         line += scratch.shared_back.view();
         write_line(out, line.view());
     }

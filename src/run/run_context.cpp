@@ -31,6 +31,7 @@ void cmd_params::reset() {
     cpu_count = fragment_count = 0;
     separate_files = false;
     format_xml = format_csv = format_l2t = format_csvgen = format_bodyfile = format_multiline = false;
+    format_jsonl = false;
     verbose = show_progress = header_pending = true;
     pair_datetime = false;
     diags_log.stream.reset();
@@ -53,6 +54,7 @@ void mft_entries_ctx::reset() {
     source_text.clear();
     record_size_learned = false;
     future_limit = 0;
+    thorough = false;
 }
 
 std::uint64_t present_time() {

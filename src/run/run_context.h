@@ -61,7 +61,7 @@ struct cmd_params {
     bool separate_files = false;
     std::uint32_t fragment_count = 0;  // never read
     bool format_xml = false, format_csv = false, format_l2t = false, format_csvgen = false;
-    bool format_bodyfile = false, format_multiline = false;
+    bool format_bodyfile = false, format_multiline = false, format_jsonl = false;
     bool verbose = true;  // never read
     bool show_progress = true;
     bool header_pending = true;

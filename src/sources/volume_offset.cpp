@@ -1,8 +1,12 @@
 #include "sources/volume_offset.h"
 
+#include <algorithm>
+
 #include "base/numbers.h"
 #include "base/text.h"
+#include "sources/boot_layout.h"
 #include "sources/partitions.h"
+#include "sources/plausible_boot.h"
 #include "sources/source_reader.h"
 
 namespace {
@@ -33,15 +37,30 @@ bool find_partitions(offset_check& check, byte_source& disk, partition_list& lis
 bool is_ntfs(const partition_entry& entry) { return type_name(entry.type).find("ntfs") != std::string::npos; }
 
 std::uint64_t start_of(const partition_entry& entry) { return entry.start_sector * entry.sector_size; }
+std::uint64_t end_of(const partition_entry& entry) {
+    return (entry.start_sector + entry.sector_count) * entry.sector_size;
+}
 
-// The offset is the start of an NTFS partition: all that is left to ask is whether the source holds it.
-bool accept_partition(offset_check& check, const partition_entry& entry, std::uint64_t size) {
+// The offset is the start of an NTFS volume: all that is left to ask is whether the source holds it up to its end.
+bool accept_volume(offset_check& check, std::uint64_t end, std::uint64_t size) {
     check.found = true;
-    const std::uint64_t end = (entry.start_sector + entry.sector_count) * entry.sector_size;
     if (size >= end || check.ignore_size) return true;
     say_offset(check, "volume offset 0x", check.offset,
                " is a NTFS partition, however image size does not encapsulate entire volume\n");
     return false;
+}
+
+// By default an offset counts only as the start of a partition that a table names. A thorough check looks there first:
+// tables get lost, and a volume that begins at the offset is what was asked for.
+bool volume_lies_at(const offset_check& check, byte_source& disk, std::vector<std::uint8_t>& sector) {
+    if (!check.thorough || check.offset == 0) return false;
+    return read_bytes(disk, sector, check.offset, boot_at::size) && is_plausible_ntfs_boot(sector);
+}
+
+// Guard: the boot sector may claim any number of sectors.
+std::uint64_t end_of_volume(const offset_check& check, byte_view sector) {
+    const std::uint64_t bytes = ntfs_volume_bytes(sector);
+    return bytes + std::min(check.offset, ~bytes);
 }
 
 void propose(offset_check& check, const partition_list& list, std::uint64_t proposal) {
@@ -84,6 +103,8 @@ bool check_volume_offset(offset_check& check, source_reader& reader) {
         say_offset(check, "volume offset 0x", check.offset, " is not within image bounds\n");
         return false;
     }
+    std::vector<std::uint8_t> sector;
+    if (volume_lies_at(check, *reader.bytes, sector)) return accept_volume(check, end_of_volume(check, sector), size);
     partition_list list;
     bool settled = false;
     if (!find_partitions(check, *reader.bytes, list, settled)) return false;
@@ -92,7 +113,7 @@ bool check_volume_offset(offset_check& check, source_reader& reader) {
     for (const partition_entry& entry : list) {
         const std::uint64_t start = start_of(entry);
         if (check.offset == start) {
-            if (is_ntfs(entry)) return accept_partition(check, entry, size);
+            if (is_ntfs(entry)) return accept_volume(check, end_of(entry), size);
             say_offset(check, "volume offset selected 0x", start, " is not a NTFS partition, but [");
             check.text += type_name(entry.type) + "]\n";
             break;

@@ -19,6 +19,7 @@ struct offset_check {
     std::string text{};        // lines, each with its line feed
     std::string reason{};      // what the system said where the source could not be opened or read
     search_progress progress = nullptr;
+    bool thorough = false;  // an offset may be accepted by what lies there, whatever a partition table says
 };
 
 // True: `offset` is the start of an NTFS volume. False otherwise, with the reason and the list in `text`.

@@ -41,12 +41,19 @@ bool decode_attributes(file_record& record, byte_view bytes, std::size_t first, 
     return decoded;
 }
 
-void note_directory(const file_record& record, bool cut_by_budget, path_cache& paths) {
+void note_directory(const file_record& record, const record_source& records, bool cut_by_budget, path_cache& paths) {
     if (!record.is_directory()) return;
     const bool is_baad = has_signature(record.header_view(), "BAAD");
     // A decode that the budget cut short, or of a record that a read refuses, is the walk's alone.
     const bool reads_alike = !cut_by_budget && !is_baad;
-    add_directory_node(paths, record, reads_alike);
+    add_directory_node(paths, record, records, reads_alike);
+}
+
+// A record that was never used ends where its attributes are to begin, and there is nothing to tell of it.
+void log_nothing_decoded(const file_record& record, byte_view bytes, std::size_t first, const diagnostic_log* log) {
+    if (bytes.u32(first) == type_end) return;
+    log_diag(log, "err: record %llx: no attribute where they are to begin, at %zx",
+             static_cast<unsigned long long>(record.inode), first);
 }
 
 // Steps behind the decode, as far as they can drop the record.
@@ -69,7 +76,7 @@ void build_paths(file_record& record, mft_entries_ctx& ctx, path_cache& paths) {
     for (auto& item : record.parents) {
         std::string& path = item.value.path;
         if (record.costs.path_bytes < record_cost_limit) {
-            build_path(path, item.key & inode_mask, ctx, paths);
+            build_path(path, parent_to_climb(item.key, ctx), ctx, paths);
             record.costs.path_bytes += path.size();
         } else {
             path = "[root]\\<path corrupted>\\";
@@ -90,13 +97,16 @@ bool parse_file_record(file_record& record, byte_view bytes, std::uint64_t inode
     if (selection == pre_selection::refused && (ctx.and_logic || (ctx.rules.empty() && !has_or_filters(ctx))))
         return false;
 
-    if (first + 72 > bytes.size || 2 * first > bytes.size) return false;
     bool cut_by_budget = false;
-    if (!decode_attributes(record, bytes, first, ctx, cut_by_budget)) return false;
-    note_directory(record, cut_by_budget, state.paths);
+    const bool has_room = first + 72 <= bytes.size && 2 * first <= bytes.size;
+    if (!has_room || !decode_attributes(record, bytes, first, ctx, cut_by_budget)) {
+        log_nothing_decoded(record, bytes, first, ctx.log);
+        return false;
+    }
+    note_directory(record, ctx, cut_by_budget, state.paths);
 
     if (!select_decoded(record, selection == pre_selection::passed, ctx, state)) return false;
-    analyze_record_times(record);
+    analyze_record_times(record, state.torn);
     build_paths(record, ctx, state.paths);
     return true;
 }

@@ -207,13 +207,28 @@ constexpr bool (*or_stages[])(file_record& record, mft_entries_ctx& ctx, walk_st
     size_stage, wildcard_stage, name_stage, directory_stage, inode_stage, extension_stage,
 };
 
-// What signature rules look at: the last $DATA in map order, named or not.
-attr_entry* last_data(file_record& record) {
-    attr_entry* last = nullptr;
-    for (auto& item : record.attributes) {
+// The first rule that hits the head of a stream gives the record's text.
+bool any_rule_hits(file_record& record, const mft_entries_ctx& ctx, const attr_entry& stream) {
+    if (stream.head_bytes.empty()) return false;
+    for (const filter_rule& rule : ctx.rules) {
+        if (!rule.usable || !rule.match(rule, stream.head_bytes)) continue;
+        mark(record, match_signature) = signature_text(rule.kind);
+        return true;
+    }
+    return false;
+}
+
+bool last_data_hits(file_record& record, const mft_entries_ctx& ctx) {
+    const attr_entry* last = nullptr;
+    for (const auto& item : record.attributes) {
         if (item.value.is_data) last = &item.value;
     }
-    return last;
+    return last != nullptr && any_rule_hits(record, ctx, *last);
+}
+
+bool any_data_hits(file_record& record, const mft_entries_ctx& ctx) {
+    const auto hits = [&](const auto& item) { return item.value.is_data && any_rule_hits(record, ctx, item.value); };
+    return std::any_of(record.attributes.begin(), record.attributes.end(), hits);
 }
 
 template <class entry>
@@ -262,14 +277,9 @@ bool evaluate_or_filters(file_record& record, mft_entries_ctx& ctx, walk_state& 
 bool evaluate_rules(file_record& record, const mft_entries_ctx& ctx) {
     // Every rule tests bytes of a volume's streams. Without a volume they are ignored, and pass.
     if (ctx.rules.empty() || ctx.volume == nullptr) return true;
-    attr_entry* tested = last_data(record);
-    if (tested == nullptr || tested->head_bytes.empty()) return false;
-    for (const filter_rule& rule : ctx.rules) {
-        if (!rule.usable || !rule.match(rule, tested->head_bytes)) continue;
-        mark(record, match_signature) = signature_text(rule.kind);
-        return true;
-    }
-    return false;
+    // Kept: of several streams, named or not, the last in map order alone is looked at, so that a download's mark of
+    // its origin hides the program that it marks. A thorough run asks each of them.
+    return ctx.thorough ? any_data_hits(record, ctx) : last_data_hits(record, ctx);
 }
 
 bool evaluate_time_range(file_record& record, const mft_entries_ctx& ctx) {

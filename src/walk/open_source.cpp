@@ -10,6 +10,15 @@
 
 namespace {
 
+// An extracted $MFT has no clusters and no directory indexes.
+void tell_what_needs_a_volume(const mft_entries_ctx& ctx) {
+    if (!ctx.filter_dirs.empty()) log_diag(ctx.log, "err: -filter_dir needs a volume, no record lies in such a folder");
+    if (!ctx.filter_files.empty()) log_diag(ctx.log, "err: -filter_file needs a volume, ignored");
+    if (!ctx.rules.empty()) log_diag(ctx.log, "err: filters by first bytes need a volume, ignored");
+    if (ctx.copy_files || ctx.want_md5 || ctx.want_sha1)
+        log_diag(ctx.log, "err: streams outside of their records need a volume: no copies, no digests of them");
+}
+
 bool open_extracted_mft(mft_entries_ctx& ctx) {
     if (ctx.mft_reader == nullptr) {
         auto reader = std::make_unique<plain_file>();
@@ -23,14 +32,13 @@ bool open_extracted_mft(mft_entries_ctx& ctx) {
     ctx.source_text = ctx.mft_file_path;
     ctx.close_source_after_walk = true;
     ctx.volume_record_count = static_cast<std::uint64_t>(ctx.mft_reader->file_size()) / ctx.effective_record_size();
-    if (!ctx.filter_dirs.empty() || !ctx.filter_files.empty())
-        log_diag(ctx.log, "err: filters by path need a volume, ignored");
+    tell_what_needs_a_volume(ctx);
     return true;
 }
 
 bool make_volume(mft_entries_ctx& ctx, const source_choice& choice) {
     ctx.source_text = choice.text;
-    return ::open_volume(choice, ctx.volume, ctx.log);
+    return ::open_volume(choice, ctx.volume, ctx.log, ctx.thorough);
 }
 
 // A volume that stands there already is taken as it is.

@@ -60,6 +60,7 @@ void add_subtree(directory_entries& entries, mft_entries_ctx& ctx, const path_ta
     const std::u16string base(has_drive ? std::u16string_view(found.path).substr(0, 2) : root_text);
     subtree_map directories;
     if (!expand_subtree(directories, found.inode, std::int64_t{depth} - 1, *ctx.volume, base)) {
+        log_diag(ctx.log, "err: not expanded, the directory alone counts: %s", utf8_from_utf16(text).c_str());
         return add_directory(entries, found.inode, text);
     }
     for (const auto& [inode, path] : directories) add_directory(entries, inode, path);
@@ -68,7 +69,7 @@ void add_subtree(directory_entries& entries, mft_entries_ctx& ctx, const path_ta
 void resolve_directory(directory_entries& entries, mft_entries_ctx& ctx, const std::u16string& text) {
     const directory_item item = read_item(text);
     path_target found;
-    if (!lookup_path(found, *ctx.volume, item.path, true, ctx.log)) return;
+    if (!lookup_path(found, ctx, item.path, true)) return;
     if (found.path == u"\\") found.path = root_text;
     if (item.depth > 0) return add_subtree(entries, ctx, found, item.depth);
     add_directory(entries, found.inode, found.path);
@@ -89,7 +90,7 @@ void resolve_file(mft_entries_ctx& ctx, const std::u16string& item) {
     if (colon == item.find(u":\\")) colon = std::u16string::npos;
     const std::u16string stream = colon == std::u16string::npos ? u"" : item.substr(colon + 1);
     path_target found;
-    if (lookup_path(found, *ctx.volume, item.substr(0, colon), false, ctx.log)) {
+    if (lookup_path(found, ctx, item.substr(0, colon), false)) {
         add_inode_entry(ctx.selected_inodes, found.inode, stream, entry_file);
     } else {
         log_diag(ctx.log, "err: no such file, filter ignored: %s", utf8_from_utf16(item).c_str());

@@ -4,6 +4,7 @@
 
 #include "base/diagnostic_log.h"
 #include "base/text.h"
+#include "ntfs/extension_records.h"
 #include "ntfs/record_read.h"
 #include "ntfs/record_source.h"
 
@@ -44,17 +45,18 @@ void occupy_slot(path_cache& cache, std::uint32_t index) {
     cache.slots[slot] = index + 1;
 }
 
-std::uint32_t add_node(path_cache& cache, std::uint64_t reference, std::uint64_t parent, std::u16string_view name,
-                       std::uint8_t state) {
+bool append_name(path_cache& cache, std::u16string_view name) {
+    if (!cache.whole_names) return append_utf8(cache.names, name);
+    const std::size_t start = cache.names.size();
+    cache.names.resize(start + most_utf8 * name.size());
+    const char* const end = put_whole_utf8(cache.names.data() + start, name);
+    cache.names.resize(static_cast<std::size_t>(end - cache.names.data()));
+    return true;
+}
+
+std::uint32_t enter_node(path_cache& cache, const path_node& node) {
     const auto index = static_cast<std::uint32_t>(cache.nodes.size());
-    path_node& node = cache.nodes.emplace_back();
-    node.reference = reference;
-    node.parent = parent;
-    node.set_name_at(cache.names.size());
-    if (!append_utf8(cache.names, name)) state |= node_name_cut;
-    if (name.empty() || name == u".") state |= node_silent;
-    node.name_bytes = static_cast<std::uint16_t>(cache.names.size() - node.name_at());
-    node.state = state;
+    cache.nodes.push_back(node);
     if (2 * cache.nodes.size() <= cache.slots.size()) {
         occupy_slot(cache, index);
         return index;
@@ -64,9 +66,32 @@ std::uint32_t add_node(path_cache& cache, std::uint64_t reference, std::uint64_t
     return index;
 }
 
-std::u16string_view first_name(const file_record& record) {
-    return record.file_names.empty() ? std::u16string_view()
-                                     : std::u16string_view(record.file_names.begin()->value.name);
+std::uint32_t add_node(path_cache& cache, std::uint64_t reference, std::uint64_t parent, std::u16string_view name,
+                       std::uint8_t state) {
+    path_node node;
+    node.reference = reference;
+    node.parent = parent;
+    node.set_name_at(cache.names.size());
+    if (!append_name(cache, name)) state |= node_name_cut;
+    if (name.empty() || name == u".") state |= node_silent;
+    node.name_bytes = static_cast<std::uint16_t>(cache.names.size() - node.name_at());
+    node.state = state;
+    return enter_node(cache, node);
+}
+
+// The name that stands for a directory in paths. Kept: by default its first in map order, be it the DOS name. A
+// thorough run takes the first that is not, if there is one.
+std::u16string_view name_in_paths(const file_record& record, bool thorough) {
+    const auto& names = record.file_names;
+    if (names.empty()) return {};
+    auto name = names.begin();
+    if (thorough) name = std::find_if(name, names.end(), [](const auto& item) { return !item.value.is_dos; });
+    return name == names.end() ? names.begin()->value.name : name->value.name;
+}
+
+std::uint8_t flags_state(const file_record& record) {
+    return static_cast<std::uint8_t>((record.is_directory() ? node_directory : 0) |
+                                     (record.in_use() ? node_in_use : 0));
 }
 
 std::uint64_t reference_of(const file_record& record) {
@@ -80,7 +105,9 @@ std::uint32_t lookup_parents(path_cache& cache, record_source& records, std::uin
     if (!read_and_decode_record(record, records, number, false) || record.parents.empty()) {
         return add_node(cache, number, 0, {}, node_unreadable);
     }
-    return add_node(cache, reference_of(record), record.parents.begin()->key, first_name(record), node_fresh);
+    const auto state = static_cast<std::uint8_t>(node_fresh | flags_state(record));
+    return add_node(cache, reference_of(record), record.parents.begin()->key, name_in_paths(record, records.thorough),
+                    state);
 }
 
 // What reading a record would give now. Each record is read once; the source does not change under a walk.
@@ -112,19 +139,54 @@ const known_path* find_known_number(const path_cache& cache, std::uint64_t numbe
     return is_it && cache.numbers_are_live ? &entry : nullptr;
 }
 
-// The node of one step. `no_node`: the climb ends here, with `<path corrupted>` if the sequence number is stale.
+// From now on the node is found by its whole reference.
+std::uint32_t keep_node(path_cache& cache, std::uint32_t index) {
+    path_node& node = cache.nodes[index];
+    if ((node.state & node_cached) == 0 && find_cached(cache, node.reference) == no_node) node.state |= node_cached;
+    return index;
+}
+
+// The record has been freed since: a second node, under the reference that children still carry. Its text is not
+// remembered, for the record's number leads to the first.
+std::uint32_t keep_freed_node(path_cache& cache, std::uint32_t index, std::uint64_t reference) {
+    path_node node = cache.nodes[index];
+    node.reference = reference;
+    node.visit = node.number_visit = 0;
+    node.state = static_cast<std::uint8_t>((node.state & ~node_fresh) | node_cached);
+    return enter_node(cache, node);
+}
+
+// By default a step asks for the record's own sequence number or none, and a record that gives no parent ends the path
+// as if it lay in the root.
+std::uint32_t take_parent(path_cache& cache, std::uint32_t index, std::uint64_t reference) {
+    const path_node& node = cache.nodes[index];
+    if ((node.state & node_unreadable) != 0) return no_node;
+    if (sequence_of(reference) == 0 || sequence_of(reference) == sequence_of(node.reference))
+        return keep_node(cache, index);
+    cache.parts.push_back(corrupted_part);
+    return no_node;
+}
+
+// A thorough step asks whether the record still is, or when it was freed was, the directory that the reference means.
+std::uint32_t prove_parent(path_cache& cache, std::uint32_t index, std::uint64_t reference) {
+    const path_node& node = cache.nodes[index];
+    const auto expected = static_cast<std::uint16_t>(sequence_of(reference));
+    const auto own = static_cast<std::uint16_t>(sequence_of(node.reference));
+    const bool is_directory = (node.state & node_unreadable) == 0 && (node.state & node_directory) != 0;
+    if (is_directory && sequence_fits(expected, own, (node.state & node_in_use) != 0)) {
+        const bool by_own = expected == 0 || expected == own;
+        return by_own ? keep_node(cache, index) : keep_freed_node(cache, index, reference);
+    }
+    cache.parts.push_back(corrupted_part);
+    return no_node;
+}
+
+// The node of one step. `no_node`: the climb ends here, with `<path corrupted>` where the record is another one now.
 std::uint32_t step_to(path_cache& cache, record_source& records, std::uint64_t reference) {
     std::uint32_t index = find_cached(cache, reference);
     if (index != no_node) return index;
     index = fresh_node(cache, records, number_of(reference));
-    path_node& node = cache.nodes[index];
-    if ((node.state & node_unreadable) != 0) return no_node;
-    if (sequence_of(reference) != 0 && sequence_of(reference) != sequence_of(node.reference)) {
-        cache.parts.push_back(corrupted_part);
-        return no_node;
-    }
-    if ((node.state & node_cached) == 0 && find_cached(cache, node.reference) == no_node) node.state |= node_cached;
-    return index;
+    return records.thorough ? prove_parent(cache, index, reference) : take_parent(cache, index, reference);
 }
 
 // Gathers the nodes from the first reference up, in climbing order. `known` is set where an earlier climb continues.
@@ -204,7 +266,14 @@ void path_cache::clear() {
     numbers_are_live = true;
 }
 
-void add_directory_node(path_cache& cache, const file_record& record, bool reads_alike) {
+std::uint64_t parent_to_climb(std::uint64_t reference, const record_source& records) {
+    return records.thorough ? reference : number_of(reference);
+}
+
+void add_directory_node(path_cache& cache, const file_record& record, const record_source& records, bool reads_alike) {
+    // A thorough climb must come to the same end whether the walk has passed the record or not: one that reads
+    // otherwise, or gives no parent, ends it.
+    if (records.thorough && (!reads_alike || record.parents.empty())) return;
     const std::uint64_t reference = reference_of(record);
     if (find_cached(cache, reference) != no_node) return;
     // A read that finds no parent is a failed one: such a record is known to the walk alone.
@@ -219,13 +288,13 @@ void add_directory_node(path_cache& cache, const file_record& record, bool reads
         }
     }
     const std::uint64_t parent = record.parents.empty() ? 0 : record.parents.begin()->key;
-    const auto state = static_cast<std::uint8_t>(fresh ? node_cached | node_fresh : node_cached);
-    add_node(cache, reference, parent, first_name(record), state);
+    const int state = (fresh ? node_cached | node_fresh : node_cached) | flags_state(record);
+    add_node(cache, reference, parent, name_in_paths(record, records.thorough), static_cast<std::uint8_t>(state));
 }
 
 bool build_path(std::string& path, std::uint64_t inode_reference, record_source& records, path_cache& cache) {
     path.clear();
-    if (!source_usable(records) || inode_reference == ~std::uint64_t{0}) return false;
+    if (!source_usable(records)) return false;
     if (sequence_of(inode_reference) == 0) {
         if (const known_path* entry = find_known_number(cache, number_of(inode_reference))) {
             path = entry->text;

@@ -36,6 +36,8 @@ enum node_state : std::uint8_t {
     node_unreadable = 4,  // reading the record fails, or it names no parent
     node_silent = 8,      // the name is empty or ".": it shows in no path
     node_name_cut = 16,   // the name's conversion to UTF-8 ended early: so does every path through it
+    node_directory = 32,  // a flag of the record, as the next one
+    node_in_use = 64,
 };
 
 // The text of a climb that reached the root, kept to shorten later climbs through the same directory.
@@ -55,6 +57,7 @@ struct path_cache {
     std::array<known_path, 1024> known;  // by record number
     std::vector<std::uint32_t> parts;    // nodes of the present climb
     std::uint32_t climbs = 0;
+    bool whole_names = false;      // a name is converted to its end, whatever units it holds: none is cut
     bool numbers_are_live = true;  // a walked record is the one that its number names: false for records of free space
     std::unique_ptr<file_record> lookup;  // reused to read directories ahead of the walk
 
@@ -65,7 +68,11 @@ struct path_cache {
 
 // Adds the node of a directory that the walk decoded, under its sequence and number, unless one is there.
 // `reads_alike`: reading the record by its number would decode to the same.
-void add_directory_node(path_cache& cache, const file_record& record, bool reads_alike);
+void add_directory_node(path_cache& cache, const file_record& record, const record_source& records, bool reads_alike);
+
+// A directory as a record's $FILE_NAME names it, for build_path. By default its sequence number is left out, so that
+// the record passes for the parent that has the number now; a thorough climb tests it like every other step.
+std::uint64_t parent_to_climb(std::uint64_t reference, const record_source& records);
 
 // The path of a directory, UTF-8, "[root]\" first, with a back slash at its end. True only if the climb reached the
 // root; otherwise the text shows how far it came. The reference may come without its sequence number (0 there).

@@ -24,7 +24,7 @@ struct report_choice {
 // The first line that holds. Kept: -csv stands ahead of the other formats and writes what no format at all writes.
 constexpr report_choice report_choices[] = {
     {[](const mft_entries_ctx& ctx) { return ctx.find_mft; }, write_record_dump},
-    {[](const mft_entries_ctx& ctx) { return ctx.format_csv; }, write_default_report},
+    {[](const mft_entries_ctx& ctx) { return ctx.format_csv || ctx.format_jsonl; }, write_default_report},
     {[](const mft_entries_ctx& ctx) { return ctx.format_bodyfile; }, write_body_file},
     {[](const mft_entries_ctx& ctx) { return ctx.format_l2t; }, write_l2t_rows},
     {[](const mft_entries_ctx& ctx) { return ctx.hash_output; }, write_hash_list},
@@ -40,9 +40,13 @@ void write_report(const file_record& record, report_output& out, const mft_entri
 
 }  // namespace
 
-bool begin_walk(record_walk& walk) { return open_and_prepare(walk.ctx) && source_usable(walk.ctx); }
+bool begin_walk(record_walk& walk) {
+    walk.state.paths.whole_names = walk.ctx.format_jsonl;
+    return open_and_prepare(walk.ctx) && source_usable(walk.ctx);
+}
 
 void visit_record(record_walk& walk, std::uint64_t inode, std::uint64_t offset) {
+    if (walk.state.torn) log_diag(walk.ctx.log, "err: torn record %llx", static_cast<unsigned long long>(inode));
     try {
         if (!parse_file_record(walk.record, walk.buffer, inode, walk.ctx, walk.state)) return;
         walk.record.record_offset = offset;

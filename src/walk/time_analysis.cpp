@@ -42,9 +42,11 @@ verdict judge(const file_record& record) {
 
 }  // namespace
 
-void analyze_record_times(file_record& record) {
+void analyze_record_times(file_record& record, bool torn) {
     const verdict found = judge(record);
-    record.time_warning = *found.kind != '\0' || *found.what != '\0';
+    const bool fired = *found.kind != '\0' || *found.what != '\0';
+    record.time_warning = torn || fired;
     record.time_warning_text.clear();
-    if (record.time_warning) record.time_warning_text.append(found.kind).append(found.what);
+    if (torn) record.time_warning_text = fired ? "torn record; " : "torn record";
+    if (fired) record.time_warning_text.append(found.kind).append(found.what);
 }

@@ -5,5 +5,6 @@
 
 struct file_record;
 
-// Sets time_warning and its text from the first rule that fires, or clears both.
-void analyze_record_times(file_record& record);
+// Sets time_warning and its text from the first rule that fires, or clears both. A torn record is told of ahead of it:
+// its times may be those of two moments.
+void analyze_record_times(file_record& record, bool torn = false);

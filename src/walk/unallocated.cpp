@@ -72,13 +72,16 @@ bool read_bitmap(cluster_walk& walk) {
     cluster_bitmap& bitmap = walk.bitmap;
     if (!read_and_decode_record(walk.record, ctx, bitmap_inode, true)) return false;
     const attr_entry* const stream = bitmap_stream(walk.record);
-    if (stream == nullptr) return false;
+    if (stream == nullptr) {
+        log_diag(ctx.log, "err: record %llx has no bitmap of clusters", static_cast<unsigned long long>(bitmap_inode));
+        return false;
+    }
     // Clusters that the source cannot hold need no bits.
     const std::uint64_t held = ctx.volume->reader->size() / ctx.volume->cluster_bytes();
     bitmap.limit = static_cast<std::size_t>(std::min<std::uint64_t>(bitmap_that_counts, held / 8 + 1));
     const bool whole = read_attribute_data(ctx.volume.get(), *stream, {take_bitmap, &bitmap}, ctx.log);
     if (bitmap.bytes.size() >= bitmap.limit) {
-        bitmap.length = stream->data_size();
+        if (stream->non_resident()) bitmap.length = stream_size(*stream, ctx.volume->cluster_bytes());
     } else if (!whole) {
         log_diag(ctx.log, "err: bitmap ends at %llx", static_cast<unsigned long long>(bitmap.length));
     }
@@ -86,7 +89,12 @@ bool read_bitmap(cluster_walk& walk) {
 }
 
 bool begin_cluster_walk(cluster_walk& walk) {
-    if (!begin_walk(walk) || walk.ctx.volume == nullptr || !read_bitmap(walk)) return false;
+    if (!begin_walk(walk)) return false;
+    if (walk.ctx.volume == nullptr) {
+        log_diag(walk.ctx.log, "err: free clusters need a volume, none are searched");
+        return false;
+    }
+    if (!read_bitmap(walk)) return false;
     const ntfs_volume& volume = *walk.ctx.volume;
     // A number in the record names none of $MFT here, so parents are looked up there.
     walk.state.paths.numbers_are_live = false;
@@ -95,6 +103,7 @@ bool begin_cluster_walk(cluster_walk& walk) {
     walk.cluster_size = volume.cluster_bytes();
     walk.slot_size = volume.record_bytes();
     walk.slots = walk.cluster_size / walk.slot_size;
+    if (walk.slots == 0) log_diag(walk.ctx.log, "err: clusters are smaller than records, none are searched");
     walk.overhang = volume.record_alloc_size > walk.slot_size ? volume.record_alloc_size - walk.slot_size : 0;
     return true;
 }
@@ -127,7 +136,7 @@ void visit_cluster_by_slots(cluster_walk& walk, std::uint32_t cluster) {
     record_kind kind = record_kind::none;
     for (std::uint32_t slot = 0; slot < walk.slots && walk_goes_on(walk); ++slot) {
         const std::uint64_t position = position_of(walk, cluster) + std::uint64_t{slot} * walk.slot_size;
-        if (read_record_at(*walk.ctx.volume, position, walk.buffer, kind)) visit_slot(walk);
+        if (read_record_at(*walk.ctx.volume, position, walk.buffer, kind, &walk.state.torn)) visit_slot(walk);
     }
 }
 
@@ -138,7 +147,7 @@ void visit_cluster_in_stretch(cluster_walk& walk, std::size_t at) {
         const byte_view bytes = byte_view(walk.stretch).part(at, walk.ctx.volume->record_alloc_size);
         if (!may_be_record(bytes)) continue;
         walk.buffer.assign(bytes.data, bytes.data + bytes.size);
-        if (fix_record_bytes(*walk.ctx.volume, walk.buffer, kind)) visit_slot(walk);
+        if (fix_record_bytes(*walk.ctx.volume, walk.buffer, kind, &walk.state.torn)) visit_slot(walk);
     }
 }
 
@@ -147,7 +156,12 @@ bool read_stretch(cluster_walk& walk, std::uint32_t first, std::uint32_t count) 
     const std::uint32_t wanted = count * walk.cluster_size + walk.overhang;
     walk.stretch.resize(wanted);
     std::uint32_t size = wanted;
-    return read_at_volume(*walk.ctx.volume, position_of(walk, first), walk.stretch.data(), size) && size == wanted;
+    const bool came = read_at_volume(*walk.ctx.volume, position_of(walk, first), walk.stretch.data(), size);
+    if (!came) {
+        log_diag(walk.ctx.log, "err: free clusters %x to %x cannot be read at once: %s", first, first + count - 1,
+                 read_error_text(*walk.ctx.volume).c_str());
+    }
+    return came && size == wanted;
 }
 
 void visit_stretch(cluster_walk& walk, std::uint32_t first, std::uint32_t count) {

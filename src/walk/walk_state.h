@@ -18,4 +18,5 @@ struct filter_scratch {
 struct walk_state {
     path_cache paths;
     filter_scratch filters;
+    bool torn = false;  // the record in hand was; only a thorough walk asks
 };

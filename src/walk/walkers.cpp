@@ -28,7 +28,10 @@ bool begin_number_walk(number_walk& walk) {
     mft_entries_ctx& ctx = walk.ctx;
     if (!begin_walk(walk) || !read_and_decode_record(walk.record, ctx, 0, false)) return false;
     const std::uint64_t declared = declared_mft_size(walk.record);
-    if (declared == 0) return false;
+    if (declared == 0) {
+        log_diag(ctx.log, "err: record 0 has no size of $MFT");
+        return false;
+    }
     const std::uint64_t record_size = ctx.effective_record_size();
     walk.total = declared / record_size;
     walk.beyond = std::numeric_limits<std::uint64_t>::max();
@@ -44,9 +47,9 @@ bool begin_number_walk(number_walk& walk) {
 
 // The record's bytes into the walk's buffer. False: none.
 bool fetch(number_walk& walk, std::uint64_t number) {
-    bool bad = false;  // not looked at: a "BAAD" record goes to the decoder like any other
     try {
-        return read_record_ahead(walk.buffer, bad, walk.ctx, number, walk.block, walk.end) && !walk.buffer.empty();
+        return read_record_ahead(walk.buffer, walk.state.torn, walk.ctx, number, walk.block, walk.end) &&
+               !walk.buffer.empty();
     } catch (const std::bad_alloc&) {
         tell_out_of_memory(walk.ctx, number);
         return false;
@@ -103,6 +106,10 @@ void walk_mft_sequence(report_output& out, mft_entries_ctx& ctx) {
         end = std::min(ctx.mft_start + std::min(ctx.mft_count, room), walk.beyond);
     }
     walk.end = end;
+    if (ctx.mft_start >= end) {
+        log_diag(ctx.log, "err: record %llx is none of the %llx records that there are",
+                 static_cast<unsigned long long>(ctx.mft_start), static_cast<unsigned long long>(walk.total));
+    }
     for (std::uint64_t number = next_number(ctx, ctx.mft_start, end); number < end && visit(walk, number);) {
         number = next_number(ctx, number + 1, end);
     }

@@ -4,9 +4,14 @@
 The rows over a live volume, mounted or not, and over a whole drive's partition equal those over its image file.
 Ends with 77, "skipped", where no loop device is to be had.
 """
+import contextlib
+import fcntl
 import gzip
 import os
+import re
 import resource
+import shutil
+import struct
 import subprocess
 import sys
 from pathlib import Path
@@ -18,11 +23,12 @@ faults = []
 
 def check(what, ours, expected):
     if ours != expected:
-        faults.append(f"{what}: {ours!r} instead of {expected!r}")
+        faults.append(f"{what}: {str(ours):.300} instead of {str(expected):.300}")
 
 
-def run(*arguments, **settings):
-    done = subprocess.run([PROGRAM, "-quiet", *map(str, arguments)], capture_output=True, timeout=60, **settings)
+def run(*arguments, through=(), **settings):
+    command = [*through, PROGRAM, "-quiet", *map(str, arguments)]
+    done = subprocess.run(command, capture_output=True, timeout=60, **settings)
     return done.returncode, [line for line in done.stdout.splitlines() if line.startswith(b"0x")], done.stderr.decode()
 
 
@@ -38,6 +44,68 @@ def check_live(device, image):
     words = f"prob validating volume {image} as a NTFS partition, aborting...\n"
     check("a file is no partition", run("-partition", image), (0, [], words))
     check("shadow copy", run("-vss", 3), (255, [], "This option is not offered in this build\n"))
+
+
+@contextlib.contextmanager
+def loop_device(path, *settings):
+    made = subprocess.run(["losetup", "-f", "--show", *settings, path], capture_output=True)
+    if made.returncode != 0:
+        sys.exit(77)
+    device = made.stdout.decode().strip()
+    try:
+        yield device
+    finally:
+        subprocess.run(["losetup", "-d", device])
+
+
+# Loop devices are no drives: where the program looks for drives, it meets one of another name with the loop's number.
+AS_DRIVE = """mount -t tmpfs none /sys/block && mkdir /sys/block/sda && mount -t tmpfs none /dev &&
+    mknod /dev/sda b $0 $1 && shift && exec "$@" """
+
+
+def check_drive(image):
+    """A volume inside a drive, in sectors of two sizes; the drive ends inside a sector."""
+    disk, rows = WORK / "disk", run("-image", image, "-csv")[1]
+    entry = struct.pack("<B3xB3xII", 0, 7, (1 << 20) // 512, image.stat().st_size // 512)
+    table = (bytes(446) + entry).ljust(510, b"\0") + b"\x55\xaa"  # with its mark here it counts in sectors of 512
+    disk.write_bytes(table.ljust(1 << 20, b"\0") + image.read_bytes() + bytes(700))
+    for sector in [512, 4096]:
+        with loop_device(disk, "-b", str(sector)) as device:
+            number = os.stat(device).st_rdev
+            there = ["unshare", "-m", "sh", "-c", AS_DRIVE, str(os.major(number)), str(os.minor(number))]
+            if subprocess.run([*there, "true"], capture_output=True).returncode != 0:
+                return print("no drive can be shown here")
+            check(f"drive in sectors of {sector}", run("-drivenum", 0, "-offset", 1 << 20, "-csv", through=there), (0, rows, ""))
+
+
+def check_opened_read_only(device):
+    if shutil.which("strace") is None:
+        return print("not installed: strace")
+    calls = subprocess.run(["strace", "-f", "-y", "-e", "trace=!read,pread64", PROGRAM, "-quiet", "-partition", device],
+                           stdout=subprocess.DEVNULL, stderr=subprocess.PIPE).stderr.decode()
+    on_device = [line for line in calls.splitlines() if device in line and "execve" not in line and "write(1<" not in line]
+    allowed = re.compile(r".*(openat\(.*O_RDONLY|fstat|fadvise64|close\(|(new)?f?stat(at|x)?\(|readlink|ioctl\(.*(GET|LOOP_GET))")
+    check("system calls", ([line for line in on_device if not allowed.match(line)], len(on_device) > 2), ([], True))
+
+
+def check_gone(image):
+    """The device's content ends while the program waits for who reads its rows."""
+    gone, log = WORK / "gone", WORK / "log"
+    shutil.copy(image, gone)
+    with loop_device(gone) as device:
+        rows, pipe = os.pipe()
+        fcntl.fcntl(pipe, fcntl.F_SETPIPE_SZ, 4096)
+        program = subprocess.Popen([PROGRAM, "-quiet", "-partition", device, "-diags", log], stdout=pipe)
+        os.close(pipe)
+        came = b""
+        while came.count(b"\n0x") < 30:
+            came += os.read(rows, 512)
+        os.truncate(gone, 0)
+        subprocess.run(["blockdev", "--flushbufs", device], check=True)
+        while more := os.read(rows, 65536):
+            came += more
+        check("ends", (program.wait(timeout=60), came.endswith(b"\n")), (0, True))
+    check("told", re.search(r"err: record [0-9a-f]+ unreadable at [0-9a-f]+: Input/output error", log.read_text()) is not None, True)
 
 
 def check_unwritten(device, image):
@@ -62,15 +130,12 @@ def main():
     pipe.exists() or os.mkfifo(pipe)
     for option in ["-image", "-mftfile", "-partition", "-script"]:
         run(option, pipe)  # nobody writes: ends all the same
-    made = subprocess.run(["losetup", "-f", "--show", image], capture_output=True)
-    if made.returncode != 0:
-        sys.exit(77)
-    device = made.stdout.decode().strip()
-    try:
+    with loop_device(image) as device:
         check_unwritten(device, image)
         check_live(device, image)
-    finally:
-        subprocess.run(["losetup", "-d", device])
+        check_opened_read_only(device)
+    check_drive(image)
+    check_gone(image)
     print(*faults, f"{len(faults)} faults", sep="\n")
     sys.exit(1 if faults else 0)
 

@@ -14,7 +14,8 @@ import time
 
 import support
 
-SHAPES = ["", "-csv", "-csvperpath", "-filepath_only", "-csvl2t", "-bodyfile", "-hashfile md5", "-multiline"]
+SHAPES = ["", "-csv", "-csvperpath", "-filepath_only", "-csvl2t", "-bodyfile", "-hashfile md5", "-multiline", "-jsonl",
+          "-no_run_header -csv", "-no_run_header -filepath_only"]
 MIB = 1 << 20
 options = support.read_options(__doc__, "rows", "words", "faults")
 work, under_wine = options.work, options.launcher is not None
@@ -52,7 +53,7 @@ def split(count, *words, folder=None, results="split", code=0):
 
 
 def without_labels(rows, shape):
-    return rows if shape in ("-filepath_only", "-multiline") else rows.split(b"\n", 1)[-1]
+    return rows if shape.split()[-1:] in (["-filepath_only"], ["-multiline"], ["-jsonl"]) else rows.split(b"\n", 1)[-1]
 
 
 def separate(count, shape, *words):
@@ -90,6 +91,10 @@ def rows():
     for words in [["-filter_inode", "69|143"], ["-filter_name", "note.txt"], ["-filter_name", "none"]]:
         split(7, *few, *words)  # most instances have no rows, and no labels then
         equal(words, body(work / "split"), single(*few, *words))
+    split(2, *few[:2], "-find_mft", 69)
+    equal("a dump", body(work / "split"), single(*few[:2], "-find_mft", 69))
+    split(2, *few, "-outdir", host(work / "named too"))
+    equal("-outdir beside -out", body(work / "named too"), single(*few))
     copies = {}
     for name, call in [("one", single), ("several", lambda *words: split(3, *words))]:
         call("-image", host(work / "volume.dd"), "-csv", "-action_copy_files", host(work / name), "-all")

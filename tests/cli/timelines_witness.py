@@ -4,12 +4,14 @@ real ones beside the checkout.
 
 -bodyfile: mactime reads it in silence, and gives for each file of the toolkit's own list the same moments
 -csvl2t:   each name's times to 100 ns with their letters, as istat tells them
+-jsonl:    each row of -csv, which other tests compare, with every column under its name
 -hashfile: what md5 and sha1 make of each unnamed stream that icat reads
 """
 import collections
 import csv
 import datetime
 import hashlib
+import json
 import re
 import subprocess
 import sys
@@ -87,6 +89,19 @@ class Volume:
             # $STANDARD_INFORMATION is listed for long names alone, which istat does not tell from 8.3 ones.
             self.equal(f"rows {record} {source}", found, theirs[record, source] if source == "$FN:" else found & theirs[record, source] or "some")
 
+    def json_lines(self):
+        formats = ["-base10", "-dateformat", "yyyy-mm-dd", "-timeformat", "hh:mm:ss.xxxxxxx", "-filerecord_offset"]
+        lines = self.ours("-no_run_header", "-csv", "-csv_separator", "tab", "-no_whitespace", *formats).decode().split("\n")[:-1]
+        objects = [json.loads(line) for line in self.ours("-jsonl", *formats).split(b"\n")[:-1]]
+        labels = [re.sub("[^a-z0-9]", "_", label.lower()) for label in lines[0].split("\t")]
+        labels[3] = "parent_seqnum"
+        self.equal("objects", len(objects), len(lines) - 1)
+        for line, each in zip(lines[1:], objects):
+            row = dict(zip(labels, line.split("\t")))
+            self.equal(f"object {row}", {label: str(each.get(label)) for label in labels}, row)
+            self.equal(f"time {row}", row["date"] == "" or each["datetime"] == f"{row['date']}T{row['time_utc']}Z", True)
+            self.equal(f"kinds {row}", sum(kind.count(",") + 1 for kind in each["timestamp_desc"].split("; ")), len(re.findall("[macb]", re.sub("si:|fn:|fn8.3", "", row["macb"]))))
+
     def hash_list(self, entries):
         rows = [line.split("|") for line in self.ours("-hashfile", "md5 | sha1", "-base10").decode("utf-8", "replace").split("\n")[5:-1]]
         found = {int(row[2]): (row[0], row[1], int(row[3])) for row in rows}
@@ -122,6 +137,7 @@ def main():
         volume = Volume(options, options.work / packed.stem, offset, known)
         support.unpack(packed, volume.image)
         volume.body_file()
+        volume.json_lines()
         entries = dict(volume.entries())
         volume.log2timeline(entries)
         volume.hash_list(entries)

@@ -17,8 +17,8 @@ void expect(bool law) {
 
 void check_lookup(opened_volume& opened, const std::u16string& path) {
     path_target first, second;
-    const bool found = lookup_path(first, opened.volume(), path, path[0] == u'\\', opened.ctx.log);
-    expect(lookup_path(second, opened.volume(), path, path[0] == u'\\', opened.ctx.log) == found);
+    const bool found = lookup_path(first, opened.ctx, path, path[0] == u'\\');
+    expect(lookup_path(second, opened.ctx, path, path[0] == u'\\') == found);
     expect(found ? first.inode == second.inode && first.path == second.path : first.path.empty());
 }
 

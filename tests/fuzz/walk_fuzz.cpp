@@ -1,6 +1,6 @@
 // Whatever is changed in a disk that holds one of each thing: a run over it ends, from the options to the last row, in
 // each shape of report and with each filter, from a file and from a source that fails. Each row of -csv has the columns
-// of the header line.
+// of the header line, each of -jsonl is one object in UTF-8.
 //
 // An input: the shape, two bytes of filters, the source, then changes: two bytes of position, a count, as many bytes.
 #include <algorithm>
@@ -39,6 +39,7 @@ const arguments shapes[] = {
     {"-default_output", "-base10", "-pair_datetime"},
     {"-csv", "-base10", "-filerecord_offset", "-hide_dos_fntimes", "-no_whitespace"},
     {"-action_copy_files", "-all"},  // the folder comes between them
+    {"-jsonl", "-action_include_clusterinfo", "-filerecord_offset"},
 };
 
 const arguments filters[] = {
@@ -68,6 +69,7 @@ enum source_bits : unsigned {
     bad_clusters = 8,  // memory: some of the files
     whole_image = 16,  // file: no -offset
     cut_short = 32,
+    thorough = 64,
 };
 
 void expect(bool law) {
@@ -91,6 +93,7 @@ arguments options_of_run(byte_view input) {
         if ((input.u16(1) >> bit & 1) != 0) options.insert(options.end(), filters[bit].begin(), filters[bit].end());
     }
     options.push_back("-quiet");
+    if ((input.u8(3) & thorough) != 0) options.push_back("-thorough");
     return options;
 }
 
@@ -101,8 +104,8 @@ void open_in_memory(mft_entries_ctx& ctx, build::bytes disk, unsigned bits) {
     if ((bits & bad_records) != 0) source->bad.push_back({middle, middle + cluster});
     if ((bits & bad_clusters) != 0)
         source->bad.push_back({build::sample_volume_offset + 21 * cluster, build::sample_volume_offset + 26 * cluster});
-    open_volume_in(std::make_unique<source_reader>(std::move(source)), build::sample_volume_offset, ctx.volume,
-                   ctx.log);
+    open_volume_in(std::make_unique<source_reader>(std::move(source)), build::sample_volume_offset, ctx.volume, ctx.log,
+                   ctx.thorough);
 }
 
 // A hole may declare more bytes than can be digested or copied in an hour, and all of them count.
@@ -119,10 +122,27 @@ bool has_endless_stream(mft_entries_ctx& ctx) {
     return false;
 }
 
+void check_object(const std::string& line) {
+    expect(line.starts_with("{\"datetime\":") && line.ends_with("\"}"));
+    expect(std::none_of(line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; }));
+    for (std::size_t at = 0; at < line.size();) expect(take_unit_or_utf8(line, at) == 0);
+    bool inside = false;  // of a string
+    for (std::size_t at = 0; at < line.size(); ++at) {
+        if (line[at] == '\\')
+            ++at;
+        else if (line[at] == '"')
+            inside = !inside;
+        else
+            expect(inside || std::string_view("{},:null0123456789").find(line[at]) != std::string_view::npos);
+    }
+    expect(!inside);
+}
+
 void check_rows(const mft_entries_ctx& ctx, const std::string& report) {
-    if (!ctx.format_csv || ctx.find_mft || report.empty()) return;
     std::istringstream lines(report);
     std::string line;
+    while (ctx.format_jsonl && std::getline(lines, line)) check_object(line);
+    if (!ctx.format_csv || ctx.find_mft || report.empty()) return;
     std::getline(lines, line);
     const auto columns = std::count(line.begin(), line.end(), ',');
     while (std::getline(lines, line)) expect(std::count(line.begin(), line.end(), ',') == columns);

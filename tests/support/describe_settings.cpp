@@ -83,7 +83,7 @@ named_texts generic_texts(const mft_entries_ctx& ctx) {
         FIELD(zlibex_wanted), FIELD(zlibex_text), FIELD(threads), FIELD(database_sink), FIELD(results_dir_given),
         FIELD(results_path_given), FIELD(instance_number), FIELD(cpu_count), FIELD(separate_files), FIELD(fragment_count),
         FIELD(format_xml), FIELD(format_csv), FIELD(format_l2t), FIELD(format_csvgen), FIELD(format_bodyfile),
-        FIELD(format_multiline), FIELD(verbose), FIELD(show_progress), FIELD(header_pending), FIELD(pair_datetime),
+        FIELD(format_multiline), FIELD(format_jsonl), FIELD(verbose), FIELD(show_progress), FIELD(header_pending), FIELD(pair_datetime),
         FIELD(diags_path), FIELD(run_header_text), FIELD(profile_wanted), FIELD(profile_start),
         FIELD(signal_name), ITEMS(generic_filter_terms), FIELD(pipe_flag),
     };
@@ -92,7 +92,7 @@ named_texts generic_texts(const mft_entries_ctx& ctx) {
 named_texts walk_texts(const mft_entries_ctx& ctx) {
     return {
         FIELD(hash_output), FIELD(csv_per_path), FIELD(filepath_only), FIELD(default_output), FIELD(results_path_wide),
-        FIELD(hexdump), FIELD(hide_dos_fntimes), FIELD(omit_cluster_info), FIELD(separator_wide), FIELD(progress_title),
+        FIELD(hexdump), FIELD(hide_dos_fntimes), FIELD(thorough), FIELD(omit_cluster_info), FIELD(separator_wide), FIELD(progress_title),
         FIELD(record_offset_wanted), FIELD(mft_start), FIELD(mft_count), FIELD(mft_file_path), FIELD(source_kind),
         FIELD(volume_offset), FIELD(image_path_disk), FIELD(image_path_volume), FIELD(live_volume_text),
         FIELD(drive_number), ITEMS(vmdk_paths), FIELD(indx_file_path), FIELD(fetch_header), FIELD(head_start),

@@ -17,12 +17,13 @@ struct opened_volume {
     mft_entries_ctx ctx;
     faulty_source* disk;  // what a valid volume is read from, until a walk closes it
 
-    explicit opened_volume(build::bytes image, std::uint64_t offset = 0) {
+    explicit opened_volume(build::bytes image, std::uint64_t offset = 0, bool thorough = false) {
         auto source = std::make_unique<faulty_source>(std::move(image));
         disk = source.get();
         ctx.show_progress = false;
+        ctx.thorough = thorough;
         open_volume_in(std::make_unique<source_reader>(std::move(source)), static_cast<std::int64_t>(offset),
-                       ctx.volume, ctx.log);
+                       ctx.volume, ctx.log, thorough);
         open_and_prepare(ctx);
     }
     bool valid() const { return ctx.volume != nullptr; }

@@ -54,6 +54,8 @@ const option_case cases[] = {
     {"-bodyfile", nullptr, "separator='|' +no_whitespace -blank_before_time +format_bodyfile separator_wide='|'"},
     {"-xml", nullptr, std::string(no_pair) + "separator='' +format_xml -header_pending separator_wide=''"},
     {"-multiline", nullptr, std::string(no_pair) + "separator='' +format_multiline separator_wide=''"},
+    {"-jsonl", nullptr, std::string(no_pair) + "separator='' +format_jsonl -header_pending separator_wide=''"},
+    {"-no_run_header", nullptr, ""},  // read ahead of the passes
     {"-alias", "Name | /A|b|c", "aliases={'b'='c';'name'='/A'}"},
     {"-alias", "a%no_such_name%|b|a%no_such_name%|c", "aliases={'a%no_such_name%'='b'}"},
     {"-aliaspath", "A\\|\"q\" r\\", "alias_paths={'a'='q r'}"},
@@ -93,6 +95,7 @@ const option_case cases[] = {
     {"-quiet", nullptr, "-show_progress"},
 
     {"-hide_dos_fntimes", nullptr, "+hide_dos_fntimes"},
+    {"-thorough", nullptr, "+thorough"},
     {"-default_output", nullptr, "+default_output separator_wide='|'"},
     {"-filepath_only", nullptr, std::string(no_pair) + "+filepath_only separator_wide='|'"},
     {"-csvperpath", nullptr, "+csv_per_path separator_wide='|'"},

@@ -93,6 +93,7 @@ TEST(run, failures_have_words_and_an_exit_code_and_come_behind_the_header) {
         {{"-sqlite", "x"}, -1, std::string(refused) + "invalid cmd options, aborting\n"},
         {{"-xml"}, -1, refused},
         {{"-xml", "-filepath_only"}, 0, ""},
+        {{"-find_mft", "0", "-jsonl"}, -1, refused},
         {{"-filter_file", "x"}, 0, ""},  // counts for nothing without a volume
         {{"-image", "missing"}, -1, "couldn't find any partitions on disk\n\n"},
         {{"-drivenum", "9999"}, -1, "problems accessing physical disk #9999, aborting\n\n"},
@@ -112,11 +113,72 @@ TEST(run, failures_have_words_and_an_exit_code_and_come_behind_the_header) {
         const run_result result = result_of(args);
         EXPECT_EQ(result.exit_code, c.exit_code) << c.words;
         EXPECT_EQ(result.err, c.words);
-        EXPECT_EQ(lines_of(result.out).size(), 4u) << result.out;
+        const bool with_header = std::find(args.begin(), args.end(), "-jsonl") == args.end();
+        EXPECT_EQ(lines_of(result.out).size(), with_header ? 4u : 0u) << result.out;
     }
     const run_result no_source = result_of({"-csv"});
     EXPECT_EQ(no_source.exit_code, 0);
     EXPECT_TRUE(no_source.err.starts_with("error: need to specify at least an input source")) << no_source.err;
+}
+
+TEST(run, results_begin_with_their_own_line_where_no_header_is_wanted) {
+    const temp_folder folder;
+    const temporary_file mft(build::mft({}));
+    temp_folder::put(folder.path(u"s.txt"), "-csv\n-no_run_header\n");
+    const struct {
+        arguments given;
+        const char* begin;
+    } cases[] = {
+        {{"-csv", "-No_run_header"}, "mft entry,"},
+        {{"-script", utf8_from_utf16(folder.path(u"s.txt"))}, "mft entry,"},
+        {{"-jsonl"}, "{\"datetime\":"},
+    };
+    for (const auto& c : cases) {
+        arguments args = {"-mftfile", mft.path(), "-quiet"};
+        args.insert(args.end(), c.given.begin(), c.given.end());
+        EXPECT_TRUE(result_of(args).out.starts_with(c.begin)) << result_of(args).out;
+        args.insert(args.end(), {"-out", utf8_from_utf16(folder.path(u"out"))});
+        EXPECT_EQ(result_of(args).out, "");
+        EXPECT_TRUE(temp_folder::content(folder.path(u"out")).starts_with(c.begin)) << c.begin;
+    }
+}
+
+TEST(run, the_log_names_what_had_no_effect_and_what_is_missing) {
+    const temp_folder folder;
+    std::vector<build::bytes> records(8);
+    records[7] = build::record()
+                     .attribute_list({{0x80, build::reference(6, 1), 3}, {0x80, build::reference(5, 5), 99}})
+                     .name(u"LONG~1", build::dos)
+                     .id(1)
+                     .name(u"SECOND~1", build::dos)
+                     .on_disk();
+    const temporary_file mft(build::mft(records));
+    temp_folder::put(folder.path(u"s.txt"), "-csv\n-quiet\r-csv\r\n");
+    const struct {
+        arguments given;
+        std::vector<const char*> told;
+    } cases[] = {
+        {{"-filter_nmae", "note"}, {": -filter_nmae\n", ": note\n"}},
+        {{"-mftstart", "1", "-mftstart", "2"}, {"argument, it has no effect: -mftstart\n"}},
+        {{"-jp"}, {"-jp has no effect"}},
+        {{"-filter_inode", "7|x"}, {"no effect: x\n"}},
+        {{"-mftrange", "abc", "-filter_stop_time", "x", "-filter_max_size", "x"},
+         {"-mftrange: no number", "no date, it has no effect: x", "limit of size: no number"}},
+        {{"-script", utf8_from_utf16(folder.path(u"s.txt"))}, {"the script is left out: no line ends"}},
+        {{"-filter_sig", "pe", "-filter_unalloc_clusters"}, {"first bytes need a volume", "clusters need a volume"}},
+        {{"-mftstart", "99"}, {"record 63 is none of the 8 records"}},
+        {{},
+         {"id 1 passed over, its place is taken: \"SECOND~1\"", "record 7: record 6 cannot be used",
+          "record 7: record 5 has not the attribute"}},
+    };
+    for (const auto& c : cases) {
+        const std::string log = utf8_from_utf16(folder.path(u"log"));
+        arguments args = {"-mftfile", mft.path(), "-quiet", "-diags", log};
+        args.insert(args.end(), c.given.begin(), c.given.end());
+        EXPECT_EQ(result_of(args).exit_code, 0);
+        const std::string text = without_returns(temp_folder::content(folder.path(u"log")));
+        for (const char* told : c.told) EXPECT_NE(text.find(told), std::string::npos) << told << text;
+    }
 }
 
 TEST(run, results_hold_the_header_and_the_rows_and_standard_output_the_header) {

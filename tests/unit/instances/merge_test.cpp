@@ -29,6 +29,10 @@ TEST(merge, the_body_begins_behind_the_header) {
             EXPECT_EQ(c.head.substr(offset), kept == nullptr ? c.head : kept) << c.what;
         }
     }
+    std::uint64_t offset = 9;  // runs without a header of their own
+    EXPECT_TRUE(find_body("row\n\n", false, offset, false) && offset == 0);
+    EXPECT_TRUE(find_body("labels\nrow\n", true, offset, false) && offset == 7);
+    EXPECT_FALSE(find_body("", false, offset, false));
 }
 
 TEST(merge, whole_rows_reach_the_merged_file) {

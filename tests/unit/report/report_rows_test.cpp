@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "extract/null_out_stream.h"
+#include "report/json_rows.h"
 #include "report/writer.h"
 #include "support/program_run.h"
 #include "support/record_builder.h"
@@ -168,6 +169,39 @@ TEST(path_list, holds_files_with_whole_paths_only) {
     EXPECT_EQ(
         lines_for(build::record().std_info().name(u"kept|as;is", build::win32, reference(6, 1)), {"-filepath_only"}),
         (std::vector<std::string>{"\\kept|as;is"}));
+}
+
+TEST(json_rows, an_object_has_every_column_of_the_row) {
+    const auto lines = lines_for(simple_file().name(u"REPORT~1.TXT", build::dos, reference(5, 5), {.created = 1}),
+                                 {"-jsonl", "-csvperpath", "-action_include_clusterinfo", "-filerecord_offset"});
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_TRUE(
+        lines[0].starts_with("{\"datetime\":\"1601-01-01T00:00:00.0000001Z\",\"timestamp_desc\":\"Creation Time "
+                             "(FN8.3)\",\"date\":\"\",\"time_utc\":\"\",\"macb\":\"fn8.3[...b]\""))
+        << lines[0];
+    EXPECT_EQ(lines[1],
+              "{\"datetime\":\"2020-01-01T00:00:00.0000000Z\",\"timestamp_desc\":\"Content Modification Time (SI, FN, "
+              "FN8.3); "
+              "Last Access Time (SI, FN, FN8.3); Metadata Modification Time (SI, FN, FN8.3); Creation Time (SI, FN)\","
+              "\"date\":\"01/01/2020\",\"time_utc\":\"00:00:00.000\",\"macb\":\"si:[macb]; fn:[macb]; fn8.3[mac.]\","
+              "\"message\":\"[root]\\\\Report.TXT [8.3: REPORT~1.TXT] (file); filerecord: "
+              "0x1c00\",\"mft_entry\":7,\"seqnum\":1,"
+              "\"parent_mft\":5,\"parent_seqnum\":5,\"type\":\"file\",\"ext\":\"txt\",\"ref\":1,\"size_data\":4,"
+              "\"data_type\":\"unnamed data\",\"other_info\":\"filerecord: 0x1c00\","
+              "\"path_and_filename\":\"[root]\\\\Report.TXT [8.3: REPORT~1.TXT]\","
+              "\"clusters_relevant_data\":\"<data in MFT entry>\"}");
+}
+
+TEST(json_rows, any_text_is_a_string_to_any_reader) {
+    const auto lines = lines_for(
+        build::record().std_info().name(u"a\"\x1F|\xD800,\xDC01é\U0001F600\xDBFF").data("x", u"\xDFFF\n"), {"-jsonl"});
+    ASSERT_EQ(lines.size(), 1u);
+    for (const char* expected :
+         {"[root]\\\\a\\\"\\u001f|<U+D800>,<U+DC01>é\U0001F600<U+DBFF>\"", "[<U+DFFF>\\u000a : ads"})
+        EXPECT_NE(lines[0].find(expected), std::string::npos) << lines[0];
+    text_buffer bytes;
+    append_json_text(bytes, "\xE9\xED\xA0");
+    EXPECT_EQ(bytes.view(), "<U+DCE9><U+DCED><U+DCA0>");
 }
 
 TEST(text_cells, separators_and_line_ends_are_replaced_never_quoted) {

@@ -75,6 +75,16 @@ TEST(time_text, moments_outside_1970_to_3000_are_none) {
     EXPECT_EQ(time_of(epoch + second, "hh:mm:ss.xxx"), "00:00:01.000");
 }
 
+TEST(time_text, the_calendar_itself_reaches_from_1601_to_9999) {
+    constexpr std::uint64_t year_10000 = 2'650'467'744'000'000'000;
+    for (const std::uint64_t none : {std::uint64_t{0}, year_10000, ~std::uint64_t{0}})
+        EXPECT_FALSE(calendar_point_of(none).valid) << none;
+    const time_point first = calendar_point_of(1), last = calendar_point_of(year_10000 - 1);
+    EXPECT_EQ((std::vector<int>{first.year, first.month, first.day, first.hour}), (std::vector<int>{1601, 1, 1, 0}));
+    EXPECT_EQ((std::vector<int>{last.year, last.month, last.day, last.second}), (std::vector<int>{9999, 12, 31, 59}));
+    EXPECT_EQ(calendar_point_of(moment).day, time_point_of(moment).day);
+}
+
 TEST(time_text, every_day_has_its_place_in_the_calendar) {
     namespace chrono = std::chrono;
     for (std::uint64_t day = 1; day <= 376'564; ++day) {

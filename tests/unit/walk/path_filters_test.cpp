@@ -83,7 +83,7 @@ TEST(path_filters, paths_become_records) {
     opened_volume opened(orchard());  // one cache for all
     for (const auto& c : cases) {
         path_target target;
-        const bool found = lookup_path(target, opened.volume(), c.path, c.follow, opened.ctx.log);
+        const bool found = lookup_path(target, opened.ctx, c.path, c.follow);
         EXPECT_EQ(found ? target.inode : 0, c.inode) << utf8_from_utf16(c.path);
         EXPECT_EQ(target.path, c.canonical);
     }

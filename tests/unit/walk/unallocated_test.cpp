@@ -22,6 +22,7 @@ struct scanned_volume {
     std::size_t bitmap_size = clusters / 8;
     bool resident = true;
     std::uint64_t hole = 0;  // clusters; the bitmap is nothing else then
+    std::uint64_t lie = 0;   // bytes that its header claims; it has one cluster
 
     build::volume built() const {
         bytes bitmap(bitmap_size, 0);
@@ -36,6 +37,7 @@ struct scanned_volume {
         const std::uint64_t claimed = hole * cluster_size - 0xFFFF'FFC0;  // 64 in its low 32 bits, all that counts
         if (hole != 0)
             records[5] = build::record().non_resident(0x80, build::pairs({{hole, build::hole}}), claimed).on_disk();
+        if (lie != 0) records[5] = build::record().non_resident(0x80, build::pairs({{1, 20}}), lie).on_disk();
         build::volume volume(clusters, cluster_size, mft_cluster);
         volume.mft({{8, mft_cluster}}, records).put(20, bitmap);
         for (std::uint64_t cluster = first_free; cluster < clusters; ++cluster)
@@ -124,6 +126,7 @@ TEST(unallocated, the_bitmap_says_where_to_look) {
         {"a short bitmap", {{}, 7}, "00000001a 00000002b "},
         {"a bitmap longer than the volume", {{}, 300}, "00000001a 00000002b 00000003c "},
         {"an empty one", {{}, 0}, ""},
+        {"a size of which its runs hold little", {{}, 8, false, 0, 0x2000'0000}, "00000001a 00000002b 00000003c "},
         {"one that nobody could read to its end",
          {{}, 8, true, std::uint64_t{1} << 30},
          "00000000? 00000001a 00000002b 00000003c "},

@@ -1,0 +1,5 @@
+# Run by cpack on what it is about to pack: every file bears the time that SOURCE_DATE_EPOCH names, if it is set.
+if(DEFINED ENV{SOURCE_DATE_EPOCH})
+    execute_process(COMMAND find ${CPACK_TEMPORARY_DIRECTORY} -exec touch -h -d @$ENV{SOURCE_DATE_EPOCH} {} +
+        COMMAND_ERROR_IS_FATAL ANY)
+endif()
