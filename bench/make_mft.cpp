@@ -1,201 +1,24 @@
 // Makes a large, valid $MFT file to measure with: the same bytes for the same arguments, on every machine.
-// Run by bench/run.sh; prints what a reader of the file will meet, as name=value.
+// Run by bench/run.sh and bench/peers.sh; prints what a reader of the file will meet, as name=value.
 // Makes records only: the clusters that their runs name exist nowhere. Shares no code with the program.
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "file_features.h"
-#include "record_bytes.h"
+#include "made_volume.h"
+#include "system_files.h"
 
 namespace {
 
 using namespace bench;
 
-constexpr std::uint64_t first_user_record = 27;
-
-// ---- the volume -----------------------------------------------------------------------------------------------------
-
-enum class tree_shape { usual, wide, deep };
-
-struct directory {
-    std::uint64_t number = 0;
-    std::uint64_t salt = 0;
-    std::uint64_t entries = 0;
-    std::size_t parent = 0;
-    std::size_t depth = 0;
-    std::uint16_t sequence = 5;
-    bool deleted = false;
-    bool empty = false;
-    bool known = false;  // to a reader that has come as far as the record being made
-};
-
-struct counts {
-    std::uint64_t directories = 0, files = 0, deleted = 0, never_used = 0, hard_links = 0, short_names = 0, streams = 0;
-    std::uint64_t attribute_lists = 0, extension_records = 0, climbed_ahead = 0, deepest = 0;
-};
-
-constexpr std::size_t root = 0;    // places among the directories: record 5,
-constexpr std::size_t extend = 1;  // and record 11
-constexpr std::size_t deepest_usual = 12;
-constexpr std::size_t deepest_chain = 2000;
-constexpr std::uint64_t widest = 100'000;
-
-struct volume {
-    std::uint64_t records = 0;
-    tree_shape shape = tree_shape::usual;
-    random_source dice;
-    std::uint64_t next_cluster = 2;  // $Boot has the first two
-    std::vector<directory> directories;
-    std::array<std::vector<std::size_t>, deepest_usual> by_depth;  // those that may get directories
-    std::vector<std::size_t> homes;                                // those that may get files
-    std::map<std::uint64_t, std::size_t> ahead;                    // directories whose record is still to come
-    std::vector<record_builder> extensions;                        // of the record just made, in order
-    std::size_t home = root;
-    std::uint64_t home_left = 0;
-    std::uint64_t never_used_left = 0;
-    counts made;
-
-    std::uint64_t clusters() const { return 100'000 + records * 160; }
-    // Behind it the records were never used, as behind the last file of a real $MFT.
-    std::uint64_t first_unused() const { return records - records / 200; }
-};
-
-std::uint64_t creation_time(volume& volume, std::uint64_t number) {
-    const double passed = static_cast<double>(number) / static_cast<double>(volume.records);
-    const double days = passed * static_cast<double>(days_of_use);
-    return first_day + static_cast<std::uint64_t>(days * static_cast<double>(ticks_per_day)) +
-           volume.dice.below(30 * ticks_per_second);
-}
-
-cluster_run allocate(volume& volume, std::uint64_t clusters) {
-    const cluster_run run{volume.next_cluster, clusters, false};
-    volume.next_cluster += clusters + (volume.dice.permille(300) ? volume.dice.below(64) : 0);
-    if (volume.next_cluster > volume.clusters()) give_up("the volume is full");
-    return run;
-}
-
-// A stream of `clusters` in `pieces`, not all in rising order.
-stream_part allocate_stream(volume& volume, std::uint64_t clusters, std::size_t pieces) {
-    stream_part part;
-    part.size = clusters * cluster_size - volume.dice.below(cluster_size);
-    for (std::size_t left = pieces; left > 1 && clusters > left; --left) {
-        const std::uint64_t taken = 1 + volume.dice.below(clusters / left);
-        part.runs.push_back(allocate(volume, taken));
-        volume.next_cluster += 1 + volume.dice.below(40);
-        clusters -= taken;
-    }
-    part.runs.push_back(allocate(volume, clusters));
-    if (part.runs.size() > 2) {
-        std::swap(part.runs[0].lcn, part.runs[1].lcn);
-        std::swap(part.runs[0].clusters, part.runs[1].clusters);
-    }
-    return part;
-}
-
-void append_times(byte_vector& value, const four_times& times) {
-    for (const std::uint64_t time : {times.created, times.modified, times.changed, times.accessed}) append(value, time);
-}
-
-byte_vector standard_value(const four_times& times, std::uint32_t attributes, std::uint64_t number) {
-    byte_vector value;
-    append_times(value, times);
-    append(value, attributes);
-    value.resize(52);
-    append<std::uint32_t>(value, static_cast<std::uint32_t>(256 + number % 61));  // security id
-    append<std::uint64_t>(value, 0);
-    append<std::uint64_t>(value, 0x1000'0000 + number * 96);  // journal position
-    return value;
-}
-
-struct link {
-    std::size_t parent = root;
-    std::u16string name;
-    name_space space = win32_and_dos;
-};
-
-byte_vector name_value(const volume& volume, const link& link, const four_times& times, std::uint32_t attributes) {
-    const directory& parent = volume.directories[link.parent];
-    byte_vector value;
-    append(value, reference(parent.number, parent.sequence));
-    append_times(value, times);
-    value.resize(56);  // sizes: brought up to date in the directory only
-    append(value, attributes);
-    append<std::uint32_t>(value, 0);
-    append(value, static_cast<std::uint8_t>(link.name.size()));
-    append(value, static_cast<std::uint8_t>(link.space));
-    append_text(value, link.name);
-    return value;
-}
-
-// What a reader does for this parent: it follows the references up and reads each directory that it has not met.
-void note_climb(volume& volume, std::size_t place) {
-    for (bool first = true; place != root; first = false) {
-        directory& each = volume.directories[place];
-        if (!each.known) ++volume.made.climbed_ahead;
-        each.known = true;
-        if (each.deleted && !first) return;  // a reference to it is out of date, and the climb ends
-        place = each.parent;
-    }
-}
-
-// The names of one record: the short twin stands first but has the later id, as the system writes them.
-std::uint16_t add_names(volume& volume, record_builder& record, const std::vector<link>& links, const four_times& times,
-                        std::uint32_t attributes) {
-    std::uint16_t id = 2;
-    for (const link& each : links) {
-        const std::uint64_t ordinal = volume.directories[each.parent].entries++;
-        note_climb(volume, each.parent);
-        if (each.space == win32_name) {
-            const link twin{each.parent, short_name_of(each.name, ordinal), dos_name};
-            const auto twin_id = static_cast<std::uint16_t>(id + 1);
-            add_resident(record, file_name, twin_id, u"", name_value(volume, twin, times, attributes));
-            ++volume.made.short_names;
-        }
-        add_resident(record, file_name, id, u"", name_value(volume, each, times, attributes));
-        id = static_cast<std::uint16_t>(id + (each.space == win32_name ? 2 : 1));
-    }
-    return static_cast<std::uint16_t>(id - 2);
-}
-
-link link_into(volume& volume, std::size_t parent, std::u16string name) {
-    name_space space = win32_and_dos;
-    if (!fits_8_3(name)) space = volume.dice.permille(120) ? posix_name : win32_name;
-    return {parent, std::move(name), space};
-}
-
-byte_vector random_bytes(random_source& dice, std::size_t size) {
-    byte_vector value(size);
-    for (std::uint8_t& each : value) each = static_cast<std::uint8_t>(32 + dice.below(95));
-    return value;
-}
-
-void add_object_id(volume& volume, record_builder& record) {
-    add_resident(record, object_id, record.next_id, u"", random_bytes(volume.dice, 16));
-}
-
 // ---- directories ----------------------------------------------------------------------------------------------------
-
-void add_index(volume& volume, record_builder& record, bool empty) {
-    add_resident(record, index_root, record.next_id, u"$I30", index_root_value(file_name, 1, !empty));
-    if (empty) return;
-    stream_part blocks = allocate_stream(volume, 1 + volume.dice.below(4), 1);
-    const std::uint64_t count = blocks.runs.front().clusters;
-    blocks.size = count * cluster_size;
-    const auto id = record.next_id;
-    add_non_resident(record, index_allocation, static_cast<std::uint16_t>(id + 1), u"$I30", blocks);
-    byte_vector in_use(8);
-    in_use[0] = static_cast<std::uint8_t>((1u << count) - 1);
-    add_resident(record, index_bitmap, id, u"$I30", in_use);
-}
 
 // One directory of a level is drawn, twice if the first was deleted: few live below what is gone.
 std::size_t draw_parent(volume& volume, std::size_t depth) {
@@ -355,96 +178,6 @@ record_builder make_file(volume& volume, std::uint64_t number, std::size_t home)
     finish_record(record, number, names);
     ++volume.made.files;
     volume.made.deleted += deleted ? 1 : 0;
-    return record;
-}
-
-// ---- system files ---------------------------------------------------------------------------------------------------
-
-struct system_file {
-    std::u16string_view name;
-    std::uint64_t size;  // 0: no stream, or one that add_system_content makes by itself
-};
-struct extend_file {
-    std::u16string_view name, index;
-};
-
-constexpr system_file system_files[] = {
-    {u"$MFT", 0},        {u"$MFTMirr", 4096}, {u"$LogFile", 64 << 20}, {u"$Volume", 0},
-    {u"$AttrDef", 2560}, {u".", 0},           {u"$Bitmap", 0},         {u"$Boot", 0},
-    {u"$BadClus", 0},    {u"$Secure", 0},     {u"$UpCase", 131'072},   {u"$Extend", 0},
-};
-constexpr extend_file extend_files[] = {
-    {u"$Quota", u"$Q"},
-    {u"$ObjId", u"$O"},
-    {u"$Reparse", u"$R"},
-};
-
-void add_system_stream(volume& volume, record_builder& record, std::u16string_view name, std::uint64_t size,
-                       std::size_t pieces) {
-    stream_part part = allocate_stream(volume, (size + cluster_size - 1) / cluster_size, pieces);
-    part.size = size;
-    add_non_resident(record, data_stream, record.next_id, name, part);
-}
-
-void add_mft_streams(volume& volume, record_builder& record) {
-    add_system_stream(volume, record, u"", volume.records * record_size, 3);
-    const std::uint64_t in_use = (volume.records / 8 + 8) / 8 * 8;
-    stream_part bitmap = allocate_stream(volume, (in_use + cluster_size - 1) / cluster_size, 1);
-    bitmap.size = in_use;
-    add_non_resident(record, index_bitmap, record.next_id, u"", bitmap);
-}
-
-void add_system_content(volume& volume, record_builder& record, std::uint64_t number) {
-    const std::uint64_t clusters = volume.clusters();
-    switch (number) {
-        case 0: return add_mft_streams(volume, record);
-        case 3:
-            add_resident(record, volume_name, record.next_id, u"", {'b', 0, 'e', 0, 'n', 0, 'c', 0, 'h', 0});
-            add_resident(record, volume_information, record.next_id, u"", {0, 0, 0, 0, 0, 0, 0, 0, 3, 1, 0, 0});
-            return add_resident(record, data_stream, record.next_id, u"", {});
-        case 5:
-        case 11: return add_index(volume, record, false);
-        case 6: return add_system_stream(volume, record, u"", clusters / 8, 1);
-        case 7:
-            return add_non_resident(record, data_stream, record.next_id, u"", {{{0, 2, false}}, 0, 2 * cluster_size});
-        case 8:
-            add_resident(record, data_stream, record.next_id, u"", {});
-            return add_non_resident(record, data_stream, record.next_id, u"$Bad",
-                                    {{{0, clusters, true}}, 0, clusters * cluster_size});
-        case 9:
-            add_system_stream(volume, record, u"$SDS", 0x4'0000, 1);
-            add_resident(record, index_root, record.next_id, u"$SDH", index_root_value(0, 0x12, false));
-            return add_resident(record, index_root, record.next_id, u"$SII", index_root_value(0, 0x10, false));
-        default: return add_system_stream(volume, record, u"", system_files[number].size, 1);
-    }
-}
-
-// Records 12 to 15 are kept and have no name.
-record_builder make_system_file(volume& volume, std::uint64_t number) {
-    const auto sequence = static_cast<std::uint16_t>(number == 0 || number >= 16 ? 1 : number);
-    const bool is_directory = number == 5 || number == 11;
-    record_builder record = start_record(number, sequence, is_directory ? live_directory : live_file);
-    const four_times times = all_at(first_day);
-    add_resident(record, standard_information, 0, u"", standard_value(times, 0x06, number));
-    const bool in_extend = number >= 24;
-    const bool named = in_extend || number < std::size(system_files);
-    const std::size_t parent = in_extend ? extend : root;
-    const std::u16string_view name = in_extend ? extend_files[number - 24].name : system_files[number % 12].name;
-    std::uint16_t links = 1;
-    if (named) {
-        const link only{parent, std::u16string(name), win32_and_dos};
-        links = add_names(volume, record, {only}, times, is_directory ? 0x1000'0006 : 0x06);
-    }
-    if (in_extend) {
-        add_resident(record, index_root, record.next_id, extend_files[number - 24].index,
-                     index_root_value(0, 0x10, false));
-    } else if (named) {
-        add_system_content(volume, record, number);
-    } else {
-        add_resident(record, data_stream, record.next_id, u"", {});
-    }
-    if (number == 11) volume.directories[extend].known = true;
-    finish_record(record, number, links);
     return record;
 }
 

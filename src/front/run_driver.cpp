@@ -14,6 +14,7 @@
 #include "front/script_file.h"
 #include "front/split_run.h"
 #include "front/usage.h"
+#include "instances/instances.h"
 #include "platform/console.h"
 #include "platform/host.h"
 #include "platform/host_paths.h"
@@ -33,6 +34,7 @@ struct run_state {
     std::vector<std::string> args;
     std::vector<std::string> child_args;  // before any pass took anything: what instances are started with
     std::string run_header;               // empty: none is wanted
+    std::u16string merged_path;           // in the first instance of several: where its rows go
     uni::ofstream results_file;
     std::ostream* out = nullptr;
     std::unique_ptr<mft_entries_ctx> ctx;
@@ -83,19 +85,25 @@ bool make_results_directories(const mft_entries_ctx& ctx) {
     return false;
 }
 
-bool open_results(run_state& state) {
-    const std::u16string& path = state.ctx->results_path_wide;
-    if (path.empty()) return true;
+bool open_refused(const mft_entries_ctx& ctx, const std::u16string& path, const std::string& why) {
     const std::string name = utf8_from_utf16(path);
+    log_diag(ctx.log, "err: cannot open %s for output: %s", name.c_str(), why.c_str());
+    write_standard_error("prob opening file " + name + " for output, aborting\n ");
+    return false;
+}
+
+bool open_results(run_state& state) {
+    const mft_entries_ctx& ctx = *state.ctx;
+    uni::ofstream& file = state.results_file;
     std::string why;
-    if (!open_results_file(state.results_file, path, state.ctx->evidence, why)) {
-        log_diag(state.ctx->log, "err: cannot open %s for output: %s", name.c_str(), why.c_str());
-        write_standard_error("prob opening file " + name + " for output, aborting\n ");
-        return false;
-    }
-    write_header_block(state.results_file, state.run_header);
-    state.out = &state.results_file;
-    return true;
+    if (ctx.results_path_wide.empty()) return true;
+    if (!open_results_file(file, ctx.results_path_wide, ctx.evidence, why))
+        return open_refused(ctx, ctx.results_path_wide, why);
+    write_header_block(file, state.run_header);
+    state.out = &file;
+    if (state.merged_path.empty()) return true;
+    file.close();
+    return open_shared_results(file, state.merged_path, ctx.evidence, why) || open_refused(ctx, state.merged_path, why);
 }
 
 // What went wrong with the results stream, if anything did.
@@ -150,6 +158,7 @@ int run(std::vector<std::string> args) {
         return 0;
     }
     run_state state;
+    state.merged_path = take_merged_path();
     state.args = args;
     state.child_args = std::move(args);
     if (wants_run_header(state.args)) state.run_header = build_run_header(state.args);

@@ -14,6 +14,7 @@
 #include "ntfs/record_read.h"
 #include "platform/console.h"
 #include "platform/host_paths.h"
+#include "platform/interrupts.h"
 #include "platform/paths.h"
 #include "platform/process.h"
 #include "report/results_file.h"
@@ -24,12 +25,17 @@
 
 namespace {
 
+constexpr const char* merged_path_variable = "GRELMOOR_MERGED_FILE";
+
 // One child process and what it was given.
 struct instance {
     std::uint32_t index = 0;
     std::uint64_t start = 0, range = 0;  // record numbers; a range of 0 starts no process
     std::string output;                  // path of its results, UTF-8
     std::vector<std::string> arguments;
+    environment_variable added;
+    bool adds_itself = false;  // its rows to the merged file, behind this many bytes
+    std::uint64_t merged_before = 0;
     std::unique_ptr<portable_thread> thread;
     instance_end end;
 };
@@ -134,7 +140,7 @@ std::vector<std::string> arguments_of(const instance& each, std::vector<std::str
 
 void run_child(void* argument) {
     auto& each = *static_cast<instance*>(argument);
-    each.end = run_instance(each.arguments);
+    each.end = run_instance(each.arguments, each.added);
 }
 
 // The ranges are equal, but for the last one. Kept: that one ends by the count of records alone, so behind a start
@@ -150,6 +156,15 @@ instance plan_instance(const mft_entries_ctx& ctx, std::uint32_t index, std::uin
     return each;
 }
 
+// Only a file can be cut again to its whole rows.
+void hand_over_results(instance& first, const mft_entries_ctx& ctx) {
+    plain_file results;
+    first.adds_itself = !ctx.separate_files && results.open_read(ctx.results_path_wide);
+    if (!first.adds_itself) return;
+    first.added = {merged_path_variable, bytes_from_utf16(ctx.results_path_wide)};
+    first.merged_before = static_cast<std::uint64_t>(results.file_size());
+}
+
 void start(instance& each, const mft_entries_ctx& ctx, const std::vector<std::string>& child_args,
            const std::string& temp_dir) {
     each.output = output_path(ctx, temp_dir, each.index);
@@ -163,15 +178,18 @@ std::deque<instance> start_all(const mft_entries_ctx& ctx, std::uint32_t count,
     std::deque<instance> started;
     for (std::uint32_t index = ctx.mft_count < count ? count - 1 : 0; index < count; ++index) {
         instance planned = plan_instance(ctx, index, count);
-        if (planned.range != 0) start(started.emplace_back(std::move(planned)), ctx, child_args, temp_dir);
+        if (planned.range == 0) continue;
+        if (started.empty()) hand_over_results(planned, ctx);
+        start(started.emplace_back(std::move(planned)), ctx, child_args, temp_dir);
+        if (interrupted()) break;
     }
     return started;
 }
 
 void wait_for(instance& each) {
-    constexpr auto pause = std::chrono::milliseconds(50);
-    while (each.thread != nullptr && each.thread->is_running()) std::this_thread::sleep_for(pause);
-    each.thread.reset();
+    constexpr auto pause = std::chrono::milliseconds(5);
+    while (each.thread->is_running() && !interrupted()) std::this_thread::sleep_for(pause);
+    if (!interrupted()) each.thread.reset();
 }
 
 // "instance %2d done" for all below `end` that have not been named, in few writes: there is no limit to their number.
@@ -210,26 +228,47 @@ void log_end(const instance& each, const diagnostic_log* log) {
     }
 }
 
+// As the instance did it, with what that makes of quotes.
+std::u16string temp_path(const instance& each) { return make_absolute(utf16_from_utf8(each.output)); }
+
+merge_result merge_part(const instance& each, plain_file& part, const mft_entries_ctx& ctx, bool labelled) {
+    const std::u16string& path = ctx.results_path_wide;
+    const bool has_run_header = !ctx.run_header_text.empty();
+    if (each.adds_itself) return settle_results(path, each.merged_before, part, has_run_header);
+    if (!part.is_open) return merge_result::unreadable;
+    return append_results(path, part, labelled && has_column_line(ctx), has_run_header);
+}
+
 // Moves an instance's rows to the merged file. `labelled`: the labels stand there already. False: the file is full.
 bool merge(const instance& each, const mft_entries_ctx& ctx, bool& labelled) {
-    // As the instance did it, with what that makes of quotes.
-    const std::u16string path = make_absolute(utf16_from_utf8(each.output));
+    const std::u16string path = temp_path(each);
     plain_file part;
-    merge_result result = merge_result::unreadable;
-    if (each.end.started && part.open_read(path)) {
-        const bool has_run_header = !ctx.run_header_text.empty();
-        result = append_results(ctx.results_path_wide, part, labelled && has_column_line(ctx), has_run_header);
-        labelled = labelled || result == merge_result::merged;
-    } else {
+    if (!each.end.started || !part.open_read(path))
         log_diag(ctx.log, "prob accessing %s - for merge", each.output.c_str());
-    }
+    const merge_result result = merge_part(each, part, ctx, labelled);
+    labelled = labelled || result == merge_result::merged;
     if (const char* words = words_of(result)) log_diag(ctx.log, "info: instance %u: %s", each.index, words);
     part.close();
     remove_file(path);
     return result != merge_result::not_written;
 }
 
+// Instances and their temporary files go first.
+[[noreturn]] void end_run(std::deque<instance>& started, const mft_entries_ctx& ctx) {
+    stop_instances();
+    for (instance& each : started) {
+        each.thread.reset();
+        if (!ctx.separate_files) remove_file(temp_path(each));
+    }
+    log_diag(ctx.log, "info: interrupted, all instances have been ended");
+    end_interrupted();
+}
+
 }  // namespace
+
+std::u16string take_merged_path() {
+    return utf16_from_utf8(take_environment_value(merged_path_variable).value_or(std::string()));
+}
 
 bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<std::string>& child_args,
                    const std::string& temp_dir) {
@@ -237,6 +276,7 @@ bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<
     if (ctx.results_path.empty()) return false;
     if (!prepare_results(ctx)) return false;
 
+    watch_interrupts();
     std::deque<instance> started = start_all(ctx, count, child_args, temp_dir);
     write_standard_error(numbered("%2d instances spawned\n", count));
 
@@ -245,10 +285,12 @@ bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<
     for (instance& each : started) {
         name_up_to(each.index, named);
         wait_for(each);
+        if (interrupted()) end_run(started, ctx);
         name_up_to(each.index + 1, named);
         log_end(each, ctx.log);
         if (!ctx.separate_files) room = merge(each, ctx, labelled) && room;
     }
+    if (interrupted()) end_run(started, ctx);
     name_up_to(count, named);
     return room || results_fail(ctx);
 }

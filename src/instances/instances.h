@@ -13,3 +13,6 @@ struct mft_entries_ctx;
 // False: there is nothing to split, or no file for the results; standard error says so.
 bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<std::string>& child_args,
                    const std::string& temp_dir);
+// In the first instance: the merged file, to whose end its rows go, so that nobody need copy them. Its own results file
+// gets the header alone. Elsewhere empty. To be asked once, before options are read: paths may name variables.
+std::u16string take_merged_path();

@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "platform/files.h"
 #include "platform/host_paths.h"
+#include "platform/interrupts.h"
 #include "sources/plain_file.h"
 
 namespace {
@@ -17,23 +18,23 @@ bool is_blank(std::string_view line) { return line.find_first_not_of(" \t\r\n") 
 
 bool is_line_end(char c) { return c == '\r' || c == '\n'; }
 
-// Offset behind the last whole line. False: none, or not to be read.
-bool find_end(plain_file& part, std::uint64_t& end) {
+// Offset behind the last whole line; `first`, where that ends ahead of it. False: not to be read.
+bool find_end(plain_file& part, std::uint64_t first, std::uint64_t& end) {
     std::vector<std::uint8_t> block;
     end = static_cast<std::uint64_t>(part.file_size());
-    while (end > 0) {
-        const std::uint64_t start = (end - 1) / block_size * block_size;
+    while (end > first) {
+        const std::uint64_t start = std::max(first, (end - 1) / block_size * block_size);
         if (!part.read_into(block, end - start, start) || block.empty()) return false;
         const auto feed = std::find(block.rbegin(), block.rend(), '\n');
         end = start + static_cast<std::uint64_t>(block.rend() - feed);
         if (feed != block.rend()) return true;
     }
-    return false;
+    return true;
 }
 
 merge_result append_lines(const native_file& to, plain_file& part, std::uint64_t offset, std::uint64_t end) {
     std::vector<std::uint8_t> block;
-    while (offset < end) {
+    while (offset < end && !interrupted()) {
         if (!part.read_into(block, std::min(block_size, end - offset), offset) || block.empty())
             return merge_result::unreadable;
         if (!write_next(to, block.data(), block.size())) return merge_result::not_written;
@@ -42,9 +43,29 @@ merge_result append_lines(const native_file& to, plain_file& part, std::uint64_t
     return merge_result::merged;
 }
 
-bool open_merged(native_file& to, const std::u16string& path) {
-    return open_for_appending(to, path) ||
-           (is_long_path_error(last_system_error()) && open_for_appending(to, long_form(path)));
+bool open_merged(native_file& to, const std::u16string& path, bool (*open)(native_file&, const std::u16string&)) {
+    return open(to, path) || (is_long_path_error(last_system_error()) && open(to, long_form(path)));
+}
+
+// Where the part's rows begin.
+merge_result find_rows(plain_file& part, bool drop_header, std::uint64_t& offset, bool has_run_header) {
+    std::vector<std::uint8_t> head;
+    if (!part.read_into(head, head_limit, 0)) return merge_result::unreadable;
+    const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
+    return find_body(text, drop_header, offset, has_run_header) ? merge_result::merged : merge_result::no_rows;
+}
+
+// Behind the last whole row that the merged file holds behind `start`.
+merge_result find_added(const std::u16string& path, std::uint64_t start, std::uint64_t& end) {
+    plain_file merged;
+    if (!merged.open_read(path) || !find_end(merged, start, end)) return merge_result::unreadable;
+    return end > start ? merge_result::merged : merge_result::no_rows;
+}
+
+bool cut_merged(const std::u16string& path, std::uint64_t end) {
+    native_file merged;
+    const bool cut = open_merged(merged, path, open_for_update) && cut_file(merged, end);
+    return close_written_file(merged) && cut;
 }
 
 }  // namespace
@@ -67,15 +88,21 @@ bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset, b
 }
 
 merge_result append_results(const std::u16string& path, plain_file& part, bool drop_header, bool has_run_header) {
-    std::vector<std::uint8_t> head;
     std::uint64_t offset = 0, end = 0;
-    if (!part.read_into(head, head_limit, 0)) return merge_result::unreadable;
-    const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
-    if (!find_body(text, drop_header, offset, has_run_header)) return merge_result::no_rows;
-    if (!find_end(part, end)) return merge_result::unreadable;
+    merge_result result = find_rows(part, drop_header, offset, has_run_header);
+    if (result != merge_result::merged) return result;
+    if (!find_end(part, offset, end)) return merge_result::unreadable;
     if (offset >= end) return merge_result::no_rows;
     native_file to;
-    if (!open_merged(to, path)) return merge_result::not_written;
-    const merge_result result = append_lines(to, part, offset, end);
+    if (!open_merged(to, path, open_for_appending)) return merge_result::not_written;
+    result = append_lines(to, part, offset, end);
     return close_written_file(to) ? result : merge_result::not_written;
+}
+
+merge_result settle_results(const std::u16string& path, std::uint64_t start, plain_file& part, bool has_run_header) {
+    std::uint64_t offset = 0, end = start;
+    merge_result result = part.is_open ? merge_result::merged : merge_result::unreadable;
+    if (has_run_header) result = find_rows(part, false, offset, true);
+    if (result == merge_result::merged) result = find_added(path, start, end);
+    return cut_merged(path, result == merge_result::merged ? end : start) ? result : merge_result::not_written;
 }

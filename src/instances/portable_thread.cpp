@@ -1,6 +1,5 @@
 #include "instances/portable_thread.h"
 
-#include <chrono>
 #include <system_error>
 
 portable_thread::portable_thread(thread_function function, void* argument) : argument_(argument), function_(function) {
@@ -18,8 +17,6 @@ portable_thread::~portable_thread() {
 }
 
 void portable_thread::enter() {
-    // The maker has done its part by then.
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
     function_(argument_);
     running_ = false;
 }

@@ -30,8 +30,8 @@ bool open_for_writing(native_file& file, const std::u16string& path);
 bool open_for_appending(native_file& file, const std::u16string& path);
 // Creates or opens, for reading and writing, shared; what is in the file stays. Refuses a disk, and does not touch it.
 bool open_for_update(native_file& file, const std::u16string& path);
-// Cuts the file down to nothing, where it has a length at all.
-bool cut_file(const native_file& file);
+// Cuts the file down to its first `length` bytes, where it has a length at all.
+bool cut_file(const native_file& file, std::uint64_t length = 0);
 // From now on each write goes to the file's end, also behind what other processes have added.
 bool write_only_at_end(native_file& file);
 void close_file(native_file& file);

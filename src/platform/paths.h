@@ -22,3 +22,5 @@ std::u16string make_absolute(std::u16string_view path);
 // The value of an environment variable, UTF-8; nothing when it is not set. The name's case counts where the host says
 // so.
 std::optional<std::string> environment_value(const std::string& name);
+// The same, and the variable is gone from this process's environment. Only while there is one thread.
+std::optional<std::string> take_environment_value(const std::string& name);

@@ -11,7 +11,13 @@ struct instance_end {
     int status = 0;  // its exit code; 128 and the signal's number where one ended it
 };
 
+struct environment_variable {
+    std::string name, value;  // UTF-8; no name: none
+};
+
 // Runs this program anew, with its standard error on ours, and waits for its end. The first argument is the name it is
-// called by; all others reach it unchanged, but on Windows without their double quotes, which the command processor
-// would count. It ends with this process, however that ends.
-instance_end run_instance(const std::vector<std::string>& arguments);
+// called by; all others reach it unchanged, but on Windows without their double quotes. `added` stands in its
+// environment beside what is in ours. It ends with this process, however that ends.
+instance_end run_instance(const std::vector<std::string>& arguments, const environment_variable& added = {});
+// Ends those that are being waited for, from another thread; none is started from then on.
+void stop_instances();

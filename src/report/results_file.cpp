@@ -1,7 +1,9 @@
 #include "report/results_file.h"
 
-bool open_results_file(uni::ofstream& file, const std::u16string& path, const evidence_files& evidence,
-                       std::string& why) {
+namespace {
+
+// Open, with nothing cut or written yet.
+bool hold(uni::ofstream& file, const std::u16string& path, const evidence_files& evidence, std::string& why) {
     file.open_held(path);
     file_identity target;
     if (!file || !file.identify(target)) {
@@ -13,7 +15,22 @@ bool open_results_file(uni::ofstream& file, const std::u16string& path, const ev
         file.close();
         return false;
     }
+    return true;
+}
+
+}  // namespace
+
+bool open_results_file(uni::ofstream& file, const std::u16string& path, const evidence_files& evidence,
+                       std::string& why) {
+    if (!hold(file, path, evidence, why)) return false;
     file.release();
+    return true;
+}
+
+bool open_shared_results(uni::ofstream& file, const std::u16string& path, const evidence_files& evidence,
+                         std::string& why) {
+    if (!hold(file, path, evidence, why)) return false;
+    file.release_shared(false);
     return true;
 }
 

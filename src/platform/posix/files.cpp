@@ -76,10 +76,11 @@ bool open_for_update(native_file& file, const std::u16string& path) {
     return refuse(ENOTSUP);
 }
 
-bool cut_file(const native_file& file) {
+bool cut_file(const native_file& file, std::uint64_t length) {
     struct stat facts {};
     if (!note(fstat(static_cast<int>(file.handle), &facts) == 0)) return false;
-    return !S_ISREG(facts.st_mode) || note(ftruncate(static_cast<int>(file.handle), 0) == 0);
+    if (!S_ISREG(facts.st_mode)) return true;
+    return note(ftruncate(static_cast<int>(file.handle), static_cast<off_t>(length)) == 0);
 }
 
 bool write_only_at_end(native_file& file) {

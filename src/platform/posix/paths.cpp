@@ -57,3 +57,9 @@ std::optional<std::string> environment_value(const std::string& name) {
     if (value == nullptr) return std::nullopt;
     return std::string(value);
 }
+
+std::optional<std::string> take_environment_value(const std::string& name) {
+    auto value = environment_value(name);
+    unsetenv(name.c_str());
+    return value;
+}

@@ -8,8 +8,18 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <initializer_list>
+#include <mutex>
 
 namespace {
+
+// A number in the list is a process that nobody has waited for yet, so that the system has not given it away again.
+struct running_instances {
+    std::mutex lock;
+    std::vector<pid_t> numbers;
+    bool stopped = false;
+};
+running_instances running;
 
 struct pipe_ends {
     int read = -1, write = -1;
@@ -30,14 +40,28 @@ std::vector<char*> pointers_to(const std::vector<std::string>& arguments) {
     return pointers;
 }
 
+// What the new process becomes: all that needs memory is made ahead of it.
+struct new_image {
+    std::string added;  // to the environment
+    std::vector<char*> arguments, environment;
+};
+
+void fill(new_image& image, const std::vector<std::string>& arguments, const environment_variable& added) {
+    image.arguments = pointers_to(arguments);
+    for (char** entry = environ; *entry != nullptr; ++entry) image.environment.push_back(*entry);
+    image.added = added.name + "=" + added.value;
+    if (!added.name.empty()) image.environment.push_back(image.added.data());
+    image.environment.push_back(nullptr);
+}
+
 // In the new process, where only calls are allowed that take no lock.
-[[noreturn]] void become(const std::vector<char*>& arguments, int output, pid_t parent) {
+[[noreturn]] void become(const new_image& image, int output, pid_t parent) {
+    for (const int number : {SIGPIPE, SIGTERM}) std::signal(number, SIG_DFL);
     // It must not outlive the process that waits for it, and that may be gone already.
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) _exit(1);
-    std::signal(SIGPIPE, SIG_DFL);
     if (dup2(output, STDOUT_FILENO) < 0) _exit(1);
-    execv("/proc/self/exe", arguments.data());
+    execve("/proc/self/exe", image.arguments.data(), image.environment.data());
     _exit(127);
 }
 
@@ -49,9 +73,29 @@ void drain(int descriptor) {
     }
 }
 
+// The new process's number; below 0 if there is none.
+pid_t start(const new_image& image, int output) {
+    const std::lock_guard<std::mutex> alone(running.lock);
+    if (running.stopped) return -1;
+    const pid_t parent = getpid();
+    const pid_t child = fork();
+    if (child == 0) become(image, output, parent);
+    if (child > 0) running.numbers.push_back(child);
+    return child;
+}
+
+void take_from_list(pid_t child) {
+    siginfo_t facts;
+    while (waitid(P_PID, static_cast<id_t>(child), &facts, WEXITED | WNOWAIT) < 0 && errno == EINTR) {
+    }
+    const std::lock_guard<std::mutex> alone(running.lock);
+    std::erase(running.numbers, child);
+}
+
 int status_at_end(pid_t child) {
     constexpr int signal_base = 128;
     int status = 0;
+    take_from_list(child);
     while (waitpid(child, &status, 0) < 0) {
         if (errno != EINTR) return signal_base;
     }
@@ -60,14 +104,13 @@ int status_at_end(pid_t child) {
 
 }  // namespace
 
-instance_end run_instance(const std::vector<std::string>& arguments) {
+instance_end run_instance(const std::vector<std::string>& arguments, const environment_variable& added) {
     pipe_ends output;
     instance_end end;
     if (arguments.empty() || !open_pipe(output)) return end;
-    const std::vector<char*> pointers = pointers_to(arguments);
-    const pid_t parent = getpid();
-    const pid_t child = fork();
-    if (child == 0) become(pointers, output.write, parent);
+    new_image image;
+    fill(image, arguments, added);
+    const pid_t child = start(image, output.write);
     close(output.write);
     if (child > 0) {
         drain(output.read);
@@ -75,4 +118,10 @@ instance_end run_instance(const std::vector<std::string>& arguments) {
     }
     close(output.read);
     return end;
+}
+
+void stop_instances() {
+    const std::lock_guard<std::mutex> alone(running.lock);
+    running.stopped = true;
+    for (const pid_t child : running.numbers) kill(child, SIGTERM);
 }

@@ -11,6 +11,7 @@
 
 #include "base/text.h"
 #include "platform/refused_block.h"
+#include "platform/windows/instance_line.h"
 #include "platform/windows/wide.h"
 
 namespace {
@@ -89,7 +90,8 @@ std::vector<std::string> native_arguments(int, char**) {
     // The narrow vector of main is in the system's code page; the wide one is whole.
     std::vector<std::string> out;
     int count = 0;
-    wchar_t** values = CommandLineToArgvW(GetCommandLineW(), &count);
+    const std::wstring handed_over = take_instance_line();
+    wchar_t** values = CommandLineToArgvW(handed_over.empty() ? GetCommandLineW() : handed_over.c_str(), &count);
     for (int index = 0; values != nullptr && index < count; ++index)
         out.push_back(utf8_from_utf16(units_of(values[index])));
     LocalFree(values);

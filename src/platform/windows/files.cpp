@@ -75,11 +75,11 @@ bool open_for_update(native_file& file, const std::u16string& path) {
     return refuse(ERROR_NOT_SUPPORTED);
 }
 
-bool cut_file(const native_file& file) {
+bool cut_file(const native_file& file, std::uint64_t length) {
     if (GetFileType(handle_of(file)) != FILE_TYPE_DISK) return true;
-    LARGE_INTEGER start{};
-    return note(SetFilePointerEx(handle_of(file), start, nullptr, FILE_BEGIN) != 0 &&
-                SetEndOfFile(handle_of(file)) != 0);
+    LARGE_INTEGER end{};
+    end.QuadPart = static_cast<LONGLONG>(length);
+    return note(SetFilePointerEx(handle_of(file), end, nullptr, FILE_BEGIN) != 0 && SetEndOfFile(handle_of(file)) != 0);
 }
 
 bool write_only_at_end(native_file& file) {

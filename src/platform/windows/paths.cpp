@@ -107,3 +107,9 @@ std::optional<std::string> environment_value(const std::string& name) {
     value.resize(GetEnvironmentVariableW(wide.c_str(), value.data(), needed));
     return utf8_from_utf16(units_of(value));
 }
+
+std::optional<std::string> take_environment_value(const std::string& name) {
+    auto value = environment_value(name);
+    SetEnvironmentVariableW(wide_of(utf16_from_utf8(name)).c_str(), nullptr);
+    return value;
+}

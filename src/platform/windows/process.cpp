@@ -4,18 +4,26 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstdio>
 #include <cwchar>
+#include <mutex>
+#include <string>
 
 #include "base/numbers.h"
 #include "base/text.h"
+#include "platform/windows/instance_line.h"
 #include "platform/windows/wide.h"
 
 namespace {
 
+constexpr wchar_t arguments_variable[] = L"GRELMOOR_ARGUMENTS";
+constexpr wchar_t program_variable[] = L"GRELMOOR_PROGRAM";
+
+std::mutex starting;  // while this process's environment holds what is meant for one instance
+bool stopped = false;
+
 // Processes of a job end when its last handle goes, which is when this process ends. Instances inherit ours.
-void join_job_that_ends_with_us() {
+HANDLE job_that_ends_with_us() {
     static const HANDLE job = [] {
         const HANDLE made = CreateJobObjectW(nullptr, nullptr);
         JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
@@ -24,7 +32,7 @@ void join_job_that_ends_with_us() {
         AssignProcessToJobObject(made, GetCurrentProcess());
         return made;
     }();
-    static_cast<void>(job);
+    return job;
 }
 
 std::wstring path_of_this_program() {
@@ -33,8 +41,7 @@ std::wstring path_of_this_program() {
     return path;
 }
 
-// Between quotes the command processor takes nothing for its own. Back slashes ahead of the closing quote would escape
-// it for the program that takes the line apart, unless they are doubled.
+// Back slashes ahead of the closing quote would escape it for what takes the line apart, unless they are doubled.
 void append_quoted(std::wstring& line, std::wstring argument) {
     std::erase(argument, L'"');
     const std::size_t last = argument.find_last_not_of(L'\\');
@@ -42,32 +49,32 @@ void append_quoted(std::wstring& line, std::wstring argument) {
     line += L'"' + argument + std::wstring(trailing, L'\\') + L'"';
 }
 
-bool stands_alone(const std::string& argument) {
-    return argument.starts_with('-') && argument.find_first_of(" \"&|<>^()%!") == std::string::npos;
-}
-
-std::wstring command_line(const std::vector<std::string>& arguments) {
+std::wstring line_of(const std::vector<std::string>& arguments) {
     std::wstring line;
-    append_quoted(line, path_of_this_program());
-    for (std::size_t index = 1; index < arguments.size(); ++index) {
-        if (arguments[index].empty()) continue;
-        line += L' ';
-        const std::wstring argument = wide_of(utf16_from_utf8(arguments[index]));
-        if (stands_alone(arguments[index])) {
-            line += argument;
-        } else {
-            append_quoted(line, argument);
-        }
+    for (const std::string& argument : arguments) {
+        if (!line.empty()) line += L' ';
+        append_quoted(line, wide_of(utf16_from_utf8(argument)));
     }
     return line;
 }
 
-// The line goes through a variable: what stands in one is not searched for further variables, so that a "%" in a value
-// stays, and the processor's rule for a line that begins with a quote does not see it.
-std::wstring variable_for_line(const std::wstring& line) {
-    static std::atomic<unsigned> count = 0;
-    const std::wstring name = L"GRELMOOR_LINE_" + std::to_wstring(++count);
-    return SetEnvironmentVariableW(name.c_str(), line.c_str()) != 0 ? name : std::wstring();
+void set_variable(const std::wstring& name, const wchar_t* value) {
+    if (!name.empty()) SetEnvironmentVariableW(name.c_str(), value);
+}
+
+// The processor is given a variable that holds the program's path, so that its rule for a line that begins with a quote
+// does not see it. The arguments it does not see at all: there is no way to write a "%" that it leaves alone.
+std::FILE* start(const std::vector<std::string>& arguments, const environment_variable& added) {
+    const std::wstring name = wide_of(utf16_from_utf8(added.name)), value = wide_of(utf16_from_utf8(added.value));
+    const std::wstring program = L'"' + path_of_this_program() + L'"', line = line_of(arguments);
+    const std::lock_guard<std::mutex> alone(starting);
+    if (stopped || SetEnvironmentVariableW(arguments_variable, line.c_str()) == 0) return nullptr;
+    set_variable(program_variable, program.c_str());
+    set_variable(name, value.c_str());
+    std::FILE* stream = _wpopen((L"%" + std::wstring(program_variable) + L"%").c_str(), L"rb");
+    for (const std::wstring& each : {name, std::wstring(program_variable), std::wstring(arguments_variable)})
+        set_variable(each, nullptr);
+    return stream;
 }
 
 void drain(std::FILE* stream) {
@@ -76,18 +83,55 @@ void drain(std::FILE* stream) {
     }
 }
 
+// True if it is one that ends by this.
+bool end_process(DWORD number) {
+    const HANDLE process = number == GetCurrentProcessId() ? nullptr : OpenProcess(PROCESS_TERMINATE, FALSE, number);
+    if (process == nullptr) return false;
+    constexpr UINT status = 0xC000013A;  // STATUS_CONTROL_C_EXIT
+    const bool ends = TerminateProcess(process, status) != 0;
+    CloseHandle(process);
+    return ends;
+}
+
+// Some of the job's processes, not all: a caller comes again as long as there were some.
+bool end_some_of(HANDLE job) {
+    constexpr std::size_t most = 256;
+    struct {
+        JOBOBJECT_BASIC_PROCESS_ID_LIST head;
+        ULONG_PTR more[most];
+    } list{};
+    // Fails where there are more, and fills the list all the same.
+    QueryInformationJobObject(job, JobObjectBasicProcessIdList, &list, sizeof list, nullptr);
+    bool ended = false;
+    const ULONG_PTR* numbers = list.head.ProcessIdList;
+    for (DWORD index = 0; index < std::min<DWORD>(list.head.NumberOfProcessIdsInList, most); ++index)
+        ended = end_process(static_cast<DWORD>(numbers[index])) || ended;
+    return ended;
+}
+
 }  // namespace
 
-instance_end run_instance(const std::vector<std::string>& arguments) {
-    instance_end end;
-    join_job_that_ends_with_us();
-    const std::wstring variable = variable_for_line(command_line(arguments));
-    if (variable.empty()) return end;
-    std::FILE* stream = _wpopen((L"%" + variable + L"%").c_str(), L"rb");
-    if (stream != nullptr) {
-        drain(stream);
-        end = {true, _pclose(stream)};
-    }
-    SetEnvironmentVariableW(variable.c_str(), nullptr);
-    return end;
+std::wstring take_instance_line() {
+    std::wstring line(32768, L'\0');  // the longest that a variable holds
+    line.resize(GetEnvironmentVariableW(arguments_variable, line.data(), static_cast<DWORD>(line.size())));
+    // Values may name variables, and none of these two is the user's.
+    if (line.empty()) return line;
+    set_variable(arguments_variable, nullptr);
+    set_variable(program_variable, nullptr);
+    return line;
+}
+
+instance_end run_instance(const std::vector<std::string>& arguments, const environment_variable& added) {
+    job_that_ends_with_us();
+    std::FILE* const stream = start(arguments, added);
+    if (stream == nullptr) return {};
+    drain(stream);
+    return {true, _pclose(stream)};
+}
+
+void stop_instances() {
+    const std::lock_guard<std::mutex> alone(starting);
+    stopped = true;
+    constexpr int attempts = 100;
+    for (int attempt = 0; attempt < attempts && end_some_of(job_that_ends_with_us()); ++attempt) Sleep(1);
 }

@@ -64,3 +64,26 @@ TEST(merge, whole_rows_reach_the_merged_file) {
         EXPECT_TRUE(temp_folder::content(folder.path(u"merged")) == "before\n" + c.added) << c.what;
     }
 }
+
+TEST(merge, what_an_instance_added_itself_is_cut_to_whole_rows) {
+    const struct {
+        const char* what;
+        std::string part, added, kept;
+        merge_result result;
+    } cases[] = {
+        {"rows", "banner\n\n", "labels\nrow\n", "labels\nrow\n", merge_result::merged},
+        {"a cut row", "banner\n\n", "labels\nro", "labels\n", merge_result::merged},
+        {"nothing but a cut row", "banner\n\n", "lab", "", merge_result::no_rows},
+        {"none", "banner\n\n", "", "", merge_result::no_rows},
+        {"behind a header that is not to be read over", "banner\n", "labels\nrow\n", "", merge_result::no_rows},
+    };
+    const temp_folder folder;
+    for (const auto& c : cases) {
+        temp_folder::put(folder.path(u"merged"), "before\n" + c.added);
+        temp_folder::put(folder.path(u"part"), c.part);
+        plain_file part;
+        ASSERT_TRUE(part.open_read(folder.path(u"part")));
+        EXPECT_EQ(settle_results(folder.path(u"merged"), 7, part), c.result) << c.what;
+        EXPECT_EQ(temp_folder::content(folder.path(u"merged")), "before\n" + c.kept) << c.what;
+    }
+}
