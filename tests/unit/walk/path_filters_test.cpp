@@ -26,18 +26,19 @@ bytes link(std::u16string_view name, std::u16string_view print, std::size_t flag
 // \Äpfel (6) with Birne (7), which holds kern.txt (8) and links in the root. Record 14 is its own parent, 15 is free.
 bytes orchard() {
     const bytes kern = build::record()
+// Record 1 is named like 8, but for a lone half of a pair and what follows.
                            .std_info()
                            .name(u"KERN~1.TXT", dos, reference(7, 1))
                            .name(u"Kern.txt", win32, reference(7, 1))
                            .name(u"zwei", posix, reference(6, 1))
                            .on_disk();
     return build::volume(64)
-        .mft({{16, 4}}, {{},
+        .mft({{16, 4}}, {build::record().std_info().name(u"zwei\xD800x").on_disk(),
                          {},
                          {},
                          {},
                          directory(u".", {5, 6, 9, 10, 11, 12, 13, 14, 15}).on_disk(),
-                         directory(u"Äpfel", {7, 8}).on_disk(),
+                         directory(u"Äpfel", {1, 7, 8}).on_disk(),
                          directory(u"Birne", {8}, 6).on_disk(),
                          kern,
                          link(u"mount", u"C:\\äPFEL", 0),
