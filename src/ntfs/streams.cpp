@@ -35,6 +35,16 @@ void renumber(stream_runs& stream) {
     }
     stream.passed = 0;
     stream.passed_vcn = 0;
+    stream.passed_low = false;
+}
+
+// Guard: behind a first number near 2^64 the others begin again at 0, and lie ahead of the first run's. Where such
+// numbers are found at the earliest.
+std::size_t first_behind_wrap(const std::vector<stream_run>& runs) {
+    const auto descent =
+        std::adjacent_find(runs.begin(), runs.end(),
+                           [](const stream_run& left, const stream_run& right) { return starts_ahead(right, left); });
+    return descent == runs.end() ? runs.size() : static_cast<std::size_t>(descent - runs.begin()) + 1;
 }
 
 struct planned_cluster {
@@ -139,8 +149,11 @@ stream_sink sink_into(plain_file& file) { return {append_to_file, &file}; }
 
 bool lookup_vcn(stream_runs& stream, std::uint64_t vcn, std::size_t& index, std::uint64_t& lcn) {
     const std::vector<stream_run>& runs = stream.runs;
-    if (vcn < stream.passed_vcn) stream.passed = 0;
+    if (runs.empty()) return false;
+    const bool low = vcn < runs.front().vcn;
+    if (vcn < stream.passed_vcn || low != stream.passed_low) stream.passed = low ? first_behind_wrap(runs) : 0;
     stream.passed_vcn = vcn;
+    stream.passed_low = low;
     const auto ends_ahead = [vcn](const stream_run& run) { return run.vcn <= vcn && vcn - run.vcn >= run.clusters; };
     while (stream.passed < runs.size() && ends_ahead(runs[stream.passed])) ++stream.passed;
     for (index = stream.passed; index < runs.size(); ++index) {
