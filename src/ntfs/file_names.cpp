@@ -60,10 +60,8 @@ private:
     // Kept: the entry's type plays no part; its id alone must be there.
     void follow(std::uint64_t inode, std::uint16_t id) {
         if (!load(inode)) return;
-        const byte_view record(extension_);
-        std::size_t at = attributes_start(record);
-        if (at == 0 || !find_attribute_id(record, at, id)) return;
-        collect(record);
+        if (find_id(ids_, id) == ids_.end()) return;
+        collect(extension_);
         collected_ = true;
     }
 
@@ -80,6 +78,7 @@ private:
         collected_ = false;
         record_kind kind = record_kind::none;
         usable_ = read_record_checked(volume_, inode, extension_, kind) && kind == record_kind::file;
+        if (usable_) note_ids(extension_, ids_);
         return usable_;
     }
 
@@ -105,6 +104,7 @@ private:
     bool all_names_;
     std::uint64_t parent_filter_;
     std::vector<std::uint8_t> extension_;
+    std::vector<id_place> ids_;  // its attributes
     std::uint64_t loaded_inode_ = 0;
     std::uint32_t loads_ = 0;
     bool usable_ = false, collected_ = false;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ntfs/attribute_cursor.h"
+#include "ntfs/attribute_list.h"
 #include "ntfs/attributes.h"
 #include "ntfs/layout.h"
 #include "ntfs/streams.h"
@@ -12,8 +13,8 @@
 namespace {
 
 constexpr std::uint32_t type_end_too = 0xFFFFFFFE;
-// Guard: NTFS ends a list there, and a run may claim any number of clusters.
-constexpr std::uint64_t longest_list = 256 * 1024;
+// Guard: a run may claim any number of clusters.
+constexpr std::uint64_t longest_list = list_limit;
 
 bool read_list_clusters(ntfs_volume& volume, byte_view attribute, attribute_list& list) {
     std::vector<cluster_run> runs;
@@ -57,13 +58,6 @@ bool find_named_attribute(byte_view record, std::size_t& cursor, std::uint32_t t
     return false;
 }
 
-bool find_attribute_id(byte_view record, std::size_t& cursor, std::uint16_t id) {
-    attribute_cursor walk(record, cursor, {});
-    while (walk.valid() && walk.id() != id) walk.next();
-    cursor = walk.at();
-    return walk.valid();
-}
-
 bool attribute_has_name(byte_view attribute, std::u16string_view name) {
     const std::size_t units = attribute.u8(attribute_at::name_length);
     const std::size_t offset = attribute.u16(attribute_at::name_offset);
@@ -77,7 +71,7 @@ bool read_attribute_list(ntfs_volume& volume, byte_view attribute, attribute_lis
     list = {};
     if (attribute.u8(attribute_at::non_resident) != 0) return read_list_clusters(volume, attribute, list);
     const std::size_t offset = attribute.u16(attribute_at::value_offset);
-    list.length = attribute.u32(attribute_at::value_length);
+    list.length = std::min(attribute.u32(attribute_at::value_length), list_limit);
     if (offset == 0 || list.length == 0) return false;
     list.bytes = attribute.part(offset, attribute.size);
     return true;

@@ -24,8 +24,6 @@ bool find_attribute(byte_view record, std::size_t& cursor, std::uint32_t type, s
 // The same by type and name; an empty name is that of an unnamed attribute.
 bool find_named_attribute(byte_view record, std::size_t& cursor, std::uint32_t type, std::u16string_view name,
                           std::uint32_t limit);
-// By id alone, whatever the type.
-bool find_attribute_id(byte_view record, std::size_t& cursor, std::uint16_t id);
 bool attribute_has_name(byte_view attribute, std::u16string_view name);
 
 // The entries of an $ATTRIBUTE_LIST. An entry counts when it begins within `length`; its fields may lie behind.
