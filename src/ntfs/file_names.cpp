@@ -32,7 +32,7 @@ public:
         std::size_t at = attributes_start(record);
         attribute_list list;
         if (!find_attribute(record, at, type_attribute_list, volume_.record_bytes())) return;
-        if (!read_attribute_list(volume_, record.part(at, record.size), list)) return;
+        if (!gather_attribute_list(volume_, record.part(at, record.size), list)) return;
         last_number_ = highest_attribute_id(record);
         byte_view entry;
         for (std::size_t next = 0; next_list_entry(list, next, entry);) {

@@ -30,6 +30,35 @@ bool read_list_clusters(ntfs_volume& volume, byte_view attribute, attribute_list
     return true;
 }
 
+// Appends the clusters of a run, up to the first that cannot be read.
+void gather_run(ntfs_volume& volume, const stream_run& run, std::vector<std::uint8_t>& bytes) {
+    for (std::uint32_t cluster = 0; cluster < run.clusters && bytes.size() < longest_list; ++cluster) {
+        const std::size_t before = bytes.size();
+        std::uint32_t size = volume.cluster_bytes();
+        bytes.resize(before + size);
+        if (run.sparse || read_clusters(volume, run.lcn + cluster, bytes.data() + before, size)) continue;
+        bytes.resize(before);
+        return;
+    }
+}
+
+bool gather_list_clusters(ntfs_volume& volume, byte_view attribute, attribute_list& list) {
+    std::vector<cluster_run> runs;
+    if (!decode_runs(attribute, runs)) return false;
+    for (const stream_run& run : stream_runs(runs).runs) gather_run(volume, run, list.storage);
+    list.bytes = list.storage;
+    list.length = std::min<std::size_t>(list.storage.size(), longest_list);
+    return list.length > 0;
+}
+
+bool view_resident_list(byte_view attribute, attribute_list& list) {
+    const std::size_t offset = attribute.u16(attribute_at::value_offset);
+    list.length = std::min(attribute.u32(attribute_at::value_length), list_limit);
+    if (offset == 0 || list.length == 0) return false;
+    list.bytes = attribute.part(offset, attribute.size);
+    return true;
+}
+
 }  // namespace
 
 bool read_raw_record(ntfs_volume& volume, std::uint64_t inode, std::vector<std::uint8_t>& bytes) {
@@ -70,11 +99,13 @@ bool attribute_has_name(byte_view attribute, std::u16string_view name) {
 bool read_attribute_list(ntfs_volume& volume, byte_view attribute, attribute_list& list) {
     list = {};
     if (attribute.u8(attribute_at::non_resident) != 0) return read_list_clusters(volume, attribute, list);
-    const std::size_t offset = attribute.u16(attribute_at::value_offset);
-    list.length = std::min(attribute.u32(attribute_at::value_length), list_limit);
-    if (offset == 0 || list.length == 0) return false;
-    list.bytes = attribute.part(offset, attribute.size);
-    return true;
+    return view_resident_list(attribute, list);
+}
+
+bool gather_attribute_list(ntfs_volume& volume, byte_view attribute, attribute_list& list) {
+    list = {};
+    if (attribute.u8(attribute_at::non_resident) != 0) return gather_list_clusters(volume, attribute, list);
+    return view_resident_list(attribute, list);
 }
 
 bool next_list_entry(const attribute_list& list, std::size_t& at, byte_view& entry) {

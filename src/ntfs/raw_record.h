@@ -34,5 +34,7 @@ struct attribute_list {
 };
 // `attribute` must outlive a resident list. False: it has no value, or none that can be read.
 bool read_attribute_list(ntfs_volume& volume, byte_view attribute, attribute_list& list);
+// The same cluster by cluster: one that cannot be read ends its run, and the next run takes its place.
+bool gather_attribute_list(ntfs_volume& volume, byte_view attribute, attribute_list& list);
 // The entry at `at`, which moves to the next one. False behind the last, and at an entry of length 0.
 bool next_list_entry(const attribute_list& list, std::size_t& at, byte_view& entry);
