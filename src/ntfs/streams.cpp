@@ -225,14 +225,16 @@ bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream
                             std::uint64_t allocated_size) {
     const std::uint32_t unit_size = chunk_bytes(volume);
     const std::uint64_t slack = data_size < allocated_size ? allocated_size - data_size : 0;
-    std::vector<std::uint8_t> unit(unit_size), decoded;
+    if (volume.unit_buffer == nullptr) volume.unit_buffer = std::make_unique_for_overwrite<std::uint8_t[]>(unit_size);
+    std::uint8_t* const unit = volume.unit_buffer.get();
+    std::vector<std::uint8_t> decoded;
     std::uint64_t remaining = data_size, position = 0;
     std::uint32_t wanted = unit_size;
     while (true) {
         std::uint32_t size = wanted, flags = 0;
-        if (!read_stream(volume, stream, position, unit.data(), size, flags) || size == 0) return false;
+        if (!read_stream(volume, stream, position, unit, size, flags) || size == 0) return false;
         decoded.clear();
-        if (!decode_compression_unit({unit.data(), size}, remaining, flags, decoded) || decoded.empty()) return false;
+        if (!decode_compression_unit({unit, size}, remaining, flags, decoded) || decoded.empty()) return false;
         if (!sink.take(sink.target, decoded)) return false;
         // Kept: both move on by what was read, however much of it there was to decode.
         if (remaining <= size) return true;

@@ -49,6 +49,8 @@ struct ntfs_volume {
     bool valid = false;                                  // set by validate, once
     bool thorough = false;                               // record_source's, for readers that have the volume alone
     std::int64_t record_count = 0;                       // what $MFT holds by its runs
+    // Of read_compressed_stream, made by its first call: a unit may be 240 MB, of which a stream has 100 bytes.
+    std::unique_ptr<std::uint8_t[]> unit_buffer;
     std::map<std::uint64_t, dir_cache_entry> dir_cache;  // by record number: the directories that lookups passed
     volume_geometry geometry;
 
