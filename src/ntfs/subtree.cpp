@@ -1,6 +1,7 @@
 #include "ntfs/subtree.h"
 
 #include <set>
+#include <vector>
 
 #include "ntfs/directory_index.h"
 #include "ntfs/file_names.h"
@@ -20,13 +21,12 @@ constexpr std::size_t longest_path = 32'767;
 // records.
 class climb {
 public:
-    climb(ntfs_volume& volume, std::vector<std::u16string> prefix, std::vector<std::u16string>& paths)
-        : volume_(volume), prefix_(std::move(prefix)), paths_(paths) {}
+    climb(ntfs_volume& volume, found_paths& paths) : volume_(volume), paths_(paths) {}
 
     bool run(std::uint64_t inode) {
         if (!enter(inode)) return false;
         while (!levels_.empty()) {
-            if (paths_.size() >= most_paths) return true;
+            if (paths_.count >= most_paths) return true;
             level& top = levels_.back();
             if (top.next == top.names.size()) {
                 leave();
@@ -38,7 +38,7 @@ public:
     }
 
 private:
-    // One record on the way up: its names, and the prefix as its caller handed it over.
+    // One record on the way up: its names, and the prefix, the names below it with the lowest one first.
     struct level {
         std::uint64_t inode = 0;
         std::size_t prefix_before = 0;
@@ -71,13 +71,13 @@ private:
             if (*part != u".") path.append(*part).append(u"\\");
             if (path.size() > longest_path) return false;
         }
-        paths_.push_back(path);
+        if (paths_.count++ == 0) paths_.first = std::move(path);
         return true;
     }
 
     ntfs_volume& volume_;
     std::vector<std::u16string> prefix_;
-    std::vector<std::u16string>& paths_;
+    found_paths& paths_;
     std::vector<level> levels_;
     std::set<std::uint64_t> on_the_way_;
     std::vector<std::uint8_t> record_;
@@ -129,19 +129,18 @@ bool is_directory(ntfs_volume& volume, std::uint64_t inode) {
 
 }  // namespace
 
-bool collect_paths(ntfs_volume& volume, std::uint64_t inode, const std::vector<std::u16string>& prefix_names,
-                   std::vector<std::u16string>& paths_out) {
-    return climb(volume, prefix_names, paths_out).run(inode);
+bool collect_paths(ntfs_volume& volume, std::uint64_t inode, found_paths& paths_out) {
+    return climb(volume, paths_out).run(inode);
 }
 
 bool expand_subtree(subtree_map& result, std::uint64_t inode, std::int64_t depth, ntfs_volume& volume,
                     const std::u16string& base_path) {
     result.clear();
-    std::vector<std::u16string> paths;
-    if (!volume.valid || !is_directory(volume, inode) || !collect_paths(volume, inode, {}, paths)) return false;
+    found_paths paths;
+    if (!volume.valid || !is_directory(volume, inode) || !collect_paths(volume, inode, paths)) return false;
     std::u16string text = base_path + u"\\";
     // Kept: the first path again for each path found.
-    for (std::size_t count = 0; count < paths.size() && text.size() <= longest_path; ++count) text += paths.front();
+    for (std::size_t count = 0; count < paths.count && text.size() <= longest_path; ++count) text += paths.first;
     result.emplace(inode, text);
     subtree_map frontier = result;
     for (std::int64_t level = 0; level <= depth && !frontier.empty(); ++level) {
