@@ -3,6 +3,7 @@
 #include <set>
 #include <vector>
 
+#include "base/diagnostic_log.h"
 #include "ntfs/directory_index.h"
 #include "ntfs/file_names.h"
 #include "ntfs/layout.h"
@@ -101,6 +102,12 @@ public:
         return next;
     }
 
+    void tell_too_deep(const diagnostic_log* log) const {
+        if (too_deep_ == 0) return;
+        log_diag(log, "err: %llu directories lie deeper than any path and are left out, the first is record %llx",
+                 static_cast<unsigned long long>(too_deep_), static_cast<unsigned long long>(first_too_deep_));
+    }
+
 private:
     // A directory that is known keeps its first path; going into it again would show nothing new.
     void add_child(subtree_map& next, std::uint64_t child, const std::u16string& parent_path) {
@@ -111,7 +118,11 @@ private:
         const bool named = collect_names(names_, volume_, child, record_);
         const std::u16string path = parent_path + (named ? names_.begin()->value.name : u"unk") + u"\\";
         // Guard: a hostile tree may be deeper than any path.
-        if (path.size() <= longest_path) next.emplace(child, path);
+        if (path.size() <= longest_path) {
+            next.emplace(child, path);
+        } else if (too_deep_++ == 0) {
+            first_too_deep_ = child;
+        }
     }
 
     ntfs_volume& volume_;
@@ -119,6 +130,7 @@ private:
     inode_set children_;
     std::vector<std::uint8_t> record_;
     file_name_map names_;
+    std::uint64_t too_deep_ = 0, first_too_deep_ = 0;
 };
 
 bool is_directory(ntfs_volume& volume, std::uint64_t inode) {
@@ -134,7 +146,7 @@ bool collect_paths(ntfs_volume& volume, std::uint64_t inode, found_paths& paths_
 }
 
 bool expand_subtree(subtree_map& result, std::uint64_t inode, std::int64_t depth, ntfs_volume& volume,
-                    const std::u16string& base_path) {
+                    const std::u16string& base_path, const diagnostic_log* log) {
     result.clear();
     found_paths paths;
     if (!volume.valid || !is_directory(volume, inode) || !collect_paths(volume, inode, paths)) return false;
@@ -143,9 +155,11 @@ bool expand_subtree(subtree_map& result, std::uint64_t inode, std::int64_t depth
     for (std::size_t count = 0; count < paths.count && text.size() <= longest_path; ++count) text += paths.first;
     result.emplace(inode, text);
     subtree_map frontier = result;
+    descent levels(volume, result);
     for (std::int64_t level = 0; level <= depth && !frontier.empty(); ++level) {
-        frontier = descent(volume, result).next_level(frontier);
+        frontier = levels.next_level(frontier);
         result.insert(frontier.begin(), frontier.end());
     }
+    levels.tell_too_deep(log);
     return true;
 }

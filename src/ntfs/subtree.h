@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 
+struct diagnostic_log;
 struct ntfs_volume;
 
 // Directories by record number, each with the text of its path, which ends in a back slash.
@@ -21,6 +22,7 @@ struct found_paths {
 // False: some climb failed.
 bool collect_paths(ntfs_volume& volume, std::uint64_t inode, found_paths& paths_out);
 // A directory and those below it, to `depth` + 1 levels; `depth` below 0 gives the directory alone. Paths begin with
-// `base_path`. False: no readable directory, or none that the root can be reached from.
+// `base_path`; `log` learns of directories that lie deeper than any path. False: no readable directory, or none that
+// the root can be reached from.
 bool expand_subtree(subtree_map& result, std::uint64_t inode, std::int64_t depth, ntfs_volume& volume,
-                    const std::u16string& base_path);
+                    const std::u16string& base_path, const diagnostic_log* log = nullptr);
