@@ -30,8 +30,12 @@ void set_user_name(std::u16string& user_name, std::string_view path) {
     if (end != std::string_view::npos && end + 1 < rest.size()) user_name = utf16_from_utf8(rest.substr(0, end));
 }
 
-bool stream_state::is_handled(attr_key key) const {
-    return std::find(handled.begin(), handled.end(), key) != handled.end();
+bool stream_state::is_handled(attr_key key) const { return std::binary_search(handled.begin(), handled.end(), key); }
+
+// Keys come in order, once for each path of a record.
+void stream_state::set_handled(attr_key key) {
+    const auto place = std::lower_bound(handled.begin(), handled.end(), key);
+    if (place == handled.end() || *place != key) handled.insert(place, key);
 }
 
 void stream_state::clear_digests() {

@@ -21,11 +21,12 @@ struct stream_state {
     sha1_value sha1_digest{};
     bool has_digests = false;  // the last read went through: the digests that were on are true
 
-    std::vector<attr_key> handled;  // attributes of this record that were copied or digested already
+    std::vector<attr_key> handled;  // attributes of this record that were copied or digested already, in rising order
 
     std::u16string made_folder;  // the last one that copies went to
 
     bool is_handled(attr_key key) const;
+    void set_handled(attr_key key);
     // Ahead of each attribute of a path entry, `path` being its path: everything but `handled`.
     void begin_stream(const file_record& record, std::string_view path);
     // Ahead of each record.

@@ -117,6 +117,18 @@ int results_verdict(run_state& state, const report_output& results) {
     return failed;
 }
 
+// False: memory ran out outside of any one record. Rows written so far stay; the walk is not at its end.
+bool walk_to_the_end(report_output& results, mft_entries_ctx& ctx) {
+    try {
+        run_walks(results, ctx);
+        return true;
+    } catch (const std::bad_alloc&) {
+        log_diag(ctx.log, "err: out of memory, the walk ends here");
+        write_standard_error("out of memory, aborting\n");
+        return false;
+    }
+}
+
 int run_with_options(run_state& state) {
     mft_entries_ctx& ctx = *state.ctx;
     if (ctx.profile_wanted) ctx.profile_start = profile_clock();
@@ -130,11 +142,12 @@ int run_with_options(run_state& state) {
     if (!open_results(state)) return failed;
     open_and_prepare(ctx);
     report_output results{*state.out, ctx.header_pending};
-    run_walks(results, ctx);
-    return results_verdict(state, results);
+    const bool walked = walk_to_the_end(results, ctx);
+    const int verdict = results_verdict(state, results);
+    return walked ? verdict : failed;
 }
 
-int read_options_and_run(run_state& state) {
+int read_options_and_run(run_state& state) try {
     switch (parse_run_options(*state.ctx, state.args, version_text, "NTFS$MFT")) {
         case options_invalid: write_standard_error("invalid cmd options, aborting\n"); return failed;
         case option_failed: return failed;
@@ -142,6 +155,9 @@ int read_options_and_run(run_state& state) {
         case no_source_given: break;
     }
     return run_with_options(state);
+} catch (const std::bad_alloc&) {
+    write_standard_error("out of memory, aborting\n");
+    return failed;
 }
 
 void end_run(run_state& state) {

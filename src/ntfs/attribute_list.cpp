@@ -135,7 +135,7 @@ private:
         usable_ = read_file_record(record_.extension_bytes, bad, records_, inode) && !bad &&
                   has_signature(record_.extension_bytes, "FILE");
         if (!usable_) tell("cannot be used, what this one has there is missing", inode);
-        if (usable_) note_ids();
+        if (usable_) note_ids(record_.extension_bytes, record_.extension_ids);
         return usable_;
     }
 
@@ -144,27 +144,11 @@ private:
                  static_cast<unsigned long long>(inode), what);
     }
 
-    // Entries by attribute id, found once per record: a list may name each of many thousand.
-    void note_ids() {
-        std::vector<id_place>& ids = record_.extension_ids;
-        ids.clear();
-        const byte_view bytes(record_.extension_bytes);
-        const std::uint16_t first = bytes.u16(record_at::first_attribute);
-        if (first == 0) return;
-        // Kept: no attribute is too long to be stepped over.
-        for (attribute_cursor cursor(bytes, first, {}); cursor.valid(); cursor.next())
-            ids.push_back({cursor.id(), static_cast<std::uint32_t>(cursor.at())});
-        std::stable_sort(ids.begin(), ids.end(),
-                         [](const id_place& left, const id_place& right) { return left.id < right.id; });
-    }
-
     // The first attribute that is meant.
     bool find(const list_target& target, std::uint32_t& at) const {
         const byte_view bytes(record_.extension_bytes);
         const std::vector<id_place>& ids = record_.extension_ids;
-        const auto ahead = [](const id_place& place, std::uint16_t wanted) { return place.id < wanted; };
-        for (auto place = std::lower_bound(ids.begin(), ids.end(), target.id, ahead);
-             place != ids.end() && place->id == target.id; ++place) {
+        for (auto place = find_id(ids, target.id); place != ids.end() && place->id == target.id; ++place) {
             at = place->at;
             if (target.type == list_target::any_type || target.type == bytes.u32(at + attribute_at::type)) return true;
         }

@@ -11,8 +11,9 @@
 struct dir_cache_entry {
     std::uint64_t inode = 0;
     std::set<std::uint64_t> parents;  // directories that led here first
-    bool present = true;
-    bool deleted = false;                        // the record was free when the entry was made
-    std::set<std::uint64_t> children;            // empty until a lookup walks into the directory
-    std::map<std::string, std::uint64_t> names;  // lower-case UTF-8, one for each $FILE_NAME of each child
+    bool deleted = false;              // the record was free when the entry was made
+    std::set<std::uint64_t> children;  // empty until a lookup walks into the directory
+    // Lower-case, one for each $FILE_NAME of each child. In UTF-16, as they lie on the disk: UTF-8 has no form for a
+    // lone half of a pair, so that two names could become one.
+    std::map<std::u16string, std::uint64_t> names;
 };

@@ -16,7 +16,7 @@ constexpr std::u16string_view index_name = u"$I30";
 constexpr std::uint32_t longest_node = 4096;
 constexpr std::uint16_t longest_entry = 768;
 constexpr std::uint64_t blocks_at_once = 1024;
-// Guard: 4 GiB of index, some 40 million names; a run may claim the same clusters over and over.
+// Guard: 4 GiB of index, some 40 million names.
 constexpr std::uint64_t most_blocks = 1024 * 1024;
 
 // What a listing wants of a directory's record; empty where there is none.
@@ -164,6 +164,11 @@ bool append_piece(ntfs_volume& volume, cluster_walk& walk, const index_piece& pi
     return whole;
 }
 
+// Guard: runs may claim the same clusters over and over, so what a source holds bounds the blocks as well.
+std::uint64_t most_blocks_of(const ntfs_volume& volume) {
+    return std::min(volume.reader->size() / index_block_bytes + 1, most_blocks);
+}
+
 // Blocks that begin ahead of the initialised size, holes left out as in their counting. By default those behind it are
 // read as well, which were children once, or another file's bytes.
 std::uint64_t written_blocks(const ntfs_volume& volume, const stream_runs& stream, byte_view attribute) {
@@ -174,7 +179,7 @@ std::uint64_t written_blocks(const ntfs_volume& volume, const stream_runs& strea
         const std::uint64_t length = std::uint64_t{run.clusters} * volume.cluster_bytes();
         if (!run.sparse && from < end) bytes += std::min(length, end - from);
     }
-    return std::min((bytes + index_block_bytes - 1) / index_block_bytes, most_blocks);
+    return (bytes + index_block_bytes - 1) / index_block_bytes;
 }
 
 void add_block_children(byte_view block, inode_set& children) {
@@ -221,7 +226,8 @@ bool read_index_allocation(ntfs_volume& volume, byte_view attribute, inode_set& 
     std::vector<cluster_run> runs;
     if (attribute.u64(attribute_at::initialised_size) == 0 || !decode_runs(attribute, runs)) return false;
     const stream_runs stream(runs);
-    const std::uint64_t end = volume.thorough ? written_blocks(volume, stream, attribute) : most_blocks;
+    std::uint64_t end = most_blocks_of(volume);
+    if (volume.thorough) end = std::min(end, written_blocks(volume, stream, attribute));
     std::vector<std::uint8_t> bytes;
     for (std::uint64_t block = 0; block < end; block += blocks_at_once) {
         std::uint64_t count = std::min(blocks_at_once, end - block);

@@ -26,3 +26,20 @@ std::uint16_t highest_attribute_id(byte_view record) {
         highest = std::max(highest, cursor.id());
     return highest;
 }
+
+void note_ids(byte_view record, std::vector<id_place>& ids) {
+    ids.clear();
+    const std::uint16_t first = record.u16(record_at::first_attribute);
+    if (first == 0) return;
+    // Kept: no attribute is too long to be stepped over.
+    for (attribute_cursor cursor(record, first, {}); cursor.valid(); cursor.next())
+        ids.push_back({cursor.id(), static_cast<std::uint32_t>(cursor.at())});
+    std::stable_sort(ids.begin(), ids.end(),
+                     [](const id_place& left, const id_place& right) { return left.id < right.id; });
+}
+
+std::vector<id_place>::const_iterator find_id(const std::vector<id_place>& ids, std::uint16_t id) {
+    const auto place = std::lower_bound(ids.begin(), ids.end(), id,
+                                        [](const id_place& each, std::uint16_t wanted) { return each.id < wanted; });
+    return place != ids.end() && place->id == id ? place : ids.end();
+}

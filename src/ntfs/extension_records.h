@@ -1,9 +1,10 @@
-// Whose a record is by the references that lead to it, and how attributes of other records are numbered beside a
-// record's own. Called by a thorough run alone: attribute lists, the names of lookups, and the climb of paths.
-// Reads no record.
+// Whose a record is by the references that lead to it, how attributes of other records are numbered beside a record's
+// own, and where they lie. Called by attribute lists, the names of lookups, and the climb of paths; but for the places,
+// by a thorough run alone. Reads no record.
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "base/bytes.h"
 
@@ -17,3 +18,14 @@ bool belongs_to(byte_view record, std::uint64_t base_inode, byte_view base);
 
 // Of a record's own attributes, its list included: what a list delivers is numbered from behind it.
 std::uint16_t highest_attribute_id(byte_view record);
+
+// Where an extension record has an attribute.
+struct id_place {
+    std::uint16_t id;
+    std::uint32_t at;
+};
+// All attributes of a record by id, those of one id in their order: found once, for a list may name each of many
+// thousand.
+void note_ids(byte_view record, std::vector<id_place>& ids);
+// The first place of an id; the end of `ids` if there is none.
+std::vector<id_place>::const_iterator find_id(const std::vector<id_place>& ids, std::uint16_t id);

@@ -32,7 +32,7 @@ public:
         std::size_t at = attributes_start(record);
         attribute_list list;
         if (!find_attribute(record, at, type_attribute_list, volume_.record_bytes())) return;
-        if (!read_attribute_list(volume_, record.part(at, record.size), list)) return;
+        if (!gather_attribute_list(volume_, record.part(at, record.size), list)) return;
         if (volume_.thorough) {
             follow_owned(list, record);
         } else {
@@ -57,10 +57,8 @@ private:
         for (std::size_t next = 0; next_list_entry(list, next, entry);) {
             const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
             if (inode == inode_ || !load(inode)) continue;
-            const byte_view record(extension_);
-            std::size_t at = attributes_start(record);
-            if (at == 0 || !find_attribute_id(record, at, entry.u16(list_entry_at::attribute_id))) continue;
-            collect(record);
+            if (find_id(ids_, entry.u16(list_entry_at::attribute_id)) == ids_.end()) continue;
+            collect(extension_);
             collected_ = true;
         }
     }
@@ -84,6 +82,7 @@ private:
         collected_ = false;
         record_kind kind = record_kind::none;
         usable_ = read_record_checked(volume_, inode, extension_, kind) && kind == record_kind::file;
+        if (usable_) note_ids(extension_, ids_);
         return usable_;
     }
 
@@ -109,6 +108,7 @@ private:
     bool all_names_;
     std::uint64_t parent_filter_;
     std::vector<std::uint8_t> extension_;
+    std::vector<id_place> ids_;  // its attributes
     std::uint64_t loaded_inode_ = 0;
     std::uint32_t loads_ = 0;
     bool usable_ = false, collected_ = false;

@@ -14,6 +14,7 @@
 #include "base/bytes.h"
 #include "base/flat_map.h"
 #include "ntfs/attribute_keys.h"
+#include "ntfs/extension_records.h"
 #include "ntfs/layout.h"
 #include "ntfs/runs.h"
 #include "ntfs/stream_parts.h"
@@ -106,12 +107,6 @@ struct list_target {
     std::uint16_t id = 0;
 
     auto operator<=>(const list_target&) const = default;
-};
-
-// Where an extension record has an attribute.
-struct id_place {
-    std::uint16_t id;
-    std::uint32_t at;
 };
 
 // The stages of the walk's filters that a record can pass.

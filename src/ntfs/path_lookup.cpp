@@ -30,11 +30,9 @@ std::vector<std::u16string> split_path(std::u16string_view path, char16_t separa
 
 bool is_drive(const std::u16string& segment) { return segment.size() > 1 && segment[1] == u':'; }
 
-// How names are compared: lower-case UTF-8.
-std::string name_key_of(std::u16string_view name) { return utf8_from_utf16(lowered(name)); }
-
-std::string key_of_segment(std::u16string_view segment) {
-    return name_key_of(trimmed(segment.substr(0, segment.find(u':'))));
+// How names are compared.
+std::u16string key_of_segment(std::u16string_view segment) {
+    return lowered(trimmed(segment.substr(0, segment.find(u':'))));
 }
 
 // A path on a shadow copy's device becomes that on its volume.
@@ -71,7 +69,7 @@ private:
 
     // Of two children with one name the first stays.
     void keep(dir_cache_entry& directory, std::uint64_t child) {
-        for (const auto& item : names_) directory.names.emplace(name_key_of(item.value.name), child);
+        for (const auto& item : names_) directory.names.emplace(lowered(item.value.name), child);
         const std::uint16_t flags = byte_view(record_).u16(record_at::flags);
         if ((flags & record_is_directory) == 0) return;
         const auto [place, made] = volume_.dir_cache.try_emplace(child);
@@ -129,7 +127,7 @@ dir_cache_entry* visit_directory(ntfs_volume& volume, std::uint64_t inode, const
     return entry;
 }
 
-bool find_child(ntfs_volume& volume, std::uint64_t directory, const std::string& name, std::uint64_t& child,
+bool find_child(ntfs_volume& volume, std::uint64_t directory, const std::u16string& name, std::uint64_t& child,
                 const diagnostic_log* log) {
     const dir_cache_entry* entry = visit_directory(volume, directory, log);
     if (entry == nullptr) return false;
@@ -235,9 +233,10 @@ private:
     }
 
     bool step() {
-        const std::string name = key_of_segment(segments_[next_]);
+        const std::u16string key = key_of_segment(segments_[next_]);
+        const std::string name = utf8_from_utf16(key);
         log_diag(log_, "seg: %s", name.c_str());
-        if (!find_child(*records_.volume, current_, name, target_.inode, log_)) return false;
+        if (!find_child(*records_.volume, current_, key, target_.inode, log_)) return false;
         ++next_;
         reparse_link link;
         if (follow_links_ && read_link(records_, target_.inode, link)) return restart(link);

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ntfs/attribute_cursor.h"
+#include "ntfs/attribute_list.h"
 #include "ntfs/attributes.h"
 #include "ntfs/layout.h"
 #include "ntfs/streams.h"
@@ -12,8 +13,8 @@
 namespace {
 
 constexpr std::uint32_t type_end_too = 0xFFFFFFFE;
-// Guard: NTFS ends a list there, and a run may claim any number of clusters.
-constexpr std::uint64_t longest_list = 256 * 1024;
+// Guard: a run may claim any number of clusters.
+constexpr std::uint64_t longest_list = list_limit;
 
 bool read_list_clusters(ntfs_volume& volume, byte_view attribute, attribute_list& list) {
     std::vector<cluster_run> runs;
@@ -26,6 +27,35 @@ bool read_list_clusters(ntfs_volume& volume, byte_view attribute, attribute_list
     if (!read_stream(volume, stream, 0, list.storage.data(), size, flags)) return false;
     list.bytes = list.storage;
     list.length = size;
+    return true;
+}
+
+// Appends the clusters of a run, up to the first that cannot be read.
+void gather_run(ntfs_volume& volume, const stream_run& run, std::vector<std::uint8_t>& bytes) {
+    for (std::uint32_t cluster = 0; cluster < run.clusters && bytes.size() < longest_list; ++cluster) {
+        const std::size_t before = bytes.size();
+        std::uint32_t size = volume.cluster_bytes();
+        bytes.resize(before + size);
+        if (run.sparse || read_clusters(volume, run.lcn + cluster, bytes.data() + before, size)) continue;
+        bytes.resize(before);
+        return;
+    }
+}
+
+bool gather_list_clusters(ntfs_volume& volume, byte_view attribute, attribute_list& list) {
+    std::vector<cluster_run> runs;
+    if (!decode_runs(attribute, runs)) return false;
+    for (const stream_run& run : stream_runs(runs).runs) gather_run(volume, run, list.storage);
+    list.bytes = list.storage;
+    list.length = std::min<std::size_t>(list.storage.size(), longest_list);
+    return list.length > 0;
+}
+
+bool view_resident_list(byte_view attribute, attribute_list& list) {
+    const std::size_t offset = attribute.u16(attribute_at::value_offset);
+    list.length = std::min(attribute.u32(attribute_at::value_length), list_limit);
+    if (offset == 0 || list.length == 0) return false;
+    list.bytes = attribute.part(offset, attribute.size);
     return true;
 }
 
@@ -57,13 +87,6 @@ bool find_named_attribute(byte_view record, std::size_t& cursor, std::uint32_t t
     return false;
 }
 
-bool find_attribute_id(byte_view record, std::size_t& cursor, std::uint16_t id) {
-    attribute_cursor walk(record, cursor, {});
-    while (walk.valid() && walk.id() != id) walk.next();
-    cursor = walk.at();
-    return walk.valid();
-}
-
 bool attribute_has_name(byte_view attribute, std::u16string_view name) {
     const std::size_t units = attribute.u8(attribute_at::name_length);
     const std::size_t offset = attribute.u16(attribute_at::name_offset);
@@ -76,11 +99,13 @@ bool attribute_has_name(byte_view attribute, std::u16string_view name) {
 bool read_attribute_list(ntfs_volume& volume, byte_view attribute, attribute_list& list) {
     list = {};
     if (attribute.u8(attribute_at::non_resident) != 0) return read_list_clusters(volume, attribute, list);
-    const std::size_t offset = attribute.u16(attribute_at::value_offset);
-    list.length = attribute.u32(attribute_at::value_length);
-    if (offset == 0 || list.length == 0) return false;
-    list.bytes = attribute.part(offset, attribute.size);
-    return true;
+    return view_resident_list(attribute, list);
+}
+
+bool gather_attribute_list(ntfs_volume& volume, byte_view attribute, attribute_list& list) {
+    list = {};
+    if (attribute.u8(attribute_at::non_resident) != 0) return gather_list_clusters(volume, attribute, list);
+    return view_resident_list(attribute, list);
 }
 
 bool next_list_entry(const attribute_list& list, std::size_t& at, byte_view& entry) {

@@ -24,8 +24,6 @@ bool find_attribute(byte_view record, std::size_t& cursor, std::uint32_t type, s
 // The same by type and name; an empty name is that of an unnamed attribute.
 bool find_named_attribute(byte_view record, std::size_t& cursor, std::uint32_t type, std::u16string_view name,
                           std::uint32_t limit);
-// By id alone, whatever the type.
-bool find_attribute_id(byte_view record, std::size_t& cursor, std::uint16_t id);
 bool attribute_has_name(byte_view attribute, std::u16string_view name);
 
 // The entries of an $ATTRIBUTE_LIST. An entry counts when it begins within `length`; its fields may lie behind.
@@ -36,5 +34,7 @@ struct attribute_list {
 };
 // `attribute` must outlive a resident list. False: it has no value, or none that can be read.
 bool read_attribute_list(ntfs_volume& volume, byte_view attribute, attribute_list& list);
+// The same cluster by cluster: one that cannot be read ends its run, and the next run takes its place.
+bool gather_attribute_list(ntfs_volume& volume, byte_view attribute, attribute_list& list);
 // The entry at `at`, which moves to the next one. False behind the last, and at an entry of length 0.
 bool next_list_entry(const attribute_list& list, std::size_t& at, byte_view& entry);

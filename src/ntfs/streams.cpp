@@ -35,6 +35,16 @@ void renumber(stream_runs& stream) {
     }
     stream.passed = 0;
     stream.passed_vcn = 0;
+    stream.passed_low = false;
+}
+
+// Guard: behind a first number near 2^64 the others begin again at 0, and lie ahead of the first run's. Where such
+// numbers are found at the earliest.
+std::size_t first_behind_wrap(const std::vector<stream_run>& runs) {
+    const auto descent =
+        std::adjacent_find(runs.begin(), runs.end(),
+                           [](const stream_run& left, const stream_run& right) { return starts_ahead(right, left); });
+    return descent == runs.end() ? runs.size() : static_cast<std::size_t>(descent - runs.begin()) + 1;
 }
 
 struct planned_cluster {
@@ -139,8 +149,11 @@ stream_sink sink_into(plain_file& file) { return {append_to_file, &file}; }
 
 bool lookup_vcn(stream_runs& stream, std::uint64_t vcn, std::size_t& index, std::uint64_t& lcn) {
     const std::vector<stream_run>& runs = stream.runs;
-    if (vcn < stream.passed_vcn) stream.passed = 0;
+    if (runs.empty()) return false;
+    const bool low = vcn < runs.front().vcn;
+    if (vcn < stream.passed_vcn || low != stream.passed_low) stream.passed = low ? first_behind_wrap(runs) : 0;
     stream.passed_vcn = vcn;
+    stream.passed_low = low;
     const auto ends_ahead = [vcn](const stream_run& run) { return run.vcn <= vcn && vcn - run.vcn >= run.clusters; };
     while (stream.passed < runs.size() && ends_ahead(runs[stream.passed])) ++stream.passed;
     for (index = stream.passed; index < runs.size(); ++index) {
@@ -212,14 +225,16 @@ bool read_compressed_stream(ntfs_volume& volume, const stream_sink& sink, stream
                             std::uint64_t allocated_size) {
     const std::uint32_t unit_size = chunk_bytes(volume);
     const std::uint64_t slack = data_size < allocated_size ? allocated_size - data_size : 0;
-    std::vector<std::uint8_t> unit(unit_size), decoded;
+    if (volume.unit_buffer == nullptr) volume.unit_buffer = std::make_unique_for_overwrite<std::uint8_t[]>(unit_size);
+    std::uint8_t* const unit = volume.unit_buffer.get();
+    std::vector<std::uint8_t> decoded;
     std::uint64_t remaining = data_size, position = 0;
     std::uint32_t wanted = unit_size;
     while (true) {
         std::uint32_t size = wanted, flags = 0;
-        if (!read_stream(volume, stream, position, unit.data(), size, flags) || size == 0) return false;
+        if (!read_stream(volume, stream, position, unit, size, flags) || size == 0) return false;
         decoded.clear();
-        if (!decode_compression_unit({unit.data(), size}, remaining, flags, decoded) || decoded.empty()) return false;
+        if (!decode_compression_unit({unit, size}, remaining, flags, decoded) || decoded.empty()) return false;
         if (!sink.take(sink.target, decoded)) return false;
         // Kept: both move on by what was read, however much of it there was to decode.
         if (remaining <= size) return true;

@@ -37,8 +37,9 @@ stream_sink sink_into(plain_file& file);  // behind what was written to it
 // The runs of one stream, with the place where the last look-up ended.
 struct stream_runs {
     std::vector<stream_run> runs;
-    std::size_t passed = 0;  // runs ahead of this index end at or before passed_vcn
+    std::size_t passed = 0;  // no run ahead of this index holds passed_vcn, nor a higher number within passed_low
     std::uint64_t passed_vcn = 0;
+    bool passed_low = false;  // it lies ahead of the first run's
 
     stream_runs() = default;
     explicit stream_runs(const std::vector<cluster_run>& decoded) { to_stream_runs(decoded, runs); }

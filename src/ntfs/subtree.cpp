@@ -1,7 +1,9 @@
 #include "ntfs/subtree.h"
 
 #include <set>
+#include <vector>
 
+#include "base/diagnostic_log.h"
 #include "ntfs/directory_index.h"
 #include "ntfs/file_names.h"
 #include "ntfs/layout.h"
@@ -20,13 +22,12 @@ constexpr std::size_t longest_path = 32'767;
 // records.
 class climb {
 public:
-    climb(ntfs_volume& volume, std::vector<std::u16string> prefix, std::vector<std::u16string>& paths)
-        : volume_(volume), prefix_(std::move(prefix)), paths_(paths) {}
+    climb(ntfs_volume& volume, found_paths& paths) : volume_(volume), paths_(paths) {}
 
     bool run(std::uint64_t inode) {
         if (!enter(inode)) return false;
         while (!levels_.empty()) {
-            if (paths_.size() >= most_paths) return true;
+            if (paths_.count >= most_paths) return true;
             level& top = levels_.back();
             if (top.next == top.names.size()) {
                 leave();
@@ -38,7 +39,7 @@ public:
     }
 
 private:
-    // One record on the way up: its names, and the prefix as its caller handed it over.
+    // One record on the way up: its names, and the prefix, the names below it with the lowest one first.
     struct level {
         std::uint64_t inode = 0;
         std::size_t prefix_before = 0;
@@ -71,13 +72,13 @@ private:
             if (*part != u".") path.append(*part).append(u"\\");
             if (path.size() > longest_path) return false;
         }
-        paths_.push_back(path);
+        if (paths_.count++ == 0) paths_.first = std::move(path);
         return true;
     }
 
     ntfs_volume& volume_;
     std::vector<std::u16string> prefix_;
-    std::vector<std::u16string>& paths_;
+    found_paths& paths_;
     std::vector<level> levels_;
     std::set<std::uint64_t> on_the_way_;
     std::vector<std::uint8_t> record_;
@@ -101,6 +102,12 @@ public:
         return next;
     }
 
+    void tell_too_deep(const diagnostic_log* log) const {
+        if (too_deep_ == 0) return;
+        log_diag(log, "err: %llu directories lie deeper than any path and are left out, the first is record %llx",
+                 static_cast<unsigned long long>(too_deep_), static_cast<unsigned long long>(first_too_deep_));
+    }
+
 private:
     // A directory that is known keeps its first path; going into it again would show nothing new.
     void add_child(subtree_map& next, std::uint64_t child, const std::u16string& parent_path) {
@@ -111,7 +118,11 @@ private:
         const bool named = collect_names(names_, volume_, child, record_);
         const std::u16string path = parent_path + (named ? names_.begin()->value.name : u"unk") + u"\\";
         // Guard: a hostile tree may be deeper than any path.
-        if (path.size() <= longest_path) next.emplace(child, path);
+        if (path.size() <= longest_path) {
+            next.emplace(child, path);
+        } else if (too_deep_++ == 0) {
+            first_too_deep_ = child;
+        }
     }
 
     ntfs_volume& volume_;
@@ -119,6 +130,7 @@ private:
     inode_set children_;
     std::vector<std::uint8_t> record_;
     file_name_map names_;
+    std::uint64_t too_deep_ = 0, first_too_deep_ = 0;
 };
 
 bool is_directory(ntfs_volume& volume, std::uint64_t inode) {
@@ -129,24 +141,25 @@ bool is_directory(ntfs_volume& volume, std::uint64_t inode) {
 
 }  // namespace
 
-bool collect_paths(ntfs_volume& volume, std::uint64_t inode, const std::vector<std::u16string>& prefix_names,
-                   std::vector<std::u16string>& paths_out) {
-    return climb(volume, prefix_names, paths_out).run(inode);
+bool collect_paths(ntfs_volume& volume, std::uint64_t inode, found_paths& paths_out) {
+    return climb(volume, paths_out).run(inode);
 }
 
 bool expand_subtree(subtree_map& result, std::uint64_t inode, std::int64_t depth, ntfs_volume& volume,
-                    const std::u16string& base_path) {
+                    const std::u16string& base_path, const diagnostic_log* log) {
     result.clear();
-    std::vector<std::u16string> paths;
-    if (!volume.valid || !is_directory(volume, inode) || !collect_paths(volume, inode, {}, paths)) return false;
+    found_paths paths;
+    if (!volume.valid || !is_directory(volume, inode) || !collect_paths(volume, inode, paths)) return false;
     std::u16string text = base_path + u"\\";
     // Kept: the first path again for each path found.
-    for (std::size_t count = 0; count < paths.size() && text.size() <= longest_path; ++count) text += paths.front();
+    for (std::size_t count = 0; count < paths.count && text.size() <= longest_path; ++count) text += paths.first;
     result.emplace(inode, text);
     subtree_map frontier = result;
+    descent levels(volume, result);
     for (std::int64_t level = 0; level <= depth && !frontier.empty(); ++level) {
-        frontier = descent(volume, result).next_level(frontier);
+        frontier = levels.next_level(frontier);
         result.insert(frontier.begin(), frontier.end());
     }
+    levels.tell_too_deep(log);
     return true;
 }

@@ -6,18 +6,23 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <vector>
 
+struct diagnostic_log;
 struct ntfs_volume;
 
 // Directories by record number, each with the text of its path, which ends in a back slash.
 using subtree_map = std::map<std::uint64_t, std::u16string>;
 
-// Adds every path by which parent references lead from the root to the record, without a back slash in front and with
-// one at the end. `prefix_names` are the names below the record, the lowest one first. False: some climb failed.
-bool collect_paths(ntfs_volume& volume, std::uint64_t inode, const std::vector<std::u16string>& prefix_names,
-                   std::vector<std::u16string>& paths_out);
+// Of the paths by which parent references lead from the root to a record: how many there are, and the first, without a
+// back slash in front and with one at the end. All of them could be thousands of the greatest length.
+struct found_paths {
+    std::size_t count = 0;
+    std::u16string first;
+};
+// False: some climb failed.
+bool collect_paths(ntfs_volume& volume, std::uint64_t inode, found_paths& paths_out);
 // A directory and those below it, to `depth` + 1 levels; `depth` below 0 gives the directory alone. Paths begin with
-// `base_path`. False: no readable directory, or none that the root can be reached from.
+// `base_path`; `log` learns of directories that lie deeper than any path. False: no readable directory, or none that
+// the root can be reached from.
 bool expand_subtree(subtree_map& result, std::uint64_t inode, std::int64_t depth, ntfs_volume& volume,
-                    const std::u16string& base_path);
+                    const std::u16string& base_path, const diagnostic_log* log = nullptr);

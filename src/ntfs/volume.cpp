@@ -196,7 +196,6 @@ bool open_volume_in(std::unique_ptr<source_reader> reader, std::int64_t offset, 
     out.reset();
     if (!reader->is_open()) return refuse(log, "the source cannot be opened");
     auto volume = std::make_unique<ntfs_volume>();
-    volume->open_kind = reader->kind;
     volume->reader = std::move(reader);
     volume->geometry.volume_offset = offset;
     volume->thorough = thorough;

@@ -40,7 +40,6 @@ struct mft_extent {
 
 struct ntfs_volume {
     std::unique_ptr<source_reader> reader;
-    reader_kind open_kind = kind_none;
     std::array<std::uint8_t, 512> boot_sector{};
     std::vector<std::uint8_t> mft_record;  // record 0, fixed up
     mft_runs mft_info;
@@ -50,6 +49,8 @@ struct ntfs_volume {
     bool thorough = false;                               // record_source's, for readers that have the volume alone
     std::int64_t record_count = 0;                       // what $MFT holds by its runs
     std::map<std::uint64_t, dir_cache_entry> dir_cache;  // by record number: the directories that lookups passed
+    // Of read_compressed_stream, made by its first call: a unit may be 240 MB, of which a stream has 100 bytes.
+    std::unique_ptr<std::uint8_t[]> unit_buffer;
     volume_geometry geometry;
 
     std::uint32_t cluster_bytes() const { return static_cast<std::uint32_t>(geometry.cluster_size); }

@@ -100,20 +100,21 @@ void write_group(const file_record& record, const time_group& group, const attr_
 // Every stream has a line for each name's own times; only the first has those of $STANDARD_INFORMATION.
 void write_path(const file_record& record, const path_entry& path, report_output& out, const mft_entries_ctx& ctx) {
     std::vector<time_group>& groups = out.scratch.groups;
-    const auto write_groups = [&](const attr_entry* attribute) {
-        for (const time_group& group : groups) write_group(record, group, attribute, out, ctx);
-        groups.clear();
+    const auto write_groups = [&](std::size_t first, const attr_entry* attribute) {
+        for (; first < groups.size(); ++first) write_group(record, groups[first], attribute, out, ctx);
     };
     groups.clear();
     if (record.attributes.empty()) {
         add_path_group(groups, record, path);
-        write_groups(nullptr);
-        return;
+        return write_groups(0, nullptr);
     }
     add_si_groups(groups, record, path);
+    const std::size_t names = groups.size();
+    add_name_groups(groups, record, path, ctx.hide_dos_fntimes);
+    std::size_t first = 0;
     for (const auto& item : record.attributes) {
-        add_name_groups(groups, record, path, ctx.hide_dos_fntimes);
-        write_groups(&item.value);
+        write_groups(first, &item.value);
+        first = names;
     }
 }
 

@@ -37,7 +37,7 @@ using stream_action = bool (*)(const stream_call& call, report_scratch& scratch,
 bool copy_ahead(const stream_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
     stream_state& stream = scratch.stream;
     if (stream.is_handled(call.key) || !is_selected_for_copy(call.record, call.attribute, ctx)) return false;
-    stream.handled.push_back(call.key);
+    stream.set_handled(call.key);
     stream.extracted_path = call.path.value.name;
     copy_stream(call.record, ctx, call.attribute, stream);
     scratch.extracted_path = utf8_from_utf16(stream.extracted_path);

@@ -90,16 +90,16 @@ void write_file(const report_call& call, report_output& out, const mft_entries_c
 
 void write_hash_list(const file_record& record, report_output& out, const mft_entries_ctx& ctx) {
     // Kept: with SHA-1 alone nothing is written.
-    if (!ctx.want_md5 || record.std_infos.empty()) return;
+    if (!ctx.want_md5 || record.std_infos.empty() || record.parents.empty()) return;
     stream_state& stream = out.scratch.stream;
     stream.begin_record();
-    for (const path_entry& path : record.parents) {
-        for (const auto& item : record.attributes) {
-            if (!can_be_listed(item.value) || stream.is_handled(item.key)) continue;
-            stream.begin_stream(record, path.value.path);
-            take_digests(record, path, item.key, item.value, out.scratch, ctx);
-            set_digest_texts(out.scratch, ctx);
-            write_file({record, &path, &item.value}, out, ctx);
-        }
+    // A stream is listed once, so under the first path.
+    const path_entry& path = *record.parents.begin();
+    for (const auto& item : record.attributes) {
+        if (!can_be_listed(item.value)) continue;
+        stream.begin_stream(record, path.value.path);
+        take_digests(record, path, item.key, item.value, out.scratch, ctx);
+        set_digest_texts(out.scratch, ctx);
+        write_file({record, &path, &item.value}, out, ctx);
     }
 }

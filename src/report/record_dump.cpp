@@ -10,9 +10,10 @@
 
 namespace {
 
-// A dump under construction: all its lines leave in one write.
+// A dump under construction: its lines leave in one write, unless there are many.
 struct dump_text {
     text_buffer& text;
+    report_output& out;
     const mft_entries_ctx& ctx;
     date_plan date;
     time_plan clock;
@@ -42,6 +43,14 @@ constexpr flag_word file_flag_words[] = {
     {0x10000, "VIRTUAL"},
     {0x10000000, "DIRECTORY"},
 };
+
+// Guard: a record can name the same long path over and over. Between two lines the buffer is given back.
+void let_lines_leave(dump_text& dump) {
+    constexpr std::size_t most_gathered = 64 * 1024;
+    if (dump.text.size() < most_gathered) return;
+    write_line(dump.out, dump.text.view());
+    dump.text.clear();
+}
 
 // --- numbers and times -----------------------------------------------------------------------------------------------
 
@@ -167,14 +176,21 @@ void add_name(dump_text& dump, const name_entry& name, const std::string& path) 
 }
 
 // Kept: a name shows under every parent of its parent's number, whatever the sequence number.
-// Guard: thousands of made-up parents can share a number; then each name shows under its own alone.
-void add_names(dump_text& dump, const file_record& record) {
+// Guard: thousands of made-up parents can share a number, or a few that have paths of megabytes; then each name shows
+// under its own alone.
+bool are_few_pairs(const file_record& record) {
     constexpr std::size_t most_pairs = 65'536;
-    const bool few = record.parents.size() * record.file_names.size() <= most_pairs;
-    const std::uint64_t compared = few ? inode_mask : ~std::uint64_t{0};
+    const std::size_t names = record.file_names.size();
+    return record.parents.size() * names <= most_pairs && record.costs.path_bytes * names <= record_cost_limit;
+}
+
+void add_names(dump_text& dump, const file_record& record) {
+    const std::uint64_t compared = are_few_pairs(record) ? inode_mask : ~std::uint64_t{0};
     for (const path_entry& path : record.parents) {
         for (const auto& item : record.file_names) {
-            if (((item.value.parent ^ path.key) & compared) == 0) add_name(dump, item.value, path.value.path);
+            if (((item.value.parent ^ path.key) & compared) != 0) continue;
+            add_name(dump, item.value, path.value.path);
+            let_lines_leave(dump);
         }
     }
 }
@@ -293,13 +309,14 @@ void add_attributes(dump_text& dump, const file_record& record) {
         add_title(dump, item.value);
         item.value.non_resident() ? add_non_resident(dump, item.value) : add_resident(dump, item.value);
         dump.text += '\n';
+        let_lines_leave(dump);
     }
 }
 
 }  // namespace
 
 void write_record_dump(const file_record& record, report_output& out, const mft_entries_ctx& ctx) {
-    dump_text dump{out.scratch.line, ctx, plan_date(ctx.date_format), plan_time(ctx.time_format)};
+    dump_text dump{out.scratch.line, out, ctx, plan_date(ctx.date_format), plan_time(ctx.time_format)};
     dump.text.clear();
     add_header(dump, record);
     add_standard_information(dump, record);

@@ -11,7 +11,7 @@ bool is_unnamed_data(const attr_entry& attribute) {
 void take_digests(const file_record& record, const path_entry& path, attr_key key, const attr_entry& attribute,
                   report_scratch& scratch, const mft_entries_ctx& ctx) {
     stream_state& stream = scratch.stream;
-    stream.handled.push_back(key);
+    stream.set_handled(key);
     stream.extracted_path = path.value.name;
     const si_entry* si = record.std_infos.empty() ? nullptr : &record.std_infos.begin()->value;
     digest_stream(record, ctx, si, &attribute, stream);

@@ -90,17 +90,17 @@ struct mft_settings : named_sources {
     bool hash_output = false;
     bool csv_per_path = false;
     bool filepath_only = false;
-    bool default_output = false;
+    bool default_output = false;  // never read
     std::u16string results_path_wide;
-    bool hexdump = false;
+    bool hexdump = false;  // never read
     bool hide_dos_fntimes = false;
     bool omit_cluster_info = true;
-    std::u16string separator_wide;
-    std::u16string progress_title;
+    std::u16string separator_wide;  // never read
+    std::u16string progress_title;  // never read
     bool record_offset_wanted = false;
 
     // What is read of the source; how it was named is in named_sources.
-    std::uint64_t volume_record_count = 0;
+    std::uint64_t volume_record_count = 0;  // never read
     std::uint64_t mft_start = 0;
     std::uint64_t mft_count = 0;  // 0: the walker fills it in
     bool close_source_after_walk = false;
@@ -132,9 +132,9 @@ struct mft_settings : named_sources {
     std::vector<std::uint8_t> filter_pattern_bytes;
     std::vector<filter_rule> rules;
     bool signature_filter = false;
-    std::uint32_t signature_kind = 0;
-    std::uint64_t scan_start = 0;
-    std::uint64_t scan_size = 4096;
+    std::uint32_t signature_kind = 0;  // never read
+    std::uint64_t scan_start = 0;      // never read
+    std::uint64_t scan_size = 4096;    // never read
 
     // Extraction.
     bool copy_files = false;
@@ -142,7 +142,7 @@ struct mft_settings : named_sources {
     bool copy_all_streams = false, copy_normal_data = false, copy_named_data = false;
     bool raw_copy = false;
     bool skip_sparse = false;
-    bool copy_active = false;
+    bool copy_active = false;  // never read
     bool use_orig_ext = false;
     bool want_md5 = false, want_sha1 = false;
 };

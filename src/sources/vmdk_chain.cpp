@@ -26,6 +26,44 @@ std::uint32_t read_piece(vmdk_chain& chain, std::uint8_t* to, std::uint64_t offs
     return piece;
 }
 
+// Of spans without a table of their own in any disk, which disks have the shared one there: spans of one kind hold the
+// same bytes. 0: it is like no other, or tables do not cover the same in all disks.
+std::uint64_t kind_of_span(const vmdk_chain& chain, std::uint64_t index) {
+    constexpr std::size_t most_disks = 63;
+    if (chain.ordered_disks.size() > most_disks) return 0;
+    std::uint64_t kind = 1;
+    for (const vmdk_disk* disk : chain.ordered_disks) {
+        if (disk->table_span != chain.leaf->table_span || disk->has_own_table(index)) return 0;
+        const bool is_shared = index < disk->table_places.size() && disk->table_places[index] != vmdk_disk::no_table;
+        kind = kind << 1 | (is_shared ? 1u : 0u);
+    }
+    return kind;
+}
+
+// True if the span at `offset` holds nothing that the search has not passed.
+bool is_repeated(vmdk_chain& chain, std::uint64_t offset) {
+    vmdk_search& search = chain.searched;
+    const std::uint64_t span = offset / chain.leaf->table_span;
+    if (span != search.span) {
+        if (search.span_kind != 0) search.passed_kinds.insert(search.span_kind);
+        search.span = span;
+        search.span_kind = kind_of_span(chain, span);
+    }
+    return search.span_kind != 0 && search.passed_kinds.contains(search.span_kind);
+}
+
+// Guard: tables may name the same grains over and over. All files together hold no more grains than these.
+bool is_endless(const vmdk_chain& chain) {
+    constexpr std::uint64_t most_at_once = 1024 * 1024;  // bytes that a search reads in a row
+    constexpr std::uint64_t spare_answers = 4096, spare_steps = 1u << 26;
+    std::uint64_t bytes = 0, least = most_at_once;
+    for (const vmdk_disk* disk : chain.ordered_disks) {
+        bytes += disk->file_size;
+        least = std::min(least, disk->grain_bytes);
+    }
+    return chain.searched.answers > bytes / least + spare_answers || chain.searched.steps > bytes + spare_steps;
+}
+
 }  // namespace
 
 bool vmdk_chain::add(const std::u16string& path) {
@@ -86,12 +124,19 @@ std::uint64_t vmdk_chain::size() const {
     return ready ? std::min(base->capacity, most_sectors) * vmdk_sector : 0;
 }
 
-std::uint64_t vmdk_chain::next_data(std::uint64_t offset) const {
+std::uint64_t vmdk_chain::next_data(std::uint64_t offset) {
     const std::uint64_t end = size();
-    while (offset < end) {
+    if (offset < searched.asked) searched = {};  // another one begins
+    searched.asked = offset;
+    while (offset < end && !is_endless(*this)) {
+        ++searched.steps;
         std::uint64_t nearest = end;
-        for (const vmdk_disk* disk : ordered_disks) nearest = std::min(nearest, disk->next_data(offset));
-        if (nearest == offset) return offset;
+        if (is_repeated(*this, offset)) {
+            nearest = (searched.span + 1) * leaf->table_span;
+        } else {
+            for (const vmdk_disk* disk : ordered_disks) nearest = std::min(nearest, disk->next_data(offset));
+        }
+        if (nearest == offset) return ++searched.answers, offset;
         offset = nearest;
     }
     return end;

@@ -6,10 +6,20 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "sources/vmdk_disk.h"
+
+// How far a search through a chain has come, and what it need not look at again.
+struct vmdk_search {
+    std::uint64_t asked = 0;  // last offset
+    std::uint64_t steps = 0, answers = 0;
+    std::uint64_t span = UINT64_MAX;       // the table span in hand: offset / table_span
+    std::uint64_t span_kind = 0;           // see kind_of_span; 0: like no other
+    std::set<std::uint64_t> passed_kinds;  // of spans that lie behind the search
+};
 
 struct vmdk_chain {
     std::map<std::string, std::unique_ptr<vmdk_disk>> disks;  // by cid
@@ -31,8 +41,10 @@ struct vmdk_chain {
     bool read(void* buffer, std::uint64_t offset, std::uint32_t& size);
     // Bytes of the virtual disk; 0 before it is ready.
     std::uint64_t size() const;
-    // The first place from `offset` on of which a disk holds a grain; the size where there is none.
-    std::uint64_t next_data(std::uint64_t offset) const;
+    // For a search in rising order: the first place from `offset` on of which a disk holds a grain; the size where
+    // there is none. Entries of a grain directory may share a table: what the search has passed is not told again.
+    std::uint64_t next_data(std::uint64_t offset);
+    vmdk_search searched;
 };
 
 constexpr const char* cid_of_no_parent = "ffffffff";

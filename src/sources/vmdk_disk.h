@@ -30,7 +30,8 @@ struct vmdk_disk {
     // nothing but zeros: a disk of 1 TiB has 64 MiB of tables, and a new one is all zeros.
     std::vector<std::uint32_t> table_places;
     static constexpr std::uint32_t no_table = UINT32_MAX;
-    std::vector<std::uint32_t> grains;  // sector numbers in the file; 0: not in this file
+    std::uint32_t shared_place = no_table;  // of the one table that many entries may have in common
+    std::vector<std::uint32_t> grains;      // sector numbers in the file; 0: not in this file
     // Where partitions begin, in bytes, as far as the first grain tells.
     std::vector<std::uint64_t> partition_offsets;
 
@@ -50,4 +51,8 @@ struct vmdk_disk {
     // `offset` where this file holds the byte; else a place behind it up to which it holds none, all ones if there is
     // none at all from here on.
     std::uint64_t next_data(std::uint64_t offset) const;
+    // Whether the table at `index` of the grain directory, if there is one, is the file's only one like it.
+    bool has_own_table(std::uint64_t index) const {
+        return index < table_places.size() && table_places[index] != no_table && table_places[index] != shared_place;
+    }
 };

@@ -125,19 +125,18 @@ bool read_tables(vmdk_disk& disk, byte_view directory) {
     std::uint64_t room = std::min(disk.file_size, most_tables);
     if (table_bytes > room) return false;
     std::vector<std::uint8_t> bytes;
-    std::uint32_t place_of_zero = vmdk_disk::no_table;
     for (std::size_t at = 0; at + entry_size <= directory.size; at += entry_size) {
         const std::uint32_t entry = directory.u32(at);
         // Kept: the entry 0 means nothing special, its table is a copy of the file's first bytes. One copy serves all.
-        if (entry == 0 && place_of_zero != vmdk_disk::no_table) {
-            disk.table_places.push_back(place_of_zero);
+        if (entry == 0 && disk.shared_place != vmdk_disk::no_table) {
+            disk.table_places.push_back(disk.shared_place);
             continue;
         }
         if (entry != 0 && table_bytes > room) return false;
         if (entry != 0) room -= table_bytes;
         if (!read_held(disk, wrapped_bytes(entry), table_bytes, bytes)) break;
         disk.table_places.push_back(keep_table(disk, bytes));
-        if (entry == 0) place_of_zero = disk.table_places.back();
+        if (entry == 0) disk.shared_place = disk.table_places.back();
     }
     return !disk.table_places.empty();
 }

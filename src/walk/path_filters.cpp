@@ -59,7 +59,7 @@ void add_subtree(directory_entries& entries, mft_entries_ctx& ctx, const path_ta
     const bool has_drive = found.path.size() > 1 && found.path[1] == u':';
     const std::u16string base(has_drive ? std::u16string_view(found.path).substr(0, 2) : root_text);
     subtree_map directories;
-    if (!expand_subtree(directories, found.inode, std::int64_t{depth} - 1, *ctx.volume, base)) {
+    if (!expand_subtree(directories, found.inode, std::int64_t{depth} - 1, *ctx.volume, base, ctx.log)) {
         log_diag(ctx.log, "err: not expanded, the directory alone counts: %s", utf8_from_utf16(text).c_str());
         return add_directory(entries, found.inode, text);
     }

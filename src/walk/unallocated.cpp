@@ -15,6 +15,7 @@ namespace {
 constexpr std::uint64_t bitmap_inode = 6;
 constexpr std::size_t bitmap_that_counts = 512u << 20;  // bytes: the number of clusters is taken in 32 bits
 constexpr std::uint32_t stretch_limit = 1u << 20;       // bytes read at once
+constexpr std::uint32_t overhang_limit = 1u << 20;      // bytes that such a read may take beside its clusters
 constexpr std::uint32_t progress_step = 153;
 constexpr std::uint64_t no_inode = ~std::uint64_t{0};
 
@@ -132,11 +133,19 @@ void visit_slot(cluster_walk& walk) {
     visit_record(walk, carried_inode(walk.buffer), 0);
 }
 
+// Guard: record 0 may claim records of 4 GiB. Those are read only where one begins.
+bool is_worth_reading(cluster_walk& walk, std::uint64_t position) {
+    if (walk.overhang <= overhang_limit) return true;
+    return read_bytes_at(*walk.ctx.volume, position, walk.slot_size, walk.buffer) && may_be_record(walk.buffer);
+}
+
 void visit_cluster_by_slots(cluster_walk& walk, std::uint32_t cluster) {
     record_kind kind = record_kind::none;
+    ntfs_volume& volume = *walk.ctx.volume;
     for (std::uint32_t slot = 0; slot < walk.slots && walk_goes_on(walk); ++slot) {
         const std::uint64_t position = position_of(walk, cluster) + std::uint64_t{slot} * walk.slot_size;
-        if (read_record_at(*walk.ctx.volume, position, walk.buffer, kind, &walk.state.torn)) visit_slot(walk);
+        if (!is_worth_reading(walk, position)) continue;
+        if (read_record_at(volume, position, walk.buffer, kind, &walk.state.torn)) visit_slot(walk);
     }
 }
 
@@ -153,9 +162,10 @@ void visit_cluster_in_stretch(cluster_walk& walk, std::size_t at) {
 
 // All of the stretch, or nothing: a part that cannot be read must not cost what lies beside it.
 bool read_stretch(cluster_walk& walk, std::uint32_t first, std::uint32_t count) {
+    if (walk.slots == 0 || walk.overhang > overhang_limit) return false;
     const std::uint32_t wanted = count * walk.cluster_size + walk.overhang;
-    walk.stretch.resize(wanted);
     std::uint32_t size = wanted;
+    walk.stretch.resize(wanted);
     const bool came = read_at_volume(*walk.ctx.volume, position_of(walk, first), walk.stretch.data(), size);
     if (!came) {
         log_diag(walk.ctx.log, "err: free clusters %x to %x cannot be read at once: %s", first, first + count - 1,
@@ -164,15 +174,21 @@ bool read_stretch(cluster_walk& walk, std::uint32_t first, std::uint32_t count) 
     return came && size == wanted;
 }
 
+// Want of memory costs the cluster in hand.
+void visit_cluster(cluster_walk& walk, std::uint32_t first, std::uint32_t index, bool at_once) {
+    try {
+        if (at_once) return visit_cluster_in_stretch(walk, std::size_t{index} * walk.cluster_size);
+        visit_cluster_by_slots(walk, first + index);
+    } catch (const std::bad_alloc&) {
+        log_diag(walk.ctx.log, "err: out of memory at cluster %x", first + index);
+    }
+}
+
 void visit_stretch(cluster_walk& walk, std::uint32_t first, std::uint32_t count) {
-    const bool at_once = walk.slots > 0 && read_stretch(walk, first, count);
+    const bool at_once = read_stretch(walk, first, count);
     for (std::uint32_t index = 0; index < count && walk_goes_on(walk); ++index) {
         if ((first + index) % progress_step == 0) show_progress(walk.ctx, first + index, walk.total);
-        if (at_once) {
-            visit_cluster_in_stretch(walk, std::size_t{index} * walk.cluster_size);
-        } else {
-            visit_cluster_by_slots(walk, first + index);
-        }
+        visit_cluster(walk, first, index, at_once);
     }
 }
 

@@ -109,6 +109,9 @@ TEST(directory_index, blocks_are_counted_over_allocated_clusters_of_any_size) {
     bytes blocks = index_block(20, 30);
     for (const bytes& next : {index_block(60, 1), bytes(4096), index_block(70, 1)})
         blocks.insert(blocks.end(), next.begin(), next.end());
+    std::vector<run> over_and_over;
+    for (int count = 0; count <= 128 / 4; ++count) over_and_over.push_back({4, 40 + count % 2 * 4});
+    over_and_over.push_back({4, 52});
     const struct {
         std::uint32_t cluster_size;
         std::vector<run> runs;
@@ -118,6 +121,7 @@ TEST(directory_index, blocks_are_counted_over_allocated_clusters_of_any_size) {
         {1024, {{4, 48}, {1, hole}, {8, 40}, {4, 52}}, 32},
         {4096, {{1, 43}, {9, hole}, {1, 1 << 20}, {1, 40}}, 1},  // what cannot be read ends it
         {8192, {{1, 41}, {1, hole}, {1, 40}}, 32},
+        {1024, over_and_over, 31},  // as many blocks as the source holds, and one
     };
     for (const auto& c : cases) {
         bool result = false;

@@ -104,6 +104,11 @@ TEST(streams, a_million_runs_are_passed_once) {
     std::uint64_t lcn = 0;
     for (std::uint64_t vcn = 0; vcn < 1'000'000; ++vcn)
         ASSERT_TRUE(lookup_vcn(stream, vcn, index, lcn) && lcn == 7 * vcn);
+    // So they are where the first number is the greatest, and the others wrap round.
+    stream.runs.insert(stream.runs.begin(), {5, ~std::uint64_t{0}, false, 1});
+    for (std::uint64_t vcn = 0; vcn < 1'000'000; ++vcn)
+        ASSERT_TRUE(lookup_vcn(stream, vcn, index, lcn) && lcn == 7 * vcn);
+    EXPECT_TRUE(lookup_vcn(stream, ~std::uint64_t{0}, index, lcn) && lcn == 5);
 }
 
 TEST(streams, runs_are_summed_and_closed_up) {

@@ -4,6 +4,8 @@
 
 #include <functional>
 
+#include "ntfs/file_names.h"
+#include "ntfs/raw_record.h"
 #include "support/open_volume.h"
 
 namespace {
@@ -280,7 +282,7 @@ TEST(record_read, an_attribute_list_in_clusters_is_followed) {
             build::poke_u64(list, at + 16, inode);
             list.resize(at + 32);
         }
-        if (lead != 0) build::poke_u16(list, 4, static_cast<std::uint16_t>(lead));
+        if (lead != 0) build::poke_u16(list, 4, static_cast<std::uint16_t>(lead)), build::poke_u64(list, 16, 1);
         return list;
     };
     const std::vector<std::uint64_t> two = {2, 3};
@@ -314,5 +316,10 @@ TEST(record_read, an_attribute_list_in_clusters_is_followed) {
         ASSERT_TRUE(opened.decode(record, 1)) << c.what;
         EXPECT_TRUE(record.attribute_list_nonresident) << c.what;
         EXPECT_EQ(record.file_names.size(), c.names) << c.what;
+        file_name_map names;
+        bytes raw;
+        ASSERT_TRUE(read_raw_record(opened.volume(), 1, raw)) << c.what;
+        collect_names(names, opened.volume(), 1, raw);
+        EXPECT_EQ(names.size(), c.names) << c.what;
     }
 }

@@ -7,6 +7,7 @@
 
 #include "ntfs/file_record.h"
 #include "report/exchange_formats.h"
+#include "report/record_dump.h"
 #include "report/report_output.h"
 #include "support/program_run.h"
 #include "walk/walkers.h"
@@ -85,6 +86,25 @@ TEST(hash_list, a_failed_digest_an_empty_path_and_the_first_hit) {
     write_hash_list(record, results, *ctx);  // kept: SHA-1 alone gives nothing
     EXPECT_EQ(out.str().substr(out.str().find('\n') + 1),
               std::string(32, '0') + "|" + std::string(40, '0') + "|0|9|| || || || |||unalloc-deleted|name(n)||\n");
+}
+
+TEST(record_dump, a_name_shows_under_each_parent_of_its_number_unless_paths_are_huge) {
+    const auto ctx = std::move(options_of({"-find_mft", "7", "-mftfile", "x"}).ctx);
+    file_record record;
+    bool made = false;
+    for (std::uint16_t sequence = 1; sequence < 3; ++sequence) {
+        record.parents.insert(reference(9, sequence), made);
+        record.file_names.insert(make_name_key(sequence, 0, 9, false), made).parent = reference(9, sequence);
+    }
+    for (const std::size_t path_bytes : {std::size_t{0}, record_cost_limit}) {
+        record.costs.path_bytes = path_bytes;
+        std::ostringstream out;
+        report_output results{out};
+        write_record_dump(record, results, *ctx);
+        std::size_t names = 0;
+        for (std::size_t at = 0; (at = out.str().find("Filename Attrib", at)) != std::string::npos; ++at) ++names;
+        EXPECT_EQ(names, path_bytes == 0 ? 4u : 2u);
+    }
 }
 
 TEST(rows_of_a_record, leave_in_one_write_and_none_behind_a_failure) {

@@ -97,6 +97,13 @@ TEST(vmdk, a_search_for_tables_passes_over_what_no_disk_holds) {
     EXPECT_EQ(disk.size(), (std::uint64_t{1} << 61) + 8 * 512);
     EXPECT_EQ(disk.next_data(600), 600u);
     EXPECT_EQ(disk.next_data(1024), 4u * 512);
+    // Entries of 0 share a table, here with a grain in it: a search sees it once.
+    build::poke_u32(huge, 8, 7);
+    const build::disk_file sharing(huge);
+    vmdk_source shared;
+    ASSERT_TRUE(shared.open({sharing.path()}));
+    EXPECT_EQ(shared.next_data(5 * 512), 10u * 512);
+    EXPECT_EQ(shared.next_data(11 * 512), shared.size());
     offset_check check;
     EXPECT_FALSE(check_vmdk_disks(check, {file.path()}));
     EXPECT_EQ(check.text, "couldn't find any partitions on disk\n");
