@@ -10,7 +10,7 @@
 
 struct dir_cache_entry {
     std::uint64_t inode = 0;
-    std::set<std::uint64_t> parents;  // directories that led here first
+    std::set<std::uint64_t> parents;   // directories that led here first
     bool deleted = false;              // the record was free when the entry was made
     std::set<std::uint64_t> children;  // empty until a lookup walks into the directory
     // Lower-case, one for each $FILE_NAME of each child. In UTF-16, as they lie on the disk: UTF-8 has no form for a
