@@ -107,8 +107,10 @@ std::u16string copy_name(const file_record& record, const mft_entries_ctx& ctx, 
 }
 
 void tell_failure(const file_record& record, const std::u16string& path, const mft_entries_ctx& ctx) {
-    log_diag(ctx.log, "err: record %llx: no copy: %s: %s", static_cast<unsigned long long>(record.inode),
-             utf8_from_utf16(path).c_str(), system_error_text(last_system_error()).c_str());
+    const std::string why = system_error_text(last_system_error());
+    std::string text = "err: record ";
+    append_hex(text, record.inode);
+    log_diag_text(ctx.log, text + ": no copy: " + utf8_from_utf16(path) + ": " + why);
 }
 
 // A source in the destination's root can bear any name.

@@ -89,7 +89,7 @@ bool open_results(run_state& state) {
     const std::string name = utf8_from_utf16(path);
     std::string why;
     if (!open_results_file(state.results_file, path, state.ctx->evidence, why)) {
-        log_diag(state.ctx->log, "err: cannot open %s for output: %s", name.c_str(), why.c_str());
+        log_diag_text(state.ctx->log, "err: cannot open " + name + " for output: " + why);
         write_standard_error("prob opening file " + name + " for output, aborting\n ");
         return false;
     }
