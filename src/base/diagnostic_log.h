@@ -6,10 +6,14 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 struct diagnostic_log {
     std::unique_ptr<std::ostream> stream;  // unbuffered; null without -diags
 };
+
+// Ahead of each line.
+constexpr std::string_view log_line_mark = "->";
 
 // A line: "->", the text, a line feed. Does nothing where there is no log. A text longer than its format by more than
 // 255 bytes is cut there.
