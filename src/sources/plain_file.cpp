@@ -57,8 +57,12 @@ void plain_file::close() {
     size = 0;
 }
 
-bool plain_file::close_written() {
-    is_open = false;
-    size = 0;
-    return close_written_file(file);
+claim_outcome plain_file::claim(const std::u16string& path_to_open) {
+    close();
+    path = path_to_open;
+    claim_outcome outcome = claim_file(file, path);
+    if (outcome == claim_outcome::failed && is_long_path_error(last_system_error()))
+        outcome = claim_file(file, long_form(path));
+    is_open = writable = outcome == claim_outcome::claimed;
+    return outcome;
 }

@@ -164,6 +164,24 @@ TEST(copy_out, a_failed_copy_leaves_neither_path_nor_file) {
     EXPECT_EQ(temp_folder::content(folder.path(u"__temp__.bin")), "evidence");
 }
 
+TEST(copy_out, another_runs_file_and_a_link_in_the_temporary_files_place_stay_as_they_are) {
+    const temp_folder folder;
+    native_file theirs;
+    ASSERT_EQ(claim_file(theirs, folder.path(u"__temp__.bin")), claim_outcome::claimed);
+    temp_folder::put(folder.path(u"victim"), "victim");
+    std::error_code no_link;
+    std::filesystem::create_hard_link(folder.path(u"victim"), folder.path(u"__temp__1.bin"), no_link);
+    std::filesystem::create_symlink(folder.path(u"victim"), folder.path(u"__temp__2.bin"), no_link);
+    one_record file(hello());
+    EXPECT_NE(file.copy(folder.path()), "");
+    EXPECT_EQ(temp_folder::content(file.state.extracted_path), "hello");
+    EXPECT_EQ(temp_folder::content(folder.path(u"victim")), "victim");
+    EXPECT_TRUE(write_next(theirs, "left", 4) && file_size(theirs) == 4);
+    close_file(theirs);
+    EXPECT_NE(file.copy(folder.path()), "");
+    EXPECT_FALSE(temp_folder::exists(folder.path(u"__temp__.bin"))) << "what was left there is taken";
+}
+
 TEST(copy_out, a_file_in_a_folders_place_sends_the_copy_to_the_catchall) {
     const temp_folder folder;
     const std::u16string valid = folder.path(u"valid"), separator(1, temp_folder::separator());
