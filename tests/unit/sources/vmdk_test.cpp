@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <sstream>
 
+#include "base/diagnostic_log.h"
 #include "sources/vmdk_source.h"
 #include "sources/volume_offset.h"
 #include "support/disk_builder.h"
@@ -85,6 +87,25 @@ TEST(vmdk, a_cut_file_is_refused_or_loses_its_last_grains) {
         for (const std::size_t grain : {0, 1, 4})
             held[grain] = size > 256 + (5 + std::min<std::size_t>(grain, 2)) * 512 ? 'b' : '.';
         EXPECT_EQ(letters({build::bytes(base.data(), base.data() + size)}), size <= 5 * 512 ? "refused" : held) << size;
+    }
+}
+
+TEST(vmdk, zeros_in_the_place_of_a_grain_are_told_once) {
+    build::bytes cut = base, bytes(8 * 512);
+    build::poke_u32(cut, 1540, 99);
+    const build::disk_file file(cut);
+    vmdk_chain chain;
+    ASSERT_TRUE(chain.add(file.path()) && chain.link());
+    std::ostringstream told;
+    const diagnostic_log log{std::make_unique<std::ostream>(told.rdbuf())};
+    chain.log = &log;
+    for (const long lines : {1, 3, 3}) {
+        std::uint32_t size = 8 * 512;
+        EXPECT_TRUE(chain.read(bytes.data(), 0, size));
+        const std::string text = told.str();
+        EXPECT_TRUE(text.starts_with("->err: zeros from 200 of the virtual disk on: behind the end: ")) << text;
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), lines) << text;
+        close_file(chain.base->file);  // from now on the system refuses
     }
 }
 
