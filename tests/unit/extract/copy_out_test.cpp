@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "base/text.h"
 #include "extract/digests.h"
 #include "platform/host_paths.h"
@@ -94,6 +96,19 @@ TEST(digest_stream, a_failed_read_or_nothing_to_read_leaves_zeros) {
         EXPECT_FALSE(file.digest()) << what;
         EXPECT_EQ(file.state.md5_digest, md5_value{}) << what;
         EXPECT_TRUE(file.state.extracted_path.empty()) << what;
+    }
+}
+
+TEST(digest_stream, a_failure_is_told_by_what_failed) {
+    one_record file(in_clusters({{1, 20}}, 1024));
+    auto log = std::make_unique<std::ostringstream>();
+    const std::ostringstream& told = *log;
+    file.opened.ctx.diags_log.stream = std::move(log);
+    file.opened.disk->bad = {{20 * 1024, 21 * 1024}};
+    for (const std::string& reason : {system_error_text(5), std::string("runs, sizes or units do not fit")}) {
+        EXPECT_FALSE(file.digest());
+        EXPECT_TRUE(told.str().ends_with("to the end: " + reason + "\n")) << told.str();
+        (file.record.attributes.end() - 1)->value.runs.clear();
     }
 }
 
