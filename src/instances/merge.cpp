@@ -71,7 +71,8 @@ merge_result append_results(const std::u16string& path, plain_file& part, bool d
     std::uint64_t offset = 0, end = 0;
     if (!part.read_into(head, head_limit, 0)) return merge_result::unreadable;
     const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
-    if (!find_body(text, drop_header, offset, has_run_header)) return merge_result::no_rows;
+    if (!find_body(text, drop_header, offset, has_run_header))
+        return head.size() < head_limit ? merge_result::no_rows : merge_result::header_too_long;
     if (!find_end(part, end)) return merge_result::unreadable;
     if (offset >= end) return merge_result::no_rows;
     native_file to;
