@@ -78,6 +78,7 @@ std::string suggested_array(const wide_list& paths) {
 // Parents that were found are proposed, not taken: the list that the user gives is the list that is read.
 bool is_whole_chain(mft_entries_ctx& ctx) {
     vmdk_chain chain;
+    chain.log = ctx.log;
     std::string text;
     wide_list paths;
     if (chain.resolve(ctx.vmdk_paths, text, paths)) return true;
