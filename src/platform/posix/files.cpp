@@ -192,6 +192,7 @@ bool write_next(const native_file& file, const void* bytes, std::size_t count) {
 bool write_text(const native_file& file, std::string_view text) { return write_next(file, text.data(), text.size()); }
 
 move_outcome move_without_replacing(const std::u16string& from, const std::u16string& to) {
+    if (has_nul(from) || has_nul(to)) return refuse(EINVAL), move_outcome::failed;
     const std::string old_path = bytes_from_utf16(from), new_path = bytes_from_utf16(to);
     bool worked = renameat2(AT_FDCWD, old_path.c_str(), AT_FDCWD, new_path.c_str(), RENAME_NOREPLACE) == 0;
     // Not every file system can rename so; a second name never replaces anything either.

@@ -223,6 +223,7 @@ bool write_text(const native_file& file, std::string_view text) {
 }
 
 move_outcome move_without_replacing(const std::u16string& from, const std::u16string& to) {
+    if (has_nul(from) || has_nul(to)) return refuse(ERROR_INVALID_NAME), move_outcome::failed;
     if (note(MoveFileW(wide_of(from).c_str(), wide_of(to).c_str()) != 0)) return move_outcome::moved;
     const bool exists = last_error == ERROR_ALREADY_EXISTS || last_error == ERROR_FILE_EXISTS;
     return exists ? move_outcome::target_exists : move_outcome::failed;
