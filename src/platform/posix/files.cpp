@@ -113,6 +113,7 @@ bool write_only_at_end(native_file& file) {
 
 bool keep_written(const native_file& file) {
     // What a share or a quota refuses late it tells at a close, be it that of a second descriptor.
+    // No fsync: on a disk it costs a small copy a good part of its time, and a run that lost its power is done anew.
     const int second = fcntl(static_cast<int>(file.handle), F_DUPFD_CLOEXEC, 0);
     return note(second != -1 && (close(second) == 0 || errno == EINTR));
 }
