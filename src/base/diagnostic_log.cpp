@@ -19,5 +19,5 @@ void log_diag(const diagnostic_log* log, const char* format, ...) {
 
 void log_diag_text(const diagnostic_log* log, const std::string& text) {
     if (!is_read(log)) return;
-    *log->stream << "->" + text + "\n";
+    *log->stream << std::string(log_line_mark) + text + "\n";
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 struct diagnostic_log {
     std::unique_ptr<std::ostream> stream;  // unbuffered; null without -diags
@@ -13,6 +14,10 @@ struct diagnostic_log {
 
 // Whether anybody reads: asked where the words themselves cost something.
 inline bool is_read(const diagnostic_log* log) { return log != nullptr && log->stream != nullptr; }
+
+// Ahead of each line.
+constexpr std::string_view log_line_mark = "->";
+
 // A line: "->", the text, a line feed. Does nothing where there is no log. A text longer than its format by more than
 // 255 bytes is cut there.
 [[gnu::format(printf, 2, 3)]] void log_diag(const diagnostic_log* log, const char* format, ...);

@@ -86,11 +86,16 @@ std::u16string make_folders(const file_record& record, const mft_entries_ctx& ct
 
 // --- files -----------------------------------------------------------------------------------------------------------
 
-// With the instance's number in front, as instances share the destination.
-std::u16string temporary_path(const mft_entries_ctx& ctx) {
+constexpr std::uint32_t most_runs = 32;  // that copy into one destination at a time
+
+// With the instance's number in front, as instances share the destination. Behind the first name come those for runs
+// that meet others there.
+std::u16string temporary_path(const mft_entries_ctx& ctx, std::uint32_t others) {
     std::string name;
     if (ctx.instance_number != -1) append_hex(name, static_cast<std::uint32_t>(ctx.instance_number));
-    return below(ctx.copy_dir, utf16_from_utf8(name + "__temp__.bin"));
+    name += "__temp__";
+    if (others > 0) append_decimal(name, others);
+    return below(ctx.copy_dir, utf16_from_utf8(name + ".bin"));
 }
 
 std::u16string copy_name(const file_record& record, const mft_entries_ctx& ctx, const attr_entry& attribute,
@@ -107,26 +112,41 @@ std::u16string copy_name(const file_record& record, const mft_entries_ctx& ctx, 
 }
 
 void tell_failure(const file_record& record, const std::u16string& path, const mft_entries_ctx& ctx) {
-    log_diag(ctx.log, "err: record %llx: no copy: %s: %s", static_cast<unsigned long long>(record.inode),
-             utf8_from_utf16(path).c_str(), system_error_text(last_system_error()).c_str());
+    const std::string why = system_error_text(last_system_error());
+    std::string text = "err: record ";
+    append_hex(text, record.inode);
+    log_diag_text(ctx.log, text + ": no copy: " + utf8_from_utf16(path) + ": " + why);
 }
 
 // A source in the destination's root can bear any name.
-bool leads_to_evidence(const std::u16string& path, const mft_entries_ctx& ctx) {
+bool is_source(const plain_file& file, const mft_entries_ctx& ctx) {
     file_identity there;
-    if (!identify(path, there) || !is_evidence(ctx.evidence, there)) return false;
-    log_diag(ctx.log, "err: %s is a source, and stays as it is: nothing is copied", utf8_from_utf16(path).c_str());
+    if (!identify(file.file, there) || !is_evidence(ctx.evidence, there)) return false;
+    log_diag_text(ctx.log,
+                  "err: " + utf8_from_utf16(file.path) + " is a source, and stays as it is: nothing is copied");
     return true;
 }
 
-bool write_temporary(const std::u16string& path, const file_record& record, const mft_entries_ctx& ctx,
+// Empty, and this run's alone until it is closed: two runs in one file would put the bytes of one under the name and
+// the digest of the other. What a killed run left there goes.
+bool open_temporary(plain_file& file, const file_record& record, const mft_entries_ctx& ctx) {
+    claim_outcome outcome = claim_outcome::taken;
+    for (std::uint32_t others = 0; outcome == claim_outcome::taken && others < most_runs; ++others)
+        outcome = file.claim(temporary_path(ctx, others));
+    if (outcome == claim_outcome::claimed) {
+        if (is_source(file, ctx)) return false;
+        if (cut_file(file.file)) return true;
+    }
+    tell_failure(record, file.path, ctx);
+    return false;
+}
+
+bool write_temporary(plain_file& file, const file_record& record, const mft_entries_ctx& ctx,
                      const attr_entry& attribute, stream_state& state) {
-    plain_file file;
-    const bool opened = file.open_with(path, true, true);
-    if (opened && !read_stream_to(sink_into(file), record, ctx, &attribute, state)) return false;
-    // What a share or a quota does not keep shows at the close: such a copy must not get a name that vouches for it.
-    if (opened && file.close_written()) return true;
-    tell_failure(record, path, ctx);
+    if (!read_stream_to(sink_into(file), record, ctx, &attribute, state)) return false;
+    // A copy of which something was not kept must not get a name that vouches for it.
+    if (keep_written(file.file)) return true;
+    tell_failure(record, file.path, ctx);
     return false;
 }
 
@@ -147,16 +167,17 @@ bool copy_stream(const file_record& record, const mft_entries_ctx& ctx, const at
                  static_cast<unsigned long long>(record.inode));
         return false;
     }
-    const std::u16string temporary = temporary_path(ctx);
-    if (leads_to_evidence(temporary, ctx)) return false;
+    plain_file file;
+    if (!open_temporary(file, record, ctx)) return false;
     move_outcome outcome = move_outcome::failed;
     std::u16string target;
-    if (write_temporary(temporary, record, ctx, attribute, state)) {
+    if (write_temporary(file, record, ctx, attribute, state)) {
         target = below(make_folders(record, ctx, state), copy_name(record, ctx, attribute, state, own_name));
-        outcome = move_file(temporary, target);
+        // Still open: to another run it must not look like what a killed one left.
+        outcome = move_file(file.path, target);
         if (outcome == move_outcome::failed) tell_failure(record, target, ctx);
     }
-    if (outcome != move_outcome::moved) remove_file(temporary);
+    if (outcome != move_outcome::moved) remove_file(file.path);
     if (outcome == move_outcome::failed) {
         state.made_folder.clear();
         return false;

@@ -1,6 +1,6 @@
 // The copy-out: selected streams into files below the destination, sorted by how and why their record was selected.
 // Called by the default report, once per path entry and attribute entry of an accepted record.
-// Writes no row and says nothing: a copy that fails shows as an empty path in the state.
+// Writes no row: a copy that fails shows as an empty path in the state, and the log learns why.
 #pragma once
 
 #include <cstdint>

@@ -22,6 +22,7 @@ struct digest_feed {
     std::uint64_t inode;
     bool shows_progress;
     std::uint64_t pieces = 0;
+    bool sink_refused = false;
 };
 
 // A stream may take longer than the rest of the walk.
@@ -38,7 +39,8 @@ bool feed_digests(void* target, byte_view bytes) {
     if (feed.shows_progress) show_piece(feed);
     if (feed.md5_on) feed.md5.update(bytes);
     if (feed.sha1_on) feed.sha1.update(bytes);
-    return feed.sink.take(feed.sink.target, bytes);
+    feed.sink_refused = !feed.sink.take(feed.sink.target, bytes);
+    return !feed.sink_refused;
 }
 
 bool put_to_stream(void* target, byte_view bytes) {
@@ -68,6 +70,7 @@ const std::vector<cluster_run>* runs_of(const file_record& record, const attr_en
 bool read_through_runs(const stream_sink& sink, const file_record& record, const mft_entries_ctx& ctx,
                        const attr_entry& attribute) {
     if (ctx.volume == nullptr) return false;
+    ctx.volume->reader->forget_error();
     const std::vector<cluster_run>* runs = runs_of(record, attribute, ctx.thorough);
     if (runs == nullptr) return false;
     stream_runs stream(*runs);
@@ -87,12 +90,12 @@ bool read_through_runs(const stream_sink& sink, const file_record& record, const
     return read_plain_stream(*ctx.volume, sink, stream, extent);
 }
 
-// Not of an extracted $MFT: there no stream outside of the records can be read.
-void tell_cut_stream(const file_record& record, const attr_entry& attribute, const mft_entries_ctx& ctx) {
-    if (ctx.volume == nullptr) return;
-    const std::uint32_t error = last_system_error();
+// Of an extracted $MFT no stream outside of the records can be read: that is not told each time.
+void tell_cut_stream(const digest_feed& feed, const attr_entry& attribute, const mft_entries_ctx& ctx) {
+    if (ctx.volume == nullptr && !feed.sink_refused) return;
+    const std::uint32_t error = feed.sink_refused ? last_system_error() : ctx.volume->reader->system_error();
     log_diag(ctx.log, "err: record %llx, attribute %x: its stream was not read, or not copied, to the end: %s",
-             static_cast<unsigned long long>(record.inode), unsigned{id_of(attribute)},
+             static_cast<unsigned long long>(feed.inode), unsigned{id_of(attribute)},
              error == 0 ? "runs, sizes or units do not fit" : system_error_text(error).c_str());
 }
 
@@ -121,7 +124,7 @@ bool read_stream_to(const stream_sink& sink, const file_record& record, const mf
     state.has_digests = non_resident ? read_through_runs(through, record, ctx, *attribute)
                                      : feed_digests(&feed, resident_bytes(*attribute));
     if (!state.has_digests) {
-        tell_cut_stream(record, *attribute, ctx);
+        tell_cut_stream(feed, *attribute, ctx);
         return false;
     }
     if (feed.md5_on) state.md5_digest = feed.md5.finish();

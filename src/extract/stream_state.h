@@ -1,6 +1,6 @@
 // The state of the stream in hand: what copy-out and digests leave for the report's row.
 // Owned by the reports' scratch; written by digests and copy-out, read by the shapes that have columns for it.
-// Holds results only: every setting is the context's.
+// Holds no setting: those are the context's. What it remembers of earlier streams saves doing their work again.
 #pragma once
 
 #include <cstdint>

@@ -164,8 +164,8 @@ bool set_results_file(cmd_params& params, const std::string& value) {
     uni::ofstream test_open;
     test_open.open_held(utf16_from_utf8(params.results_path));
     if (test_open) return true;
-    log_diag(&params.diags_log, "err: cannot open %s for output: %s", params.results_path.c_str(),
-             system_error_text(last_system_error()).c_str());
+    const std::string why = system_error_text(last_system_error());
+    log_diag_text(&params.diags_log, "err: cannot open " + params.results_path + " for output: " + why);
     return refuse_output(params.results_path);
 }
 

@@ -1,6 +1,11 @@
 #include "front/option_reader.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "base/filetime.h"
+#include "base/numbers.h"
+#include "base/text.h"
 #include "front/cmd_params_pass.h"
 #include "front/scanners.h"
 #include "front/script_file.h"
@@ -20,26 +25,35 @@ constexpr const char* missing_rights =
     "need to restart cmd prompt using \"Run As Administrator\" option...\n"
     "\n";
 
-// Options whose value is a source, whether or not a pass came to take it.
-constexpr const char* source_names[] = {"-script", "-partition", "-mftfile", "-image", "-vmdk", "-indxfile"};
+// Options whose value is a source, whether or not a pass comes to take it.
+constexpr std::string_view source_names[] = {"-script", "-partition", "-mftfile", "-image", "-vmdk", "-indxfile"};
 
-void protect_sources(mft_entries_ctx& ctx, const std::vector<std::string>& args) {
-    protect(ctx.evidence, ctx);
-    std::vector<std::u16string> left = widened(args), items;
-    std::u16string value;
-    for (const char* name : source_names) {
-        while (take_value_wide(name, value, left)) protect(ctx.evidence, value);
+bool names_source(std::string_view argument) {
+    return std::any_of(std::begin(source_names), std::end(source_names),
+                       [argument](std::string_view name) { return equals_ignoring_case(name, argument); });
+}
+
+// The value may be a list; it may be the path of one file with a separator of lists in its name all the same.
+void protect_sources(evidence_files& evidence, const std::vector<std::u16string>& list) {
+    std::vector<std::u16string> paths;
+    for (std::size_t at = 0; at + 1 < list.size(); ++at) {
+        if (!names_source(low_bytes(list[at]))) continue;
+        split_list(paths, list[at + 1], "|,;");
+        paths.push_back(list[at + 1]);
+        for (const std::u16string& path : paths) protect(evidence, path);
     }
 }
 
-// Cut and written only now that it is known not to be evidence. Instances add to the log of the run that split.
-bool settle_log(mft_entries_ctx& ctx) {
+// Cut and written only now that it is known not to be evidence. Instances add to the log of the run that split, and so
+// do options that failed: what the run would have read is not all known then, so nothing but a log is written to.
+bool settle_log(mft_entries_ctx& ctx, bool options_are_read) {
     // The pass of cmd_params opened it, as this.
     auto* const stream = static_cast<uni::ofstream*>(ctx.diags_log.stream.get());
     file_identity log;
     if (stream == nullptr) return true;
-    if (stream->identify(log) && !is_evidence(ctx.evidence, log)) {
-        stream->release_shared(ctx.instance_number == -1);
+    const bool may_be_written = stream->identify(log) && !is_evidence(ctx.evidence, log);
+    if (may_be_written && (options_are_read || stream->holds_lines_of(log_line_mark))) {
+        stream->release_shared(options_are_read && ctx.instance_number == -1);
         return true;
     }
     write_standard_error("prob opening file " + ctx.diags_path + " for output, aborting\n");
@@ -80,6 +94,7 @@ option_result read_passes(mft_entries_ctx& ctx, std::vector<std::string>& args, 
 
     std::vector<std::u16string> list = widened(args);
     const std::string without_script = append_script(list, ctx.evidence);
+    protect_sources(ctx.evidence, list);
     args = narrowed(list);
     const std::vector<const char*> idle = named_without_effect(args);
     take_hashfile(ctx, list);
@@ -105,6 +120,6 @@ option_result parse_run_options(mft_entries_ctx& ctx, std::vector<std::string>& 
                                 const std::string& source_type) {
     ctx.reset();
     const option_result result = read_passes(ctx, args, version, source_type);
-    protect_sources(ctx, args);
-    return settle_log(ctx) ? result : option_failed;
+    protect(ctx.evidence, ctx);
+    return settle_log(ctx, result == options_read) ? result : option_failed;
 }

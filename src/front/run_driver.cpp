@@ -87,7 +87,7 @@ bool make_results_directories(const mft_entries_ctx& ctx) {
 
 bool open_refused(const mft_entries_ctx& ctx, const std::u16string& path, const std::string& why) {
     const std::string name = utf8_from_utf16(path);
-    log_diag(ctx.log, "err: cannot open %s for output: %s", name.c_str(), why.c_str());
+    log_diag_text(ctx.log, "err: cannot open " + name + " for output: " + why);
     write_standard_error("prob opening file " + name + " for output, aborting\n ");
     return false;
 }

@@ -76,11 +76,13 @@ std::string suggested_array(const wide_list& paths) {
 }
 
 // Parents that were found are proposed, not taken: the list that the user gives is the list that is read.
-bool is_whole_chain(const mft_entries_ctx& ctx) {
+bool is_whole_chain(mft_entries_ctx& ctx) {
     vmdk_chain chain;
+    chain.log = ctx.log;
     std::string text;
     wide_list paths;
     if (chain.resolve(ctx.vmdk_paths, text, paths)) return true;
+    for (const std::u16string& path : paths) protect(ctx.evidence, path);
     write_standard_error(text + "\n");
     if (paths.size() > ctx.vmdk_paths.size()) write_standard_error(suggested_array(paths));
     if (chain.system_error != 0) log_diag(ctx.log, "err: %s", system_error_text(chain.system_error).c_str());

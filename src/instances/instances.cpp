@@ -212,6 +212,7 @@ bool has_column_line(const mft_entries_ctx& ctx) {
 const char* words_of(merge_result result) {
     switch (result) {
         case merge_result::no_rows: return "no rows";
+        case merge_result::header_too_long: return "its rows are lost, the header ahead of them is too long";
         case merge_result::unreadable: return "its results cannot be read to their end";
         case merge_result::not_written: return "the merged file takes no more";
         case merge_result::merged: break;
@@ -247,7 +248,8 @@ bool merge(const instance& each, const mft_entries_ctx& ctx, bool& labelled) {
         log_diag(ctx.log, "prob accessing %s - for merge", each.output.c_str());
     const merge_result result = merge_part(each, part, ctx, labelled);
     labelled = labelled || result == merge_result::merged;
-    if (const char* words = words_of(result)) log_diag(ctx.log, "info: instance %u: %s", each.index, words);
+    const char* const level = result == merge_result::no_rows ? "info" : "err";
+    if (const char* words = words_of(result)) log_diag(ctx.log, "%s: instance %u: %s", level, each.index, words);
     part.close();
     remove_file(path);
     return result != merge_result::not_written;

@@ -10,7 +10,7 @@
 struct mft_entries_ctx;
 
 // `child_args` is the program's argument vector without what an instance gets anew; `temp_dir` ends in a separator.
-// False: there is nothing to split, or no file for the results; standard error says so.
+// False: there is nothing to split, no file for the results, or one that takes no more; standard error says so.
 bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<std::string>& child_args,
                    const std::string& temp_dir);
 // In the first instance: the merged file, to whose end its rows go, so that nobody need copy them. Its own results file

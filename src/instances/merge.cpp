@@ -52,7 +52,8 @@ merge_result find_rows(plain_file& part, bool drop_header, std::uint64_t& offset
     std::vector<std::uint8_t> head;
     if (!part.read_into(head, head_limit, 0)) return merge_result::unreadable;
     const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
-    return find_body(text, drop_header, offset, has_run_header) ? merge_result::merged : merge_result::no_rows;
+    if (find_body(text, drop_header, offset, has_run_header)) return merge_result::merged;
+    return head.size() < head_limit ? merge_result::no_rows : merge_result::header_too_long;
 }
 
 // Behind the last whole row that the merged file holds behind `start`.

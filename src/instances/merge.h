@@ -13,7 +13,7 @@ struct plain_file;
 // column line if that is to be dropped. False: the header does not end within these bytes.
 bool find_body(std::string_view head, bool drop_header, std::uint64_t& offset, bool has_run_header = true);
 
-enum class merge_result { merged, no_rows, unreadable, not_written };
+enum class merge_result { merged, no_rows, header_too_long, unreadable, not_written };
 // Adds an instance's results to the file at `path`, whose header is there already. A row that was cut short, as in the
 // results of a killed instance, stays out: the next one would go on where it ends.
 merge_result append_results(const std::u16string& path, plain_file& part, bool drop_header, bool has_run_header = true);

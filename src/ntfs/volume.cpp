@@ -186,7 +186,7 @@ std::uint32_t ntfs_volume::sector_size() const {
 bool open_volume(const source_choice& choice, std::unique_ptr<ntfs_volume>& out, const diagnostic_log* log,
                  bool thorough) {
     auto reader = std::make_unique<source_reader>();
-    open_source(*reader, choice);
+    if (open_source(*reader, choice)) reader->bytes->log = log;
     const std::uint64_t offset = choice.volume_offset != 0 ? choice.volume_offset : reader->first_partition;
     return open_volume_in(std::move(reader), static_cast<std::int64_t>(offset), out, log, thorough);
 }

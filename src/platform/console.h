@@ -7,7 +7,8 @@
 #include <string_view>
 #include <vector>
 
-// Once, first thing in main: binary/text modes, UTF-8 output on a console, a closed pipe that shows as a failed write.
+// Once, first thing in main: binary/text modes, UTF-8 output on a console, a closed pipe that shows as a failed write,
+// the ends of instances told.
 void prepare_console();
 // The process's arguments as UTF-8, program path first. Bytes that are no UTF-8 stay as they are (POSIX).
 std::vector<std::string> native_arguments(int count, char** values);

@@ -96,6 +96,11 @@ std::u16string file_part(const std::u16string& path) {
     return {last.base(), path.end()};
 }
 
+std::u16string without_end_separators(std::u16string path) {
+    while (!path.empty() && is_host_separator(path.back())) path.pop_back();
+    return path;
+}
+
 void remove_file(const std::u16string& path) {
     if (remove_one_file(is_made_absolute(path) ? make_absolute(path) : path)) return;
     if (is_long_path_error(last_system_error())) remove_one_file(long_form(path));

@@ -23,6 +23,8 @@ bool create_directory_tree(const std::u16string& path);
 std::u16string directory_part(const std::u16string& path);
 // What stands behind the last separator.
 std::u16string file_part(const std::u16string& path);
+// Without separators at its end, which a file's path never has.
+std::u16string without_end_separators(std::u16string path);
 void remove_file(const std::u16string& path);
 // Never onto something that is there. Tried once more in the long form where the host has one.
 move_outcome move_file(const std::u16string& from, const std::u16string& to);

@@ -15,6 +15,9 @@ bool is_host_separator(char16_t unit);
 // 0 for none.
 std::size_t root_length(std::u16string_view path);
 
+// True if to open `path` is to ask another machine, or a device, by its name: never on POSIX.
+bool names_another_machine(std::u16string_view path);
+
 std::u16string current_directory();
 // Absolute form of `path`, without asking the file system; quotes become blanks and the ends are trimmed first.
 // Empty when the path cannot be placed.

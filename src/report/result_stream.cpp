@@ -24,6 +24,12 @@ bool text_filebuf::release_shared(bool cut) {
     return write_only_at_end(file_) && write_text(file_, std::exchange(waiting_, {}));
 }
 
+bool text_filebuf::holds_lines_of(std::string_view mark) const {
+    if (file_size(file_) <= 0) return true;
+    std::string begin(mark.size(), '\0');
+    return read_at(file_, 0, begin.data(), begin.size()) > 0 && begin == mark;
+}
+
 bool text_filebuf::close() {
     held_ = false;
     waiting_.clear();

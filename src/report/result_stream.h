@@ -6,6 +6,7 @@
 #include <ostream>
 #include <streambuf>
 #include <string>
+#include <string_view>
 
 #include "platform/files.h"
 
@@ -29,6 +30,8 @@ public:
     bool release_shared(bool cut);
     bool is_open() const { return file_.is_open(); }
     bool identify(file_identity& identity) const { return ::identify(file_, identity); }
+    // What is in the file begins with `mark`, or nothing is in it, as in what is no file.
+    bool holds_lines_of(std::string_view mark) const;
     // False: something that had been put in could not be kept.
     bool close();
 
@@ -57,6 +60,7 @@ public:
     void release_shared(bool cut) { settle(buffer_.release_shared(cut)); }
     bool is_open() const { return buffer_.is_open(); }
     bool identify(file_identity& identity) const { return buffer_.identify(identity); }
+    bool holds_lines_of(std::string_view mark) const { return buffer_.holds_lines_of(mark); }
     void close() { settle(buffer_.close()); }
 
 private:

@@ -6,10 +6,13 @@
 #include <cstdint>
 #include <vector>
 
+struct diagnostic_log;
+
 struct byte_source {
-    std::int64_t total_size = 0;     // bytes; nothing from there on is read
-    std::uint32_t system_error = 0;  // of the open or the last read, if the system refused it; 0: none
-    bool ended_early = false;        // the last read met an end ahead of total_size: the source became shorter
+    std::int64_t total_size = 0;          // bytes; nothing from there on is read
+    std::uint32_t system_error = 0;       // of the open or the last read, if the system refused it; 0: none
+    const diagnostic_log* log = nullptr;  // learns what was lost in a read that went through; null: nobody asks
+    bool ended_early = false;             // the last read met an end ahead of total_size: the source became shorter
 
     byte_source() = default;
     byte_source(const byte_source&) = delete;

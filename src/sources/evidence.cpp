@@ -3,12 +3,25 @@
 #include <algorithm>
 
 #include "platform/devices.h"
+#include "platform/host_paths.h"
+#include "platform/paths.h"
+
+namespace {
+
+bool find_file(const std::u16string& path, file_identity& file) {
+    return identify(path, file) || (is_long_path_error(last_system_error()) && identify(long_form(path), file));
+}
+
+}  // namespace
 
 void protect(evidence_files& evidence, const std::u16string& path) {
-    file_identity file;
-    if (!identify(path, file)) return;
-    evidence.files.push_back(file);
-    if (file.is_device) identify_backing(path, evidence.files);
+    // Each of the ways in which a source is opened: as its path stands, as a plain_file, as an image.
+    for (const std::u16string& taken : {path, without_end_separators(path), make_absolute(path)}) {
+        file_identity file;
+        if (!find_file(taken, file)) continue;
+        evidence.files.push_back(file);
+        if (file.is_device) identify_backing(taken, evidence.files);
+    }
 }
 
 void protect(evidence_files& evidence, const named_sources& named) {

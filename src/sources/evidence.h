@@ -13,7 +13,8 @@ struct evidence_files {
     std::vector<file_identity> files;
 };
 
-// A path that leads to nothing is passed over; a device counts with the file that holds its bytes.
+// By whatever way a source's path is opened; one that leads to nothing is passed over. A device counts with the file
+// that holds its bytes.
 void protect(evidence_files& evidence, const std::u16string& path);
 void protect(evidence_files& evidence, const named_sources& named);
 bool is_evidence(const evidence_files& evidence, const file_identity& file);

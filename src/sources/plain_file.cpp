@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "platform/host_paths.h"
-#include "platform/paths.h"
 
 namespace {
 
@@ -15,8 +14,7 @@ bool plain_file::open_read(const std::u16string& path_to_open) { return open_wit
 
 bool plain_file::open_with(const std::u16string& path_to_open, bool for_writing, bool as_binary) {
     close();
-    path = path_to_open;
-    while (!path.empty() && is_host_separator(path.back())) path.pop_back();
+    path = without_end_separators(path_to_open);
     const auto open_native = for_writing ? open_for_writing : open_for_reading;
     if (!open_native(file, path)) {
         if (!is_long_path_error(last_system_error()) || !open_native(file, long_form(path))) return false;
@@ -59,8 +57,12 @@ void plain_file::close() {
     size = 0;
 }
 
-bool plain_file::close_written() {
-    is_open = false;
-    size = 0;
-    return close_written_file(file);
+claim_outcome plain_file::claim(const std::u16string& path_to_open) {
+    close();
+    path = path_to_open;
+    claim_outcome outcome = claim_file(file, path);
+    if (outcome == claim_outcome::failed && is_long_path_error(last_system_error()))
+        outcome = claim_file(file, long_form(path));
+    is_open = writable = outcome == claim_outcome::claimed;
+    return outcome;
 }

@@ -31,6 +31,6 @@ struct plain_file {
     bool read_into(std::vector<std::uint8_t>& bytes, std::uint64_t count, std::uint64_t offset);
     std::int64_t file_size() const { return is_open ? size : 0; }
     void close();
-    // False: something that was written could not be kept.
-    bool close_written();
+    // For the program's own bytes: see claim_file.
+    claim_outcome claim(const std::u16string& path_to_open);
 };

@@ -27,6 +27,10 @@ struct source_reader : device_facts {
     std::uint64_t size() const { return bytes == nullptr ? 0 : bytes->size(); }
     bool ended_early() const { return bytes != nullptr && bytes->ended_early; }
     std::uint32_t system_error() const { return bytes == nullptr ? open_error : bytes->system_error; }
+    // Ahead of a stream, which may fail without a read.
+    void forget_error() {
+        if (bytes != nullptr) bytes->system_error = 0;
+    }
     void close() { bytes.reset(); }
 };
 

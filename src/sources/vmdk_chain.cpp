@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/diagnostic_log.h"
+#include "base/numbers.h"
+#include "base/text.h"
 #include "sources/vmdk_layout.h"
 
 namespace {
@@ -14,14 +17,32 @@ vmdk_disk* owner_of(const vmdk_chain& chain, std::uint64_t offset) {
     return disk;
 }
 
+// Zeros in the place of bytes change every digest that they enter. Once a grain, and not for ever.
+void tell_lost_grain(vmdk_chain& chain, const vmdk_disk& disk, std::uint64_t offset) {
+    constexpr std::size_t most_told = 65'536;
+    const std::uint64_t grain = offset - offset % disk.grain_bytes;
+    if (chain.log == nullptr || chain.lost_grains.size() > most_told || !chain.lost_grains.insert(grain).second) return;
+    std::string text = "err: zeros from ";
+    append_hex(text, offset);
+    text += " of the virtual disk on: ";
+    text += disk.system_error == 0 ? "behind the end" : system_error_text(disk.system_error);
+    text += ": " + utf8_from_utf16(disk.path);
+    if (chain.lost_grains.size() > most_told) text = "err: zeros in more grains than are told of";
+    log_diag_text(chain.log, text);
+}
+
 // At most to the end of the owner's grain, or of the base's where there is no owner. Returns how many came: at least 1.
 std::uint32_t read_piece(vmdk_chain& chain, std::uint8_t* to, std::uint64_t offset, std::uint32_t size) {
     vmdk_disk* const owner = owner_of(chain, offset);
     const std::uint64_t grain_bytes = (owner != nullptr ? owner : chain.base)->grain_bytes;
     const auto piece = static_cast<std::uint32_t>(std::min<std::uint64_t>(size, grain_bytes - offset % grain_bytes));
-    std::uint32_t came = piece;
-    if (owner != nullptr && owner->read_grains(to, offset, came)) return came;
-    if (owner != nullptr) chain.system_error = owner->system_error;
+    if (owner != nullptr) {
+        std::uint32_t came = piece;
+        owner->system_error = 0;
+        if (owner->read_grains(to, offset, came)) return came;
+        chain.system_error = owner->system_error;
+        tell_lost_grain(chain, *owner, offset);
+    }
     std::memset(to, 0, piece);
     return piece;
 }

@@ -1,6 +1,6 @@
 // A base disk and its snapshots as one source of bytes: each read is served by the newest file that holds the grain.
 // Made by source_reader for a run, and by the options to look for parents that the user did not name.
-// Prints nothing; a grain that cannot be read is zeros, as one that nobody holds.
+// Prints nothing; a grain that cannot be read is zeros, as one that nobody holds, and the log learns of it.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "sources/vmdk_disk.h"
+
+struct diagnostic_log;
 
 // How far a search through a chain has come, and what it need not look at again.
 struct vmdk_search {
@@ -28,6 +30,8 @@ struct vmdk_chain {
     std::vector<vmdk_disk*> ordered_disks;                    // base first
     bool ready = false;                                       // from base to leaf without a gap
     std::uint32_t system_error = 0;                           // of the last disk that could not be opened or read
+    const diagnostic_log* log = nullptr;
+    std::set<std::uint64_t> lost_grains;  // offsets of those that the log has been told of
 
     // False: not opened, or no disk of the form that can be read. Of two files with one id the first stays.
     bool add(const std::u16string& path);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "base/diagnostic_log.h"
 #include "base/text.h"
 #include "platform/paths.h"
 #include "sources/plain_file.h"
@@ -27,7 +28,9 @@ std::u16string directory_of(const std::u16string& path) {
 }
 
 bool open_all(discovery& search) {
+    const diagnostic_log* const log = search.chain.log;
     search.chain = {};
+    search.chain.log = log;
     for (const std::u16string& path : search.paths) {
         if (search.directory.empty()) search.directory = directory_of(path);
         if (search.chain.add(path)) continue;
@@ -51,17 +54,26 @@ bool is_listed(const std::vector<std::u16string>& paths, const std::u16string& p
     return std::any_of(paths.begin(), paths.end(), [&](const auto& listed) { return make_absolute(listed) == whole; });
 }
 
+// Guard: the hint is foreign, and who names another machine has this one tell it the user's name. The disks that the
+// user named may lie there.
+bool may_be_tried(const discovery& search, const std::u16string& path) {
+    const bool is_beside = !search.directory.empty() && path.starts_with(search.directory);
+    if (!names_another_machine(path) || (is_beside && names_another_machine(search.directory))) return true;
+    log_diag_text(search.chain.log, "err: not looked for on another machine: parent " + utf8_from_utf16(path));
+    return false;
+}
+
 // Where the hint says, else under its last name beside the disks that were named. Kept: the second is not tried out.
 std::optional<std::u16string> place_of_parent(const discovery& search, const vmdk_disk& disk,
                                               const std::u16string& hint) {
     const bool of_windows = disk.encoding.find("windows") != std::string::npos;
     const std::size_t separator = hint.rfind(of_windows ? u'\\' : u'/');
     const std::u16string told = separator == std::u16string::npos ? search.directory + hint : hint;
-    if (!is_listed(search.paths, told) && plain_file().open_read(told)) return told;
+    if (!is_listed(search.paths, told) && may_be_tried(search, told) && plain_file().open_read(told)) return told;
     if (search.directory.empty() || told.find(search.directory) != std::u16string::npos) return std::nullopt;
     const std::u16string name = hint.substr(separator + 1);
     const std::u16string beside = search.directory + name;
-    if (name.empty() || is_listed(search.paths, beside)) return std::nullopt;
+    if (name.empty() || is_listed(search.paths, beside) || !may_be_tried(search, beside)) return std::nullopt;
     return beside;
 }
 

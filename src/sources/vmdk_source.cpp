@@ -15,6 +15,7 @@ std::uint64_t vmdk_source::first_partition() const {
 }
 
 bool vmdk_source::deliver(std::uint8_t* buffer, std::uint32_t& size, std::uint64_t offset) {
+    chain.log = log;
     const bool delivered = chain.read(buffer, offset, size);
     system_error = chain.system_error;
     return delivered;

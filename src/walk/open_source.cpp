@@ -23,8 +23,8 @@ bool open_extracted_mft(mft_entries_ctx& ctx) {
     if (ctx.mft_reader == nullptr) {
         auto reader = std::make_unique<plain_file>();
         if (!reader->open_read(ctx.mft_file_path)) {
-            log_diag(ctx.log, "err: cannot open %s: %s", utf8_from_utf16(ctx.mft_file_path).c_str(),
-                     system_error_text(last_system_error()).c_str());
+            const std::string why = system_error_text(last_system_error());
+            log_diag_text(ctx.log, "err: cannot open " + utf8_from_utf16(ctx.mft_file_path) + ": " + why);
             return false;
         }
         ctx.mft_reader = std::move(reader);

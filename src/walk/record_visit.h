@@ -26,7 +26,8 @@ struct record_walk {
 // Opens the source. False: there is nothing to walk.
 bool begin_walk(record_walk& walk);
 // Decodes and selects what lies in the buffer; an accepted record goes to the run's report. `offset` is what the record
-// tells of its place, 0 for nothing. A record whose decode runs out of memory is dropped.
+// tells of its place, 0 for nothing. A record that runs out of memory is dropped, but for the rows that its report has
+// made by then.
 void visit_record(record_walk& walk, std::uint64_t inode, std::uint64_t offset);
 // For the log: the record was dropped for want of memory.
 void tell_out_of_memory(const mft_entries_ctx& ctx, std::uint64_t inode);

@@ -185,6 +185,8 @@ def faults_part():
     told = split(2, *mft, "-tempdir", work / "file" / "t", "-diags", "log")
     log = (work / "log").read_text()
     equal("no folder", (body(work / "split"), log.count("- for merge"), told.count("for output, aborting")), (b"", 2, 2))
+    subprocess.run(["env", "--ignore-signal=CHLD", *options.command, *mft, "-cpu", "2", "-out", "split", "-diags", "log"], cwd=work)
+    equal("ends of instances ignored", "ended with" in (work / "log").read_text(), False)
     small = work / "small"
     small.mkdir(exist_ok=True)
     if os.geteuid() == 0 and subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "none", small], capture_output=True).returncode == 0:

@@ -59,6 +59,8 @@ void prepare_console() {
     // message.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    // Where this is ignored, which a parent may hand down, nobody learns how an instance ended.
+    std::signal(SIGCHLD, SIG_DFL);
 }
 
 std::vector<std::string> native_arguments(int count, char** values) { return {values, values + count}; }

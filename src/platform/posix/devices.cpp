@@ -69,6 +69,13 @@ std::string last_component(const std::string& path) { return path.substr(path.rf
 
 bool is_partition(const std::string& folder) { return access((folder + "/partition").c_str(), F_OK) == 0; }
 
+// Of a name in sysfs, which writes "cciss/c0d0" as "cciss!c0d0".
+std::u16string node_of(const std::string& name) {
+    std::string path = "/dev/" + name;
+    std::replace(path.begin(), path.end(), '!', '/');
+    return utf16_from_utf8(path);
+}
+
 }  // namespace
 
 bool host_has_shadow_copies() { return false; }
@@ -77,10 +84,7 @@ std::u16string letter_device_path(const std::u16string& path) { return path; }
 
 std::u16string drive_device_path(std::uint32_t number) {
     const std::vector<std::string> names = drive_names();
-    if (number >= names.size()) return {};
-    std::string path = "/dev/" + names[number];
-    std::replace(path.begin() + 5, path.end(), '!', '/');  // how sysfs writes "cciss/c0d0"
-    return utf16_from_utf8(path);
+    return number < names.size() ? node_of(names[number]) : std::u16string();
 }
 
 bool open_device(native_file& device, const std::u16string& path, bool random_access) {
@@ -160,9 +164,7 @@ void identify_backing(const std::u16string& path, std::vector<file_identity>& fo
     }
     close_file(device);
     // What a mapped device is made of. Devices cannot be built in a ring, so this ends.
-    for (const std::string& part : names_in(folder + "/slaves")) {
-        identify_backing(utf16_from_utf8("/dev/" + part), found);
-    }
+    for (const std::string& part : names_in(folder + "/slaves")) identify_backing(node_of(part), found);
 }
 
 std::uint32_t last_device_error() { return last_error; }

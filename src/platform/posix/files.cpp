@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -42,6 +43,15 @@ file_identity identity_of(const struct stat& facts) {
     return {facts.st_dev, facts.st_ino, false};
 }
 
+// The name, without a link, is that of the open file, and its only one.
+bool is_only_name(const std::u16string& path, const native_file& file) {
+    struct stat named {
+    }, held{};
+    if (lstat(bytes_from_utf16(path).c_str(), &named) != 0 || fstat(static_cast<int>(file.handle), &held) != 0)
+        return false;
+    return S_ISREG(held.st_mode) && held.st_nlink <= 1 && identity_of(named) == identity_of(held);
+}
+
 }  // namespace
 
 std::uint32_t last_system_error() { return last_error; }
@@ -76,10 +86,24 @@ bool open_for_update(native_file& file, const std::u16string& path) {
     return refuse(ENOTSUP);
 }
 
+claim_outcome claim_file(native_file& file, const std::u16string& path) {
+    file_identity target;
+    if (identify(path, target) && target.is_device) return refuse(ENOTSUP), claim_outcome::failed;
+    if (!open_with_flags(file, path, O_RDWR | O_CREAT | O_NOFOLLOW))
+        return last_error == ELOOP ? claim_outcome::taken : claim_outcome::failed;
+    // Every other refusal is that of a file system without locks.
+    const bool is_free = flock(static_cast<int>(file.handle), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+    // Between the open and the lock the one who held it may have renamed or removed it.
+    if (is_free && is_only_name(path, file)) return claim_outcome::claimed;
+    close_file(file);
+    return refuse(EBUSY), claim_outcome::taken;
+}
+
 bool cut_file(const native_file& file, std::uint64_t length) {
     struct stat facts {};
     if (!note(fstat(static_cast<int>(file.handle), &facts) == 0)) return false;
     if (!S_ISREG(facts.st_mode)) return true;
+    if (facts.st_size == static_cast<off_t>(length)) return true;
     return note(ftruncate(static_cast<int>(file.handle), static_cast<off_t>(length)) == 0);
 }
 
@@ -87,6 +111,13 @@ bool write_only_at_end(native_file& file) {
     const int descriptor = static_cast<int>(file.handle);
     const int flags = fcntl(descriptor, F_GETFL);
     return note(flags != -1 && fcntl(descriptor, F_SETFL, flags | O_APPEND) != -1);
+}
+
+bool keep_written(const native_file& file) {
+    // What a share or a quota refuses late it tells at a close, be it that of a second descriptor.
+    // No fsync: on a disk it costs a small copy a good part of its time, and a run that lost its power is done anew.
+    const int second = fcntl(static_cast<int>(file.handle), F_DUPFD_CLOEXEC, 0);
+    return note(second != -1 && (close(second) == 0 || errno == EINTR));
 }
 
 void close_file(native_file& file) { close_written_file(file); }
@@ -164,6 +195,7 @@ bool write_next(const native_file& file, const void* bytes, std::size_t count) {
 bool write_text(const native_file& file, std::string_view text) { return write_next(file, text.data(), text.size()); }
 
 move_outcome move_without_replacing(const std::u16string& from, const std::u16string& to) {
+    if (has_nul(from) || has_nul(to)) return refuse(EINVAL), move_outcome::failed;
     const std::string old_path = bytes_from_utf16(from), new_path = bytes_from_utf16(to);
     bool worked = renameat2(AT_FDCWD, old_path.c_str(), AT_FDCWD, new_path.c_str(), RENAME_NOREPLACE) == 0;
     // Not every file system can rename so; a second name never replaces anything either.

@@ -33,6 +33,7 @@ std::u16string without_dots(std::u16string_view path) {
 char16_t host_separator() { return u'/'; }
 bool is_host_separator(char16_t unit) { return unit == u'/'; }
 std::size_t root_length(std::u16string_view path) { return path.starts_with(u'/') ? 1 : 0; }
+bool names_another_machine(std::u16string_view) { return false; }
 
 std::u16string current_directory() {
     std::array<char, PATH_MAX> buffer{};

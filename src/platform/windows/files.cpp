@@ -75,6 +75,25 @@ bool open_for_update(native_file& file, const std::u16string& path) {
     return refuse(ERROR_NOT_SUPPORTED);
 }
 
+claim_outcome claim_file(native_file& file, const std::u16string& path) {
+    file.handle = -1;
+    if (has_nul(path)) return refuse(ERROR_INVALID_NAME), claim_outcome::failed;
+    const HANDLE handle = CreateFileW(wide_of(path).c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_DELETE, nullptr,
+                                      OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    file.handle = reinterpret_cast<std::intptr_t>(handle);
+    if (!note(handle != INVALID_HANDLE_VALUE)) {
+        // What is about to be removed denies access until the one who has it closes it.
+        const bool is_held = last_error == ERROR_SHARING_VIOLATION || last_error == ERROR_ACCESS_DENIED;
+        return is_held ? claim_outcome::taken : claim_outcome::failed;
+    }
+    BY_HANDLE_FILE_INFORMATION facts{};
+    const bool is_file = GetFileInformationByHandle(handle, &facts) != 0;
+    if (is_file && facts.nNumberOfLinks <= 1 && (facts.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0)
+        return claim_outcome::claimed;
+    close_file(file);
+    return refuse(ERROR_SHARING_VIOLATION), claim_outcome::taken;
+}
+
 bool cut_file(const native_file& file, std::uint64_t length) {
     if (GetFileType(handle_of(file)) != FILE_TYPE_DISK) return true;
     LARGE_INTEGER end{};
@@ -97,10 +116,14 @@ void close_file(native_file& file) {
     file.handle = -1;
 }
 
+bool keep_written(const native_file& file) {
+    // What a share has not taken yet it refuses here: closing alone would not tell.
+    return note(GetFileType(handle_of(file)) != FILE_TYPE_DISK || FlushFileBuffers(handle_of(file)) != 0);
+}
+
 bool close_written_file(native_file& file) {
     if (!file.is_open()) return true;
-    // What a share has not taken yet it refuses here: closing alone would not tell.
-    const bool kept = note(GetFileType(handle_of(file)) != FILE_TYPE_DISK || FlushFileBuffers(handle_of(file)) != 0);
+    const bool kept = keep_written(file);
     const bool closed = CloseHandle(handle_of(file)) != 0;
     file.handle = -1;
     return kept && (closed || note(false));
@@ -200,6 +223,7 @@ bool write_text(const native_file& file, std::string_view text) {
 }
 
 move_outcome move_without_replacing(const std::u16string& from, const std::u16string& to) {
+    if (has_nul(from) || has_nul(to)) return refuse(ERROR_INVALID_NAME), move_outcome::failed;
     if (note(MoveFileW(wide_of(from).c_str(), wide_of(to).c_str()) != 0)) return move_outcome::moved;
     const bool exists = last_error == ERROR_ALREADY_EXISTS || last_error == ERROR_FILE_EXISTS;
     return exists ? move_outcome::target_exists : move_outcome::failed;

@@ -69,6 +69,12 @@ std::size_t root_length(std::u16string_view path) {
     return !path.empty() && is_host_separator(path[0]) ? 1 : 0;
 }
 
+bool names_another_machine(std::u16string_view path) {
+    const bool from_root = path.size() > 1 && is_host_separator(path[0]);
+    // "\??\UNC\" is the kernel's own way of writing what stands behind two separators.
+    return from_root && (is_host_separator(path[1]) || path[1] == u'?');
+}
+
 std::u16string current_directory() {
     wchar_t text[512];
     const DWORD length = GetCurrentDirectoryW(static_cast<DWORD>(std::size(text)), text);

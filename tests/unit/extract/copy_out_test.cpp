@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "base/text.h"
 #include "extract/digests.h"
 #include "platform/host_paths.h"
@@ -97,6 +99,19 @@ TEST(digest_stream, a_failed_read_or_nothing_to_read_leaves_zeros) {
     }
 }
 
+TEST(digest_stream, a_failure_is_told_by_what_failed) {
+    one_record file(in_clusters({{1, 20}}, 1024));
+    auto log = std::make_unique<std::ostringstream>();
+    const std::ostringstream& told = *log;
+    file.opened.ctx.diags_log.stream = std::move(log);
+    file.opened.disk->bad = {{20 * 1024, 21 * 1024}};
+    for (const std::string& reason : {system_error_text(5), std::string("runs, sizes or units do not fit")}) {
+        EXPECT_FALSE(file.digest());
+        EXPECT_TRUE(told.str().ends_with("to the end: " + reason + "\n")) << told.str();
+        (file.record.attributes.end() - 1)->value.runs.clear();
+    }
+}
+
 TEST(digest_stream, an_id_that_two_records_gave_does_not_lead_to_another_stream) {
     one_record file(in_clusters({{1, 20}}, 1024));
     bool made = false;
@@ -162,6 +177,24 @@ TEST(copy_out, a_failed_copy_leaves_neither_path_nor_file) {
     protect(source.opened.ctx.evidence, folder.path(u"__temp__.bin"));
     EXPECT_EQ(source.copy(folder.path()), "");
     EXPECT_EQ(temp_folder::content(folder.path(u"__temp__.bin")), "evidence");
+}
+
+TEST(copy_out, another_runs_file_and_a_link_in_the_temporary_files_place_stay_as_they_are) {
+    const temp_folder folder;
+    native_file theirs;
+    ASSERT_EQ(claim_file(theirs, folder.path(u"__temp__.bin")), claim_outcome::claimed);
+    temp_folder::put(folder.path(u"victim"), "victim");
+    std::error_code no_link;
+    std::filesystem::create_hard_link(folder.path(u"victim"), folder.path(u"__temp__1.bin"), no_link);
+    std::filesystem::create_symlink(folder.path(u"victim"), folder.path(u"__temp__2.bin"), no_link);
+    one_record file(hello());
+    EXPECT_NE(file.copy(folder.path()), "");
+    EXPECT_EQ(temp_folder::content(file.state.extracted_path), "hello");
+    EXPECT_EQ(temp_folder::content(folder.path(u"victim")), "victim");
+    EXPECT_TRUE(write_next(theirs, "left", 4) && file_size(theirs) == 4);
+    close_file(theirs);
+    EXPECT_NE(file.copy(folder.path()), "");
+    EXPECT_FALSE(temp_folder::exists(folder.path(u"__temp__.bin"))) << "what was left there is taken";
 }
 
 TEST(copy_out, a_file_in_a_folders_place_sends_the_copy_to_the_catchall) {

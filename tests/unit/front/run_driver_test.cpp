@@ -229,6 +229,35 @@ TEST(run, results_and_logs_never_cut_a_source) {
     }
 }
 
+TEST(run, a_source_is_known_whatever_the_option_and_the_spelling) {
+    const temp_folder folder;
+    const std::string source = utf8_from_utf16(folder.path(u"source")), end(1, char(temp_folder::separator()));
+    for (const arguments& given : {arguments{"-mftfile", source + end},
+                                   {"-indxfile", source},
+                                   {"-script", source + end},
+                                   {"-image", "none", "-vmdk", "none | " + source},
+                                   {"-filter_pattern", "zz_", "-image", "'" + source + "'"},
+                                   {"-sqlite", "x"}}) {
+        const std::string content = given[0] == "-sqlite" ? "may be a source" : "->evidence, like a log";
+        temp_folder::put(folder.path(u"source"), content);
+        for (const char* option : {"-out", "-diags"}) {
+            arguments args = given;
+            args.insert(args.end(), {option, source});
+            EXPECT_EQ(result_of(args).exit_code, -1) << given[0] << option;
+            EXPECT_EQ(temp_folder::content(folder.path(u"source")), content) << given[0] << option;
+        }
+    }
+}
+
+TEST(run, a_log_is_added_to_by_options_that_fail_and_tells_a_reason_behind_the_longest_path) {
+    const temp_folder folder;
+    const std::string far = utf8_from_utf16(folder.path(std::u16string(300, u'd')));
+    for (const arguments& given : {arguments{"-mftfile", far}, {"-sqlite", "x"}}) {
+        result_of({given[0], given[1], "-diags", utf8_from_utf16(folder.path(u"log"))});
+        EXPECT_NE(temp_folder::content(folder.path(u"log")).find("err: cannot open " + far + ": "), std::string::npos);
+    }
+}
+
 TEST(run, an_option_that_fails_leaves_old_results_as_they_were) {
     const temp_folder folder;
     temp_folder::put(folder.path(u"old"), "old results");

@@ -52,6 +52,7 @@ TEST(merge, whole_rows_reach_the_merged_file) {
         {"a cut row", head + "labels\nrow\nro", false, merge_result::merged, "labels\nrow\n"},
         {"a cut row, far behind", head + "row\n" + far, false, merge_result::merged, "row\n"},
         {"a long row", head + far + "\n", false, merge_result::merged, far + "\n"},
+        {"a header of 16 KiB", std::string(16384, 'x') + "\n\nrow\n", false, merge_result::header_too_long, ""},
         {"nothing", "", false, merge_result::no_rows, ""},
     };
     const temp_folder folder;

@@ -107,7 +107,10 @@ TEST(host_files, a_refusal_has_a_number_and_words) {
         native_file file;
         return open_for_update(file, folder.path(u"f") + u'\0' + u"x");
     };
-    const std::function<bool()> calls[] = {none, directory, no_parent, no_file, with_nul};
+    const auto to_nul = [&] {
+        return move_without_replacing(folder.path(), folder.path() + u"x" + u'\0') != move_outcome::failed;
+    };
+    const std::function<bool()> calls[] = {none, directory, no_parent, no_file, with_nul, to_nul};
     for (const auto& call : calls) {
         EXPECT_FALSE(call());
         EXPECT_NE(last_system_error(), 0u);

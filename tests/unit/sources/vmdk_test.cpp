@@ -1,10 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <sstream>
 
+#include "base/diagnostic_log.h"
+#include "platform/host_paths.h"
+#include "platform/paths.h"
 #include "sources/vmdk_source.h"
 #include "sources/volume_offset.h"
 #include "support/disk_builder.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -86,6 +91,37 @@ TEST(vmdk, a_cut_file_is_refused_or_loses_its_last_grains) {
             held[grain] = size > 256 + (5 + std::min<std::size_t>(grain, 2)) * 512 ? 'b' : '.';
         EXPECT_EQ(letters({build::bytes(base.data(), base.data() + size)}), size <= 5 * 512 ? "refused" : held) << size;
     }
+}
+
+TEST(vmdk, zeros_in_the_place_of_a_grain_are_told_once) {
+    build::bytes cut = base, bytes(8 * 512);
+    build::poke_u32(cut, 1540, 99);
+    const build::disk_file file(cut);
+    vmdk_chain chain;
+    ASSERT_TRUE(chain.add(file.path()) && chain.link());
+    std::ostringstream told;
+    const diagnostic_log log{std::make_unique<std::ostream>(told.rdbuf())};
+    chain.log = &log;
+    for (const long lines : {1, 3, 3}) {
+        std::uint32_t size = 8 * 512;
+        EXPECT_TRUE(chain.read(bytes.data(), 0, size));
+        const std::string text = told.str();
+        EXPECT_TRUE(text.starts_with("->err: zeros from 200 of the virtual disk on: behind the end: ")) << text;
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), lines) << text;
+        close_file(chain.base->file);  // from now on the system refuses
+    }
+}
+
+TEST(vmdk, a_parent_that_is_found_is_evidence_and_is_not_looked_for_on_another_machine) {
+    const build::disk_file parent(base);
+    const temporary_file log({});
+    const std::string hint = "\\\\0.0.0.0\\c\\" + utf8_from_utf16(file_part(parent.path()));
+    const build::disk_file child(sparse("parentCID=b\nencoding=windows\nparentFileNameHint=" + hint, {2}, 'c'));
+    const read_options read = options_of({"-vmdk", child.file.path(), "-diags", log.path()});
+    file_identity found;
+    EXPECT_TRUE(identify(parent.path(), found) && is_evidence(read.ctx->evidence, found));
+    const std::string told = temp_folder::content(utf16_from_utf8(log.path()));
+    EXPECT_EQ(told.find("on another machine") != std::string::npos, host_separator() == u'\\') << told;
 }
 
 TEST(vmdk, a_search_for_tables_passes_over_what_no_disk_holds) {
