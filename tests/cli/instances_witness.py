@@ -185,7 +185,8 @@ def faults_part():
     told = split(2, *mft, "-tempdir", work / "file" / "t", "-diags", "log")
     log = (work / "log").read_text()
     equal("no folder", (body(work / "split"), log.count("- for merge"), told.count("for output, aborting")), (b"", 2, 2))
-    subprocess.run(["env", "--ignore-signal=CHLD", *options.command, *mft, "-cpu", "2", "-out", "split", "-diags", "log"], cwd=work)
+    subprocess.run(["env", "--ignore-signal=CHLD", *options.command, *mft, "-cpu", "2", "-out", "split", "-diags", "log"], cwd=work,
+                   capture_output=True)
     equal("ends of instances ignored", "ended with" in (work / "log").read_text(), False)
     small = work / "small"
     small.mkdir(exist_ok=True)

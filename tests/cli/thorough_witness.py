@@ -39,6 +39,7 @@ def output(*words):
 
 def rows_of(source, *words):
     """Rows of the default report, by record number."""
+    source, words = ([f"Z:{word}" if options.launcher and word.startswith("/") else word for word in part] for part in (source, words))
     out = output(*options.command, *source, "-csv", "-csv_separator", "tab", "-no_whitespace", "-quiet", *words)
     lines = out.decode("utf-8", "replace").replace("\r", "").split("\n\n", 1)[-1].split("\n")
     rows = collections.defaultdict(list)

@@ -100,10 +100,9 @@ TEST(digest_stream, a_failed_read_or_nothing_to_read_leaves_zeros) {
 }
 
 TEST(digest_stream, a_failure_is_told_by_what_failed) {
+    std::ostringstream told;
     one_record file(in_clusters({{1, 20}}, 1024));
-    auto log = std::make_unique<std::ostringstream>();
-    const std::ostringstream& told = *log;
-    file.opened.ctx.diags_log.stream = std::move(log);
+    file.opened.ctx.diags_log.stream = std::make_unique<std::ostream>(told.rdbuf());
     file.opened.disk->bad = {{20 * 1024, 21 * 1024}};
     for (const std::string& reason : {system_error_text(5), std::string("runs, sizes or units do not fit")}) {
         EXPECT_FALSE(file.digest());
