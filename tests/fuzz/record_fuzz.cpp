@@ -43,7 +43,8 @@ std::string all_of(const file_record& record) {
     for (const auto& [key, si] : record.std_infos)
         tell(out, si.anomaly_text, key, si.created, si.modified, si.mft_changed, si.accessed);
     for (const auto& [key, name] : record.file_names) {
-        tell(out, name.anomaly_text, key.rank, key.parent, name.parent, name.created, name.accessed, name.is_dos, name.anomaly);
+        tell(out, name.anomaly_text, key.rank, key.parent, name.parent, name.created, name.accessed, name.is_dos,
+             name.anomaly);
         out += utf8_from_utf16(name.name);
     }
     for (const auto& [key, object_id] : record.object_ids)
