@@ -67,7 +67,7 @@ line() {
     if [ $# -gt 2 ]; then
         target="<= $3"
         [ $# -eq 3 ] || target="$4..$3"
-        verdict=$(awk -v is="$2" -v most="$3" -v least="${4:-0}" \
+        verdict=$(awk -v is="$2" -v most="$3" -v least="${4:--1e9}" \
             'BEGIN { print is == "-" ? "-" : (is + 0 <= most + 0 && is + 0 >= least + 0) ? "ok" : "MISSED" }')
         [ "$verdict" != MISSED ] || missed+=("$1: $2, target $target")
     fi
