@@ -5,7 +5,7 @@
 build_packages="g++ cmake ninja-build"
 test_packages="python3 xz-utils libgtest-dev googletest clang clang-format clang-tidy libclang-rt-14-dev
     g++-mingw-w64-x86-64-posix wine wine64 ntfs-3g sleuthkit qemu-utils gdisk parted strace
-    debootstrap dpkg-dev file zsh fish jq sqlite3 python3-pandas"
+    libssl-dev debootstrap dpkg-dev file zsh fish jq sqlite3 python3-pandas"
 package_packages="python3 g++-mingw-w64-x86-64-posix dpkg-dev file lintian zip git"
 
 say() { echo "$*" >&2; }

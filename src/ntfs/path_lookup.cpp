@@ -264,6 +264,8 @@ private:
         }
         start(std::move(segments));
         target_.parent = 0;
+        // Where no segment is left the link stands for the root. Kept: by default its own record is the answer then.
+        if (records_.thorough) target_.inode = target_.parent = root_inode;
         log_diag(log_, "info: restart segments [link]");
         return true;
     }

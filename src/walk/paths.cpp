@@ -272,8 +272,8 @@ std::uint64_t parent_to_climb(std::uint64_t reference, const record_source& reco
 
 void add_directory_node(path_cache& cache, const file_record& record, const record_source& records, bool reads_alike) {
     // A thorough climb must come to the same end whether the walk has passed the record or not: one that reads
-    // otherwise, or gives no parent, ends it.
-    if (records.thorough && (!reads_alike || record.parents.empty())) return;
+    // otherwise, gives no parent, or lies in a free cluster, is not what its number leads to.
+    if (records.thorough && (!reads_alike || record.parents.empty() || !cache.numbers_are_live)) return;
     const std::uint64_t reference = reference_of(record);
     if (find_cached(cache, reference) != no_node) return;
     // A read that finds no parent is a failed one: such a record is known to the walk alone.

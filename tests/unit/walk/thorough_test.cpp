@@ -90,11 +90,13 @@ TEST(thorough, links_lead_where_they_lie_or_to_the_root) {
         std::u16string_view print;
         std::uint32_t flags, tag;
         std::u16string path;
-    } cases[] = {{u"to", 1, symbolic, u"\\c:\\in\\to\\x"},
-                 {u"..\\..\\.\\in\\to", 1, symbolic, u"\\c:\\in\\to\\x"},
-                 {u"\\in\\to", 1, symbolic, u"\\in\\to\\x"},
-                 {u"in\\to", 0, symbolic, u"\\in\\to\\x"},
-                 {u"to", 1, 0x80000013, u""}};
+        std::uint64_t inode;  // of what the link itself stands for
+    } cases[] = {{u"to", 1, symbolic, u"\\c:\\in\\to\\x", 7},
+                 {u"..\\..\\.\\in\\to", 1, symbolic, u"\\c:\\in\\to\\x", 7},
+                 {u"\\in\\to", 1, symbolic, u"\\in\\to\\x", 7},
+                 {u"in\\to", 0, symbolic, u"\\in\\to\\x", 7},
+                 {u"..", 1, symbolic, u"", 5},
+                 {u"to", 1, 0x80000013, u"", 8}};
     for (const auto& c : cases) {
         std::vector<bytes> records(9);
         const record items[] = {directory(u".", {6}), directory(u"in", {7, 8}), directory(u"to", {9}, 6),
@@ -104,6 +106,8 @@ TEST(thorough, links_lead_where_they_lie_or_to_the_root) {
         path_target target;
         lookup_path(target, opened.ctx, u"\\c:\\in\\link\\x", true);
         EXPECT_EQ(utf8_from_utf16(target.path), utf8_from_utf16(c.path)) << utf8_from_utf16(c.print);
+        EXPECT_TRUE(lookup_path(target, opened.ctx, u"\\c:\\in\\link", true) && target.inode == c.inode)
+            << target.inode;
     }
 }
 
