@@ -133,6 +133,7 @@ bool open_temporary(plain_file& file, const file_record& record, const mft_entri
     claim_outcome outcome = claim_outcome::taken;
     for (std::uint32_t others = 0; outcome == claim_outcome::taken && others < most_runs; ++others)
         outcome = file.claim(temporary_path(ctx, others));
+    if (outcome == claim_outcome::made) return true;
     if (outcome == claim_outcome::claimed) {
         if (is_source(file, ctx)) return false;
         if (cut_file(file.file)) return true;

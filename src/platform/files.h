@@ -30,10 +30,11 @@ bool open_for_writing(native_file& file, const std::u16string& path);
 bool open_for_appending(native_file& file, const std::u16string& path);
 // Creates or opens, for reading and writing, shared; what is in the file stays. Refuses a disk, and does not touch it.
 bool open_for_update(native_file& file, const std::u16string& path);
-enum class claim_outcome { claimed, taken, failed };
+enum class claim_outcome { made, claimed, taken, failed };
 // Creates or opens, for reading and writing, a file that is the caller's alone until it is closed; it may be renamed
-// and removed meanwhile. What is in it stays. Taken: another process has claimed it, or the name is a link, one of
-// several names of a file, or no file's. A host that cannot lock keeps nobody apart.
+// and removed meanwhile. What is in it stays. Made: it was not there, and is empty; not every host tells. Taken:
+// another process has claimed it, or the name is a link, one of several names of a file, or no file's. A host that
+// cannot lock keeps nobody apart.
 claim_outcome claim_file(native_file& file, const std::u16string& path);
 // Cuts the file down to its first `length` bytes, where it has a length at all.
 bool cut_file(const native_file& file, std::uint64_t length = 0);

@@ -63,6 +63,6 @@ claim_outcome plain_file::claim(const std::u16string& path_to_open) {
     claim_outcome outcome = claim_file(file, path);
     if (outcome == claim_outcome::failed && is_long_path_error(last_system_error()))
         outcome = claim_file(file, long_form(path));
-    is_open = writable = outcome == claim_outcome::claimed;
+    is_open = writable = outcome == claim_outcome::made || outcome == claim_outcome::claimed;
     return outcome;
 }

@@ -87,14 +87,19 @@ bool open_for_update(native_file& file, const std::u16string& path) {
 }
 
 claim_outcome claim_file(native_file& file, const std::u16string& path) {
-    file_identity target;
-    if (identify(path, target) && target.is_device) return refuse(ENOTSUP), claim_outcome::failed;
-    if (!open_with_flags(file, path, O_RDWR | O_CREAT | O_NOFOLLOW))
-        return last_error == ELOOP ? claim_outcome::taken : claim_outcome::failed;
+    constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW;
+    const bool is_new = open_with_flags(file, path, flags | O_EXCL);
+    if (!is_new) {
+        file_identity target;
+        if (last_error != EEXIST) return claim_outcome::failed;
+        if (identify(path, target) && target.is_device) return refuse(ENOTSUP), claim_outcome::failed;
+        if (!open_with_flags(file, path, flags))
+            return last_error == ELOOP ? claim_outcome::taken : claim_outcome::failed;
+    }
     // Every other refusal is that of a file system without locks.
     const bool is_free = flock(static_cast<int>(file.handle), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
     // Between the open and the lock the one who held it may have renamed or removed it.
-    if (is_free && is_only_name(path, file)) return claim_outcome::claimed;
+    if (is_free && is_only_name(path, file)) return is_new ? claim_outcome::made : claim_outcome::claimed;
     close_file(file);
     return refuse(EBUSY), claim_outcome::taken;
 }
