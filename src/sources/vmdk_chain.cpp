@@ -76,7 +76,7 @@ bool is_repeated(vmdk_chain& chain, std::uint64_t offset) {
 // Guard: tables may name the same grains over and over. All files together hold no more grains than these.
 bool is_endless(const vmdk_chain& chain) {
     constexpr std::uint64_t most_at_once = 1024 * 1024;  // bytes that a search reads in a row
-    constexpr std::uint64_t spare_answers = 4096, spare_steps = 1u << 26;
+    constexpr std::uint64_t spare_answers = 4096, spare_steps = 1u << 20;
     std::uint64_t bytes = 0, least = most_at_once;
     for (const vmdk_disk* disk : chain.ordered_disks) {
         bytes += disk->file_size;
