@@ -68,42 +68,31 @@ bool format_csvgen(cmd_params& params, const std::string&) {
     return true;
 }
 
-bool format_l2t(cmd_params& params, const std::string&) {
-    set_formats(params, {.l2t = true, .csvgen = params.format_csvgen});
-    params.header_pending = true;
-    set_separator(params, ",");
+// `has_labels`: a header goes ahead of the rows.
+bool take_shape(cmd_params& params, const format_flags& on, bool has_labels, std::string_view separator) {
+    set_formats(params, on);
+    params.header_pending = has_labels;
+    set_separator(params, separator);
     return true;
+}
+
+// The first two leave -csvgen alone, as -csv does.
+bool format_l2t(cmd_params& params, const std::string&) {
+    return take_shape(params, {.l2t = true, .csvgen = params.format_csvgen}, true, ",");
 }
 
 bool format_bodyfile(cmd_params& params, const std::string&) {
-    // Leaves -csvgen alone, as -csv and -csvl2t do.
-    set_formats(params, {.csvgen = params.format_csvgen, .bodyfile = true});
-    params.header_pending = true;
-    set_separator(params, "|");
-    return true;
+    return take_shape(params, {.csvgen = params.format_csvgen, .bodyfile = true}, true, "|");
 }
 
-bool format_xml(cmd_params& params, const std::string&) {
-    set_formats(params, {.xml = true});
-    params.header_pending = false;
-    set_separator(params, "");
-    return true;
-}
+bool format_xml(cmd_params& params, const std::string&) { return take_shape(params, {.xml = true}, false, ""); }
 
 bool format_multiline(cmd_params& params, const std::string&) {
-    set_formats(params, {.multiline = true});
-    params.header_pending = true;
-    set_separator(params, "");
-    return true;
+    return take_shape(params, {.multiline = true}, true, "");
 }
 
 // Every byte of a text stands as it is: JSON has escapes of its own.
-bool format_jsonl(cmd_params& params, const std::string&) {
-    set_formats(params, {.jsonl = true});
-    params.header_pending = false;
-    set_separator(params, "");
-    return true;
-}
+bool format_jsonl(cmd_params& params, const std::string&) { return take_shape(params, {.jsonl = true}, false, ""); }
 
 // The words for a results file or a log that cannot be had.
 bool refuse_output(const std::string& path) {
@@ -287,16 +276,6 @@ bool take_option(const cmd_option& option, std::string& value, std::vector<std::
     return false;
 }
 
-std::string joined_command_line(const std::vector<std::string>& args) {
-    std::string line;
-    for (std::size_t index = 0; index < args.size(); ++index) {
-        if (index > 0) line += ' ';
-        const bool quoted = args[index].find(' ') != std::string::npos;
-        line += quoted ? '"' + args[index] + '"' : args[index];
-    }
-    return line;
-}
-
 // What follows the last separator of the program's path, without its extension.
 std::string name_of_tool(const std::string& program) {
     const std::string name = program.substr(program.find_last_of("/\\") + 1);
@@ -308,7 +287,7 @@ std::string name_of_tool(const std::string& program) {
 
 bool parse_cmd_params(cmd_params& params, std::vector<std::string>& args) {
     if (args.empty()) return false;
-    if (params.command_line.empty()) params.command_line = joined_command_line(args);
+    if (params.command_line.empty()) params.command_line = joined(args, '"');
     if (params.tool_name.empty()) params.tool_name = name_of_tool(args.front());
     for (const cmd_option& option : cmd_options) {
         std::string value;

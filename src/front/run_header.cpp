@@ -28,16 +28,6 @@ void append_local_time(std::string& out, const std::vector<std::string>& args) {
     out.append(text, put_time(text, moment, plan_time("hh:mm:ss.xxx")));
 }
 
-std::string command_text(const std::vector<std::string>& args) {
-    std::string text;
-    for (std::size_t index = 0; index < args.size(); ++index) {
-        if (index > 0) text += ' ';
-        const bool quoted = args[index].find(' ') != std::string::npos;
-        text += quoted ? "'" + args[index] + "'" : args[index];
-    }
-    return text;
-}
-
 }  // namespace
 
 std::string build_run_header(const std::vector<std::string>& args) {
@@ -47,6 +37,6 @@ std::string build_run_header(const std::vector<std::string>& args) {
     out += " [local time]; computer: " + computer_name() + "; os: " + system_text() + "\n";
     out += "\"cmdline: ";
     if (has_pipe(args)) out += "<filelist> ... | ";
-    out += command_text(args) + "\"\n";
+    out += joined(args, '\'') + "\"\n";
     return out;
 }

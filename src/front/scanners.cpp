@@ -72,3 +72,13 @@ std::vector<std::string> narrowed(const std::vector<std::u16string>& list) {
     for (const std::u16string& entry : list) out.push_back(bytes_from_utf16(entry));
     return out;
 }
+
+std::string joined(const std::vector<std::string>& list, char quote) {
+    std::string line;
+    for (std::size_t index = 0; index < list.size(); ++index) {
+        if (index > 0) line += ' ';
+        const bool quoted = list[index].find(' ') != std::string::npos;
+        line += quoted ? quote + list[index] + quote : list[index];
+    }
+    return line;
+}

@@ -20,3 +20,5 @@ bool has_pipe(const std::vector<std::string>& list);
 std::vector<std::u16string> widened(const std::vector<std::string>& list);
 // Bytes that were no UTF-8 come back as they were.
 std::vector<std::string> narrowed(const std::vector<std::u16string>& list);
+// As one line for readers; entries with a blank stand between `quote`s.
+std::string joined(const std::vector<std::string>& list, char quote);
