@@ -48,17 +48,19 @@ std::uint32_t read_piece(vmdk_chain& chain, std::uint8_t* to, std::uint64_t offs
 }
 
 // Of spans without a table of their own in any disk, which disks have the shared one there: spans of one kind hold the
-// same bytes. 0: it is like no other, or tables do not cover the same in all disks.
+// same bytes. 0: it is like no other, tables do not cover the same in all disks, or there is none: disks pass over
+// that by themselves, behind their last table in one step.
 std::uint64_t kind_of_span(const vmdk_chain& chain, std::uint64_t index) {
     constexpr std::size_t most_disks = 63;
     if (chain.ordered_disks.size() > most_disks) return 0;
-    std::uint64_t kind = 1;
+    std::uint64_t kind = 1, shared = 0;
     for (const vmdk_disk* disk : chain.ordered_disks) {
         if (disk->table_span != chain.leaf->table_span || disk->has_own_table(index)) return 0;
         const bool is_shared = index < disk->table_places.size() && disk->table_places[index] != vmdk_disk::no_table;
+        shared |= is_shared ? 1u : 0u;
         kind = kind << 1 | (is_shared ? 1u : 0u);
     }
-    return kind;
+    return shared != 0 ? kind : 0;
 }
 
 // True if the span at `offset` holds nothing that the search has not passed.
