@@ -26,6 +26,9 @@ struct byte_view {
     std::uint32_t u32(std::size_t offset) const { return field<std::uint32_t>(offset); }
     std::uint64_t u64(std::size_t offset) const { return field<std::uint64_t>(offset); }
 
+    // True for no bytes too.
+    bool is_all_zero() const { return size == 0 || (data[0] == 0 && std::memcmp(data, data + 1, size - 1) == 0); }
+
     // At most `count` bytes from `offset`: shorter at the end, empty beyond it.
     byte_view part(std::size_t offset, std::size_t count) const {
         if (offset >= size) return {};

@@ -23,7 +23,8 @@ constexpr std::array<char16_t, 65536> lower_table = build_lower_table();
 
 constexpr bool is_high_surrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 constexpr bool is_low_surrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
-constexpr bool is_trimmed(char32_t unit) { return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n'; }
+constexpr bool is_blank(char32_t unit) { return unit == ' ' || unit == '\t'; }
+constexpr bool is_trimmed(char32_t unit) { return is_blank(unit) || unit == '\r' || unit == '\n'; }
 constexpr char lower_ascii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 
 std::size_t put_code(char* to, std::uint32_t code) {
@@ -73,8 +74,8 @@ bool take_utf8(std::string_view text, std::size_t& at, std::uint32_t& code) {
 }
 
 template <class view>
-view trim_view(view text) {
-    while (!text.empty() && is_trimmed(static_cast<char32_t>(text.front()))) text.remove_prefix(1);
+view trim_view(view text, bool (*at_front)(char32_t)) {
+    while (!text.empty() && at_front(static_cast<char32_t>(text.front()))) text.remove_prefix(1);
     while (!text.empty() && is_trimmed(static_cast<char32_t>(text.back()))) text.remove_suffix(1);
     return text;
 }
@@ -223,5 +224,6 @@ std::size_t find_nul(std::u16string_view text) {
     return at;
 }
 
-std::string_view trimmed(std::string_view text) { return trim_view(text); }
-std::u16string_view trimmed(std::u16string_view text) { return trim_view(text); }
+std::string_view trimmed(std::string_view text) { return trim_view(text, is_trimmed); }
+std::u16string_view trimmed(std::u16string_view text) { return trim_view(text, is_trimmed); }
+std::u16string_view trimmed_path(std::u16string_view text) { return trim_view(text, is_blank); }

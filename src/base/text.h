@@ -42,3 +42,5 @@ std::size_t find_nul(std::u16string_view text);
 // Without blanks, tabs, CR and LF at both ends.
 std::string_view trimmed(std::string_view text);
 std::u16string_view trimmed(std::u16string_view text);
+// As paths and their segments are: a line end stays at the front, where it belongs to a name.
+std::u16string_view trimmed_path(std::u16string_view text);

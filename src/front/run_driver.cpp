@@ -182,6 +182,7 @@ int run(std::vector<std::string> args) {
     write_header_block(*state.out, state.run_header);
     state.ctx.reset(new (std::nothrow) mft_entries_ctx);
     if (state.ctx == nullptr) return failed;
+    state.ctx->selected_elsewhere = is_later_instance();
     const int exit_code = read_options_and_run(state);
     end_run(state);
     return exit_code;

@@ -26,6 +26,7 @@
 namespace {
 
 constexpr const char* merged_path_variable = "GRELMOOR_MERGED_FILE";
+constexpr const char* later_instance_variable = "GRELMOOR_LATER_INSTANCE";
 
 // One child process and what it was given.
 struct instance {
@@ -179,6 +180,7 @@ std::deque<instance> start_all(const mft_entries_ctx& ctx, std::uint32_t count,
     for (std::uint32_t index = ctx.mft_count < count ? count - 1 : 0; index < count; ++index) {
         instance planned = plan_instance(ctx, index, count);
         if (planned.range == 0) continue;
+        if (!started.empty()) planned.added = {later_instance_variable, "1"};
         if (started.empty()) hand_over_results(planned, ctx);
         start(started.emplace_back(std::move(planned)), ctx, child_args, temp_dir);
         if (interrupted()) break;
@@ -271,6 +273,8 @@ bool merge(const instance& each, const mft_entries_ctx& ctx, bool& labelled) {
 std::u16string take_merged_path() {
     return utf16_from_utf8(take_environment_value(merged_path_variable).value_or(std::string()));
 }
+
+bool is_later_instance() { return take_environment_value(later_instance_variable).has_value(); }
 
 bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<std::string>& child_args,
                    const std::string& temp_dir) {

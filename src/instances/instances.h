@@ -16,3 +16,5 @@ bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<
 // In the first instance: the merged file, to whose end its rows go, so that nobody need copy them. Its own results file
 // gets the header alone. Elsewhere empty. To be asked once, before options are read: paths may name variables.
 std::u16string take_merged_path();
+// In all instances but the first. Selected records know no range, so the first one walks them all. To be asked once.
+bool is_later_instance();

@@ -16,10 +16,6 @@ constexpr std::size_t short_chunk = 9;  // bytes of a chunk that leaves no trace
 
 using chunk_bytes = std::array<std::uint8_t, chunk_size>;
 
-bool all_zero(byte_view bytes) {
-    return std::all_of(bytes.data, bytes.data + bytes.size, [](std::uint8_t each) { return each == 0; });
-}
-
 byte_view tail_of(byte_view unit) {
     return unit.size <= chunk_size ? unit : unit.part(unit.size - chunk_size, chunk_size);
 }
@@ -84,7 +80,7 @@ bool decode_chunk(byte_view input, chunk_bytes& chunk) {
 
 // A unit that turns out to hold no chunks: taken as it is stored, unless its end says that it is not.
 bool take_as_stored(byte_view unit, unit_output& output) {
-    if (all_zero(tail_of(unit))) return false;
+    if (tail_of(unit).is_all_zero()) return false;
     output.deliver(unit, 0, unit.size);
     return true;
 }
@@ -115,7 +111,7 @@ bool decode_compression_unit(byte_view unit, std::uint64_t remaining, std::uint3
                              std::vector<std::uint8_t>& out) {
     if (unit.size == 0) return false;
     unit_output output{out, remaining};
-    const bool is_hole = (flags & read_had_hole) != 0 && all_zero(unit);
+    const bool is_hole = (flags & read_had_hole) != 0 && unit.is_all_zero();
     if (is_hole || is_stored(unit, flags)) {
         output.deliver(unit, 0, unit.size);
         return true;

@@ -32,7 +32,7 @@ bool is_drive(const std::u16string& segment) { return segment.size() > 1 && segm
 
 // How names are compared.
 std::u16string key_of_segment(std::u16string_view segment) {
-    return lowered(trimmed(segment.substr(0, segment.find(u':'))));
+    return lowered(trimmed_path(segment.substr(0, segment.find(u':'))));
 }
 
 // A path on a shadow copy's device becomes that on its volume.

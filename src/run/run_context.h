@@ -102,7 +102,8 @@ struct mft_settings : named_sources {
     // What is read of the source; how it was named is in named_sources.
     std::uint64_t volume_record_count = 0;  // never read
     std::uint64_t mft_start = 0;
-    std::uint64_t mft_count = 0;  // 0: the walker fills it in
+    std::uint64_t mft_count = 0;      // 0: the walker fills it in
+    bool selected_elsewhere = false;  // another instance walks selected_inodes
     bool close_source_after_walk = false;
     std::string indx_file_path;
 

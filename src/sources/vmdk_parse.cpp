@@ -106,12 +106,8 @@ bool read_directory(vmdk_disk& disk, const sparse_header& header, std::vector<st
     return read_held(disk, begin, end - begin, bytes);
 }
 
-bool is_all_zero(const std::vector<std::uint8_t>& bytes) {
-    return bytes[0] == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0;
-}
-
 std::uint32_t keep_table(vmdk_disk& disk, const std::vector<std::uint8_t>& bytes) {
-    if (is_all_zero(bytes)) return vmdk_disk::no_table;
+    if (byte_view(bytes).is_all_zero()) return vmdk_disk::no_table;
     const std::size_t begin = disk.grains.size();
     disk.grains.resize(begin + disk.table_entries);
     std::memcpy(disk.grains.data() + begin, bytes.data(), bytes.size());

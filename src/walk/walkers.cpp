@@ -76,12 +76,6 @@ std::uint64_t next_number(const mft_entries_ctx& ctx, std::uint64_t number, std:
     return next;
 }
 
-// An instance walks its own range, of selected records, too: each would be told as often as there are instances.
-bool belongs_to_another(const mft_entries_ctx& ctx, std::uint64_t number) {
-    const bool inside = number >= ctx.mft_start && number - ctx.mft_start < ctx.mft_count;
-    return ctx.instance_number != -1 && !inside;
-}
-
 }  // namespace
 
 std::uint64_t declared_mft_size(const file_record& record) {
@@ -121,7 +115,7 @@ void walk_mft_inodes(report_output& out, mft_entries_ctx& ctx) {
     if (!begin_number_walk(walk)) return;
     if (ctx.mft_count == 0) ctx.mft_count = walk.total;
     for (const auto& item : ctx.selected_inodes) {
-        if (!belongs_to_another(ctx, item.key) && !visit(walk, item.key)) break;
+        if (ctx.selected_elsewhere || !visit(walk, item.key)) break;
     }
     end_walk(walk);
 }

@@ -45,9 +45,9 @@ void check_stream(opened_volume& opened, const attr_entry& attribute) {
 int run_input(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t record_size = 1024, most_bytes = 32 * 1024;
     if (size < record_size || size > most_bytes) return 0;
-    build::volume built(64, record_size);
-    built.put(30, build::bytes(data + record_size, data + size));
-    built.mft({{8, 4}}, {build::bytes(data, data + record_size)});
+    static const build::volume blank = build::volume(64, record_size).mft({{8, 4}}, {}, 2 * record_size);
+    build::volume built = blank;
+    built.put(30, build::bytes(data + record_size, data + size)).put(9, build::bytes(data, data + record_size));
     opened_volume opened(built.all());
     file_record record;
     if (!opened.valid() || !opened.decode(record, 1)) return 0;

@@ -41,11 +41,11 @@ std::u16string current_directory() {
 }
 
 std::u16string make_absolute(std::u16string_view path) {
-    std::u16string_view text = trimmed(path);
+    std::u16string_view text = trimmed_path(path);
     // Quotes around a path are not part of it; inside a name they are characters like any other here.
     const bool quoted =
         text.size() > 1 && text.front() == text.back() && (text.front() == u'"' || text.front() == u'\'');
-    if (quoted) text = trimmed(text.substr(1, text.size() - 2));
+    if (quoted) text = trimmed_path(text.substr(1, text.size() - 2));
     if (text.empty()) return {};
     if (text.front() == u'/') return without_dots(text);
     const std::u16string here = current_directory();

@@ -86,7 +86,7 @@ std::u16string make_absolute(std::u16string_view path) {
     for (char16_t& unit : clean) {
         if (unit == u'"' || unit == u'\'') unit = u' ';
     }
-    std::u16string text(trimmed(std::u16string_view(clean)));
+    std::u16string text(trimmed_path(clean));
     if (text.empty()) return {};
     const char16_t separator = text.find(u'/') != std::u16string::npos ? u'/' : u'\\';
     // A path from the current drive's root is not accepted; one that begins with two separators is as it is.

@@ -37,6 +37,8 @@ const std::vector<path_case> posix_paths = {
     {u"a/../b", here + u"/b"},
     {u"c:\\x", here + u"/c:\\x"},
     {u"\\x", here + u"/\\x"},
+    {u" /a/\nb\r\n", u"/a/\nb"},
+    {u"\n/a", here + u"/\n/a"},
 };
 
 const std::vector<path_case> windows_paths = {
