@@ -27,17 +27,17 @@ bool is_line_space(char16_t unit) { return unit >= u'\t' && unit <= u'\r'; }
 }  // namespace
 
 int run_input(const std::uint8_t* data, std::size_t size) {
-    std::vector<std::string> arguments;
+    std::vector<std::string> harmless;
     std::vector<std::u16string> tokens;
     script_tokens({data, size}, tokens);
     for (const std::u16string& token : tokens) {
         expect(token.size() <= size && std::none_of(token.begin(), token.end(), is_line_space));
-        if (!reaches_out(token)) arguments.push_back(bytes_from_utf16(token));
+        if (!reaches_out(token)) harmless.push_back(bytes_from_utf16(token));
     }
-    expect(arguments.size() <= size);
-    const read_options once = options_of(arguments), twice = options_of(arguments);
+    expect(harmless.size() <= size);
+    const read_options once = options_of(harmless), twice = options_of(harmless);
     expect(once.result >= -3 && once.result <= 0 && once.result == twice.result && once.left == twice.left);
     expect(settings_beyond(*once.ctx, *twice.ctx).empty());
-    expect(once.left.front() == "grelmoor" && once.left.size() <= arguments.size() + 1);
+    expect(once.left.front() == "grelmoor" && once.left.size() <= harmless.size() + 1);
     return 0;
 }

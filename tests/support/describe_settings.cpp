@@ -53,15 +53,15 @@ std::string text_of(const filter_entry& entry) {
     return text;
 }
 
-template <class list>
-std::string text_of_items(const list& items) {
+// Of a list in brackets, of a map in braces.
+template <class item>
+std::string text_of(const std::vector<item>& items) {
     std::string text;
-    for (const auto& item : items) text += (text.empty() ? "" : ";") + text_of(item);
+    for (const item& each : items) text += (text.empty() ? "" : ";") + text_of(each);
     return "[" + text + "]";
 }
-
-template <class map>
-std::string text_of_map(const map& entries) {
+template <class key, class value>
+std::string text_of(const flat_map<key, value>& entries) {
     std::string text;
     for (const auto& entry : entries)
         text += (text.empty() ? "" : ";") + text_of(entry.key) + "=" + text_of(entry.value);
@@ -71,13 +71,11 @@ std::string text_of_map(const map& entries) {
 // One name after the other, as many as a line holds.
 // clang-format off
 #define FIELD(name) {#name, text_of(ctx.name)}
-#define ITEMS(name) {#name, text_of_items(ctx.name)}
-#define ENTRIES(name) {#name, text_of_map(ctx.name)}
 
-named_texts generic_texts(const mft_entries_ctx& ctx) {
+named_texts texts_of(const mft_entries_ctx& ctx) {
     return {
         FIELD(version_text), FIELD(results_path), FIELD(results_dir), FIELD(username), FIELD(hostname), FIELD(source_type),
-        ENTRIES(alias_paths), ENTRIES(aliases), FIELD(date_format), FIELD(time_format), FIELD(replace_from),
+        FIELD(alias_paths), FIELD(aliases), FIELD(date_format), FIELD(time_format), FIELD(replace_from),
         FIELD(replace_to), FIELD(separator), FIELD(no_whitespace), FIELD(blank_before_time), FIELD(hex_numbers),
         FIELD(username_given), FIELD(hostname_given), FIELD(gzip_wanted), FIELD(gzip_level_flag), FIELD(zlib_wanted),
         FIELD(zlibex_wanted), FIELD(zlibex_text), FIELD(threads), FIELD(database_sink), FIELD(results_dir_given),
@@ -85,22 +83,17 @@ named_texts generic_texts(const mft_entries_ctx& ctx) {
         FIELD(format_xml), FIELD(format_csv), FIELD(format_l2t), FIELD(format_csvgen), FIELD(format_bodyfile),
         FIELD(format_multiline), FIELD(format_jsonl), FIELD(verbose), FIELD(show_progress), FIELD(header_pending), FIELD(pair_datetime),
         FIELD(diags_path), FIELD(run_header_text), FIELD(profile_wanted), FIELD(profile_start),
-        FIELD(signal_name), ITEMS(generic_filter_terms), FIELD(pipe_flag),
-    };
-}
-
-named_texts walk_texts(const mft_entries_ctx& ctx) {
-    return {
+        FIELD(signal_name), FIELD(generic_filter_terms), FIELD(pipe_flag),
         FIELD(hash_output), FIELD(csv_per_path), FIELD(filepath_only), FIELD(default_output), FIELD(results_path_wide),
         FIELD(hexdump), FIELD(hide_dos_fntimes), FIELD(thorough), FIELD(omit_cluster_info), FIELD(separator_wide), FIELD(progress_title),
         FIELD(record_offset_wanted), FIELD(mft_start), FIELD(mft_count), FIELD(mft_file_path), FIELD(source_kind),
         FIELD(volume_offset), FIELD(image_path_disk), FIELD(image_path_volume), FIELD(live_volume_text),
-        FIELD(drive_number), ITEMS(vmdk_paths), FIELD(indx_file_path), FIELD(fetch_header), FIELD(head_start),
-        FIELD(head_length), ITEMS(extensions), ITEMS(filter_dirs), ITEMS(filter_dirs_recursive), ITEMS(filter_files),
-        ENTRIES(name_entries), ENTRIES(selected_inodes), ENTRIES(dir_inodes), FIELD(max_size), FIELD(min_size),
-        ITEMS(wildcards), FIELD(time_start), FIELD(time_stop), FIELD(deleted_only), FIELD(unalloc_phase),
+        FIELD(drive_number), FIELD(vmdk_paths), FIELD(indx_file_path), FIELD(fetch_header), FIELD(head_start),
+        FIELD(head_length), FIELD(extensions), FIELD(filter_dirs), FIELD(filter_dirs_recursive), FIELD(filter_files),
+        FIELD(name_entries), FIELD(selected_inodes), FIELD(dir_inodes), FIELD(max_size), FIELD(min_size),
+        FIELD(wildcards), FIELD(time_start), FIELD(time_stop), FIELD(deleted_only), FIELD(unalloc_phase),
         FIELD(deleted_all), FIELD(all_clusters), FIELD(jp_flag), FIELD(lnk_flag), FIELD(find_mft), FIELD(objid_wanted),
-        ITEMS(objid_value), FIELD(and_logic), ITEMS(filter_pattern_bytes), ITEMS(rules), FIELD(signature_filter),
+        {"objid_value", text_of(std::vector<std::uint8_t>(ctx.objid_value.begin(), ctx.objid_value.end()))}, FIELD(and_logic), FIELD(filter_pattern_bytes), FIELD(rules), FIELD(signature_filter),
         FIELD(signature_kind), FIELD(scan_start), FIELD(scan_size), FIELD(copy_files), FIELD(copy_dir),
         FIELD(copy_all_streams), FIELD(copy_normal_data), FIELD(copy_named_data), FIELD(raw_copy), FIELD(skip_sparse),
         FIELD(copy_active), FIELD(use_orig_ext), FIELD(want_md5), FIELD(want_sha1),
@@ -108,21 +101,17 @@ named_texts walk_texts(const mft_entries_ctx& ctx) {
 }
 // clang-format on
 
-void append_differences(std::string& out, const named_texts& base, const named_texts& texts) {
-    for (std::size_t index = 0; index < texts.size(); ++index) {
-        const auto& [name, text] = texts[index];
-        if (text == base[index].second) continue;
-        if (!out.empty()) out += ' ';
-        const bool flag = text == "+" || (text == "-" && base[index].second == "+");
-        out += flag ? text + name : std::string(name) + "=" + text;
-    }
-}
-
 }  // namespace
 
 std::string settings_beyond(const mft_entries_ctx& base, const mft_entries_ctx& ctx) {
     std::string out;
-    append_differences(out, generic_texts(base), generic_texts(ctx));
-    append_differences(out, walk_texts(base), walk_texts(ctx));
+    const named_texts before = texts_of(base), after = texts_of(ctx);
+    for (std::size_t index = 0; index < after.size(); ++index) {
+        const auto& [name, text] = after[index];
+        if (text == before[index].second) continue;
+        if (!out.empty()) out += ' ';
+        const bool flag = text == "+" || (text == "-" && before[index].second == "+");
+        out += flag ? text + name : std::string(name) + "=" + text;
+    }
     return out;
 }

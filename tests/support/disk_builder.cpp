@@ -4,26 +4,6 @@
 
 namespace build {
 
-disk& disk::text(std::size_t at, std::string_view value) {
-    std::copy(value.begin(), value.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(at));
-    return *this;
-}
-
-disk& disk::byte(std::size_t at, std::uint8_t value) {
-    bytes_[at] = value;
-    return *this;
-}
-
-disk& disk::u32(std::size_t at, std::uint32_t value) {
-    poke_u32(bytes_, at, value);
-    return *this;
-}
-
-disk& disk::mark(std::size_t sector) {
-    poke_u16(bytes_, (sector + 1) * size_ - 2, 0xAA55);
-    return *this;
-}
-
 disk& disk::table(std::size_t sector, std::initializer_list<slot> slots) {
     std::size_t at = sector * size_ + 446;
     for (const slot& each : slots) {
@@ -43,7 +23,7 @@ disk& disk::gpt(std::initializer_list<gpt_partition> partitions, std::uint32_t e
         poke_u64(bytes_, at + 32, each.first);
         poke_u64(bytes_, at + 40, each.last);
         const bytes name = utf16_bytes(each.name);
-        std::copy(name.begin(), name.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(at + 56));
+        std::copy(name.begin(), name.end(), bytes_.data() + at + 56);
         at += entry_size;
     }
     return *this;

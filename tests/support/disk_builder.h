@@ -33,15 +33,17 @@ public:
     disk& exfat(std::size_t sector, std::uint64_t start, std::uint64_t total_sectors);
     disk& fat32(std::size_t sector, std::uint32_t total_sectors) { return fat(sector, total_sectors, "FAT32   ", 82); }
     disk& fat16(std::size_t sector, std::uint32_t total_sectors) { return fat(sector, total_sectors, "FAT16   ", 54); }
-    disk& mark(std::size_t sector);
-    disk& byte(std::size_t at, std::uint8_t value);
-    disk& u32(std::size_t at, std::uint32_t value);
+    disk& mark(std::size_t sector) { return poke_u16(bytes_, (sector + 1) * size_ - 2, 0xAA55), *this; }
+    disk& byte(std::size_t at, std::uint8_t value) { return bytes_[at] = value, *this; }
+    disk& u32(std::size_t at, std::uint32_t value) { return poke_u32(bytes_, at, value), *this; }
 
     const bytes& all() const { return bytes_; }
 
 private:
     disk& fat(std::size_t sector, std::uint32_t total_sectors, std::string_view name, std::size_t name_at);
-    disk& text(std::size_t at, std::string_view value);
+    disk& text(std::size_t at, std::string_view value) {
+        return std::copy(value.begin(), value.end(), bytes_.data() + at), *this;
+    }
 
     bytes bytes_;
     std::size_t size_;

@@ -22,7 +22,7 @@ inline bytes index_node(std::vector<bytes> entries, std::size_t gap = 0) {
     bytes out(16 + gap);
     poke_u32(out, 0, static_cast<std::uint32_t>(out.size()));
     entries.push_back(index_entry(0, 2, 16));
-    for (const bytes& entry : entries) out.insert(out.end(), entry.begin(), entry.end());
+    for (const bytes& entry : entries) out = out + entry;
     poke_u32(out, 4, static_cast<std::uint32_t>(out.size()));
     return out;
 }

@@ -38,19 +38,20 @@ temporary_file::~temporary_file() {
     std::filesystem::remove(path_, ignored);
 }
 
-read_options options_of(std::vector<std::string> arguments) {
-    read_options read;
-    read.ctx = std::make_unique<mft_entries_ctx>();
-    arguments.insert(arguments.begin(), "grelmoor");
-    read.result = parse_run_options(*read.ctx, arguments, "ver", "NTFS$MFT");
-    read.left = arguments;
+arguments operator+(arguments left, const arguments& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+read_options options_of(arguments given) {
+    read_options read{std::make_unique<mft_entries_ctx>(), 0, arguments{"grelmoor"} + given};
+    read.result = parse_run_options(*read.ctx, read.left, "ver", "NTFS$MFT");
     return read;
 }
 
-std::vector<std::string> report_lines(const build::bytes& mft, std::vector<std::string> arguments) {
+std::vector<std::string> report_lines(const build::bytes& mft, const arguments& given) {
     const temporary_file file(mft);
-    arguments.insert(arguments.end(), {"-mftfile", file.path(), "-quiet"});
-    const read_options read = options_of(arguments);
+    const read_options read = options_of(given + arguments{"-mftfile", file.path(), "-quiet"});
     std::stringstream out;
     report_output results{out, read.ctx->header_pending};
     walk_mft_sequence(results, *read.ctx);

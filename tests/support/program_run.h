@@ -10,6 +10,9 @@
 #include "run/run_context.h"
 #include "support/record_builder.h"
 
+using arguments = std::vector<std::string>;
+arguments operator+(arguments left, const arguments& right);
+
 // A file with these bytes, for as long as the object lives.
 class temporary_file {
 public:
@@ -27,11 +30,11 @@ private:
 struct read_options {
     std::unique_ptr<mft_entries_ctx> ctx;
     int result = 0;
-    std::vector<std::string> left;  // arguments that no pass took
+    arguments left;  // arguments that no pass took
 };
-read_options options_of(std::vector<std::string> arguments);
+read_options options_of(arguments given);
 
 // What a run writes to its results, header block excluded: lines of the report's header and its rows.
-std::vector<std::string> report_lines(const build::bytes& mft, std::vector<std::string> arguments);
+std::vector<std::string> report_lines(const build::bytes& mft, const arguments& given);
 // The cells of one row, divided at the separator.
 std::vector<std::string> cells_of(const std::string& row, const std::string& separator = ",");

@@ -12,14 +12,14 @@ void poke(bytes& target, std::size_t at, number value) {
     std::memcpy(target.data() + at, &value, sizeof value);
 }
 
-void append(bytes& target, const bytes& more) { target.insert(target.end(), more.begin(), more.end()); }
-
 void poke_times(bytes& target, std::size_t at, const times& values) {
     poke_u64(target, at, values.created);
     poke_u64(target, at + 8, values.modified);
     poke_u64(target, at + 16, values.mft_changed);
     poke_u64(target, at + 24, values.accessed);
 }
+
+void append(bytes& target, const bytes& more) { target.insert(target.end(), more.begin(), more.end()); }
 
 std::size_t sectors_of(std::size_t size) { return size / 512; }
 
@@ -28,6 +28,8 @@ std::size_t sectors_of(std::size_t size) { return size / 512; }
 void poke_u16(bytes& target, std::size_t at, std::uint16_t value) { poke(target, at, value); }
 void poke_u32(bytes& target, std::size_t at, std::uint32_t value) { poke(target, at, value); }
 void poke_u64(bytes& target, std::size_t at, std::uint64_t value) { poke(target, at, value); }
+
+bytes operator+(bytes left, const bytes& right) { return append(left, right), left; }
 
 bytes utf16_bytes(std::u16string_view text) {
     bytes out(2 * text.size());
@@ -57,38 +59,9 @@ record::record(std::size_t size, std::uint16_t fixup_offset) : size_(size), fixu
     poke_u16(bytes_, 4, fixup_offset);
     poke_u16(bytes_, 6, static_cast<std::uint16_t>(words));
     sequence(1);
-    links(1);
+    poke_u16(bytes_, 18, 1);
     poke_u16(bytes_, 20, static_cast<std::uint16_t>(first));
     poke_u16(bytes_, 22, 1);
-}
-
-record& record::sequence(std::uint16_t value) {
-    poke_u16(bytes_, 16, value);
-    return *this;
-}
-record& record::links(std::uint16_t value) {
-    poke_u16(bytes_, 18, value);
-    return *this;
-}
-record& record::directory() {
-    bytes_[22] |= 2;
-    return *this;
-}
-record& record::deleted() {
-    bytes_[22] &= 0xFE;
-    return *this;
-}
-record& record::signature(std::string_view four) {
-    std::memcpy(bytes_.data(), four.data(), 4);
-    return *this;
-}
-record& record::base(std::uint64_t reference) {
-    poke_u64(bytes_, 32, reference);
-    return *this;
-}
-record& record::id(std::uint16_t value) {
-    next_id_ = value;
-    return *this;
 }
 
 std::size_t record::begin(std::uint32_t type, bool non_resident_form, std::u16string_view attribute_name,
@@ -152,17 +125,16 @@ record& record::data(std::string_view text, std::u16string_view stream) {
     return resident(0x80, bytes(text.begin(), text.end()), stream);
 }
 
-record& record::attribute_list(const std::vector<list_entry>& entries) {
-    bytes value;
-    for (const list_entry& entry : entries) {
-        const std::size_t at = value.size();
-        value.resize(at + 32);
+bytes list_bytes(const std::vector<list_entry>& entries) {
+    bytes value(32 * entries.size());
+    for (std::size_t at = 0; at < value.size(); at += 32) {
+        const list_entry& entry = entries[at / 32];
         poke_u32(value, at, entry.type);
         poke_u16(value, at + 4, 32);
         poke_u64(value, at + 16, entry.reference);
         poke_u16(value, at + 24, entry.id);
     }
-    return resident(0x20, value);
+    return value;
 }
 
 bytes record::fixed_up() const {
@@ -203,6 +175,12 @@ bytes mft(std::vector<bytes> records, std::size_t record_size) {
         if (each.empty()) out.resize(out.size() + record_size);
     }
     return out;
+}
+
+bytes mft_with(const std::vector<placed>& items) {
+    std::vector<bytes> records(items.back().inode + 1);
+    for (const placed& item : items) records[item.inode] = item.content.on_disk();
+    return mft(records);
 }
 
 }  // namespace build

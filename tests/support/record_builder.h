@@ -3,6 +3,7 @@
 // Knows nothing of the decoder: offsets are written here a second time, on purpose.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -33,7 +34,10 @@ struct list_entry {
 void poke_u16(bytes& target, std::size_t at, std::uint16_t value);
 void poke_u32(bytes& target, std::size_t at, std::uint32_t value);
 void poke_u64(bytes& target, std::size_t at, std::uint64_t value);
+bytes operator+(bytes left, const bytes& right);
 bytes utf16_bytes(std::u16string_view text);
+// The value of an attribute list.
+bytes list_bytes(const std::vector<list_entry>& entries);
 // Offset of the first attribute of a type; the record's size if there is none.
 std::size_t attribute_at(const bytes& record, std::uint32_t type);
 
@@ -41,12 +45,13 @@ class record {
 public:
     explicit record(std::size_t size = 1024, std::uint16_t fixup_offset = 48);
 
-    record& sequence(std::uint16_t value);
-    record& links(std::uint16_t value);
-    record& directory();
-    record& deleted();
-    record& signature(std::string_view four);
-    record& base(std::uint64_t reference);
+    record& sequence(std::uint16_t value) { return poke_u16(bytes_, 16, value), *this; }
+    record& directory() { return bytes_[22] |= 2, *this; }
+    record& deleted() { return bytes_[22] &= 0xFE, *this; }
+    record& signature(std::string_view four) { return std::copy_n(four.begin(), 4, bytes_.begin()), *this; }
+    record& base(std::uint64_t reference) { return poke_u64(bytes_, 32, reference), *this; }
+    // The id of the attribute that comes next; otherwise they count from 0.
+    record& id(std::uint16_t value) { return next_id_ = value, *this; }
 
     record& std_info(times values = {});
     record& name(std::u16string_view text, std::uint8_t name_space = win32, std::uint64_t parent = reference(5, 5),
@@ -57,9 +62,7 @@ public:
     // Any non-resident attribute: mapping pairs as they lie on disk, their final 0 included.
     record& non_resident(std::uint32_t type, const bytes& pairs, std::uint64_t size,
                          std::u16string_view attribute_name = {}, std::uint64_t first_vcn = 0);
-    record& attribute_list(const std::vector<list_entry>& entries);
-    // The id of the attribute that comes next; otherwise they count from 0.
-    record& id(std::uint16_t value);
+    record& attribute_list(const std::vector<list_entry>& entries) { return resident(0x20, list_bytes(entries)); }
 
     // Ended, its sizes set and its update sequence in place: ready to be read from a disk.
     bytes on_disk() const;
@@ -80,5 +83,12 @@ private:
 // Record `number` of an extracted $MFT is item `number`; empty items are zeros. Record 0 is made here and covers the
 // file; so is the root, unless item 5 is given.
 bytes mft(std::vector<bytes> records, std::size_t record_size = 1024);
+
+// The same of a few records; the last has the highest number.
+struct placed {
+    std::size_t inode;
+    record content;
+};
+bytes mft_with(const std::vector<placed>& items);
 
 }  // namespace build

@@ -35,10 +35,7 @@ bytes link_to(std::u16string_view path) {
     const auto size = static_cast<std::uint16_t>(2 * path.size());
     poke_u16(out, 4, size);
     for (const std::size_t at : {10u, 12u, 14u}) poke_u16(out, at, size);
-    for (int twice = 0; twice < 2; ++twice) {
-        for (const std::uint8_t byte : utf16_bytes(path)) out.push_back(byte);
-    }
-    return out;
+    return out + utf16_bytes(path) + utf16_bytes(path);
 }
 
 // One list of one entry that lets everyone in.
@@ -54,30 +51,15 @@ bytes large_directory() {
 
 // Two clusters of a unit of 16, the others a hole: the pairs stand behind the longer header.
 bytes compressed_file() {
-    bytes behind_header(8);
-    poke_u64(behind_header, 0, 2 * cluster);
-    const bytes runs = pairs({{2, 28}, {14, hole}});
-    behind_header.insert(behind_header.end(), runs.begin(), runs.end());
-    bytes made = file(u"packed").non_resident(data, behind_header, 3).fixed_up();
+    bytes compressed_size(8);
+    poke_u64(compressed_size, 0, 2 * cluster);
+    bytes made = file(u"packed").non_resident(data, compressed_size + pairs({{2, 28}, {14, hole}}), 3).fixed_up();
     const std::size_t at = attribute_at(made, data);
     made[at + 12] = 1;
     made[at + 34] = 4;
     made[at + 32] = static_cast<std::uint8_t>(made[at + 32] + 8);
     poke_u16(made, 6, 0);  // no fixups
     return made;
-}
-
-bytes list_of(std::uint64_t other, std::uint16_t id) {
-    bytes out;
-    for (const list_entry& entry : {list_entry{0x10, 0, 0}, list_entry{data, other, id}}) {
-        bytes each(32);
-        poke_u32(each, 0, entry.type);
-        poke_u16(each, 4, 32);
-        poke_u64(each, 16, entry.reference);
-        poke_u16(each, 24, entry.id);
-        out.insert(out.end(), each.begin(), each.end());
-    }
-    return out;
 }
 
 std::vector<bytes> records() {
@@ -134,7 +116,7 @@ bytes sample_disk() {
     const bytes in_use = {0xF7, 0xFF, 0xFF, 0xFF, 0x3F, 0x7F, 0x00, 0x80};
     made.put(2, in_use)
         .put(20, index_block({index_entry(8), index_entry(20), index_entry(21)}))
-        .put(24, list_of(reference(14, 1), 4));
+        .put(24, list_bytes({{0x10, 0, 0}, {data, reference(14, 1), 4}}));
     made.put(25, executable()).put(27, text("regf\1\0\0\0padding and more")).put(28, {0x03, 0xB0, 0, 'a', 'b', 'c'});
     made.put(45, text("ElfFile padding and more")).put(46, text("SQLite format 3 and more"));
     // Of free clusters, those are read that lie the volume's offset behind them.

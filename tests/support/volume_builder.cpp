@@ -21,6 +21,16 @@ bytes pairs(const std::vector<run>& runs) {
     return out;
 }
 
+bytes content_of(const std::vector<piece>& pieces) {
+    bytes out;
+    for (const piece& each : pieces) {
+        const auto first = static_cast<std::uint64_t>(each.cluster);
+        for (std::size_t at = 0; at < each.count; ++at)
+            out.push_back(each.cluster == hole ? std::uint8_t{0} : volume::fill_of(first + at / 1024));
+    }
+    return out;
+}
+
 volume::volume(std::uint32_t clusters, std::uint32_t cluster_size, std::uint64_t mft_cluster, std::uint16_t sector_size)
     : bytes_(std::size_t{clusters} * cluster_size), cluster_size_(cluster_size) {
     for (std::uint32_t cluster = 0; cluster < clusters; ++cluster)
@@ -37,26 +47,14 @@ volume::volume(std::uint32_t clusters, std::uint32_t cluster_size, std::uint64_t
 
 volume& volume::put(std::uint64_t cluster, const bytes& content) {
     const std::uint64_t at = cluster * cluster_size_;
-    if (at + content.size() <= bytes_.size())
-        std::copy(content.begin(), content.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(at));
-    return *this;
-}
-
-volume& volume::poke(std::size_t at, std::uint8_t value) {
-    bytes_[at] = value;
+    if (at + content.size() <= bytes_.size()) std::copy(content.begin(), content.end(), bytes_.data() + at);
     return *this;
 }
 
 volume& volume::mft(const std::vector<run>& runs, const std::vector<bytes>& records, std::uint64_t declared) {
-    std::vector<bytes> all = {
-        record()
-            .std_info()
-            .name(u"$MFT", both)
-            .non_resident(0x80, pairs(runs), declared != 0 ? declared : 1024 * (records.size() + 1))
-            .on_disk()};
-    all.insert(all.end(), records.begin(), records.end());
-    bytes stream;
-    for (bytes& each : all) {
+    const std::uint64_t size = declared != 0 ? declared : 1024 * (records.size() + 1);
+    bytes stream = record().std_info().name(u"$MFT", both).non_resident(0x80, pairs(runs), size).on_disk();
+    for (bytes each : records) {
         each.resize(1024);
         stream.insert(stream.end(), each.begin(), each.end());
     }
@@ -64,9 +62,8 @@ volume& volume::mft(const std::vector<run>& runs, const std::vector<bytes>& reco
     for (const run& each : runs) {
         const auto held = static_cast<std::size_t>(each.clusters * cluster_size_);
         const std::size_t count = std::min(held, stream.size() - at);
-        const auto first = stream.begin() + static_cast<std::ptrdiff_t>(at);
         if (each.lcn != hole)
-            put(static_cast<std::uint64_t>(each.lcn), bytes(first, first + static_cast<std::ptrdiff_t>(count)));
+            put(static_cast<std::uint64_t>(each.lcn), bytes(stream.data() + at, stream.data() + at + count));
         at += count;
     }
     return *this;

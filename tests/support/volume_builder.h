@@ -18,6 +18,13 @@ struct run {
 };
 constexpr std::int64_t hole = -1;
 
+// Bytes from the start of a cluster on, and of those behind it; of a hole: zeros.
+struct piece {
+    std::int64_t cluster;
+    std::size_t count = 1024;
+};
+bytes content_of(const std::vector<piece>& pieces);
+
 // Mapping pairs with fields of 4 and 8 bytes, their final 0 included.
 bytes pairs(const std::vector<run>& runs);
 
@@ -29,7 +36,6 @@ public:
 
     // Content that lies outside of the volume is left out.
     volume& put(std::uint64_t cluster, const bytes& content);
-    volume& poke(std::size_t at, std::uint8_t value);
     // Record 0 with a non-resident $DATA of these runs at the $MFT's first cluster, and `records` behind it, in the
     // order of the runs. Empty items are zeros.
     volume& mft(const std::vector<run>& runs, const std::vector<bytes>& records = {}, std::uint64_t declared = 0);

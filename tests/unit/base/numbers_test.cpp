@@ -12,10 +12,7 @@ constexpr std::uint64_t untouched = 77;
 
 TEST(numbers, parse_u64_and_parse_size_read_their_own_dialects) {
     constexpr std::uint64_t most = ~std::uint64_t{0};
-    const struct {
-        const char* text;
-        std::uint64_t as_u64, as_size;
-    } cases[] = {
+    const std::tuple<const char*, std::uint64_t, std::uint64_t> cases[] = {
         {"16", 16, 16},
         {"0x10", 16, 16},
         {"x10", 16, untouched - 77},  // parse_size reads from the third character on
@@ -29,33 +26,29 @@ TEST(numbers, parse_u64_and_parse_size_read_their_own_dialects) {
         {"123456789012345678901", most, untouched},
         {"0x11111111111111111", most, untouched},
     };
-    for (const auto& c : cases) {
+    for (const auto& [text, as_u64, as_size] : cases) {
         std::uint64_t value = untouched;
-        parse_u64(c.text, value);
-        EXPECT_EQ(value, c.as_u64) << c.text;
+        parse_u64(text, value);
+        EXPECT_EQ(value, as_u64) << text;
         value = untouched;
-        parse_size(c.text, value);
-        EXPECT_EQ(value, c.as_size) << c.text;
+        parse_size(text, value);
+        EXPECT_EQ(value, as_size) << text;
     }
 }
 
 TEST(numbers, small_parsers_leave_zero_or_the_old_value) {
-    const struct {
-        const char* text;
-        std::uint32_t as_u32;
-        std::int32_t as_i32;
-    } cases[] = {
+    const std::tuple<const char*, std::uint32_t, std::int32_t> cases[] = {
         {"12", 12, 12},  {"0x1f", 31, 31}, {"x1f", 31, 31},
         {"o17", 15, 15}, {"'A'", 'A', 77}, {"-4", 0, -4},
         {"+4", 0, 4},    {"word", 0, 0},   {"5000000000", ~0u, 705'032'704},
     };
-    for (const auto& c : cases) {
+    for (const auto& [text, as_u32, as_i32] : cases) {
         std::uint32_t narrow = 77;
-        parse_u32(c.text, narrow);
-        EXPECT_EQ(narrow, c.as_u32) << c.text;
+        parse_u32(text, narrow);
+        EXPECT_EQ(narrow, as_u32) << text;
         std::int32_t with_sign = 77;
-        parse_i32(c.text, with_sign);
-        EXPECT_EQ(with_sign, c.as_i32) << c.text;
+        parse_i32(text, with_sign);
+        EXPECT_EQ(with_sign, as_i32) << text;
     }
 }
 

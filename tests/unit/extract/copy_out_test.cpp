@@ -13,8 +13,7 @@
 
 namespace {
 
-using build::bytes;
-using build::hole;
+using build::bytes, build::content_of, build::hole;
 
 constexpr const char* md5_of_hello = "5d41402abc4b2a76b9719d911017c592";
 
@@ -32,13 +31,16 @@ struct one_record {
         opened.ctx.want_md5 = true;
         return digest_stream(record, opened.ctx, &record.std_infos.begin()->value, &last(), state);
     }
+    // The copy's path below the folder, with "/" on every host.
     std::string copy(const std::u16string& folder, std::string_view path = "[root]\\") {
         opened.ctx.copy_files = true;
         opened.ctx.copy_dir = folder;
         state.begin_stream(record, path);
         state.extracted_path = u"a:b.txt";
         copy_stream(record, opened.ctx, last(), state);
-        return utf8_from_utf16(state.extracted_path.substr(std::min(folder.size(), state.extracted_path.size())));
+        std::string below =
+            utf8_from_utf16(state.extracted_path.substr(std::min(folder.size(), state.extracted_path.size())));
+        return std::replace(below.begin(), below.end(), '\\', '/'), below;
     }
 };
 
@@ -47,16 +49,7 @@ build::record in_clusters(const std::vector<build::run>& runs, std::uint64_t siz
     return build::record().std_info().non_resident(0x80, build::pairs(runs), size);
 }
 
-bytes clusters(std::initializer_list<std::int64_t> numbers) {
-    bytes out;
-    for (const std::int64_t number : numbers)
-        out.insert(out.end(), 1024,
-                   number == hole ? std::uint8_t{0} : build::volume::fill_of(static_cast<std::uint64_t>(number)));
-    return out;
-}
-
-md5_value md5_of(bytes content, std::size_t size) {
-    content.resize(size);
+md5_value md5_of(const bytes& content) {
     md5_context digest;
     digest.update(content);
     return digest.finish();
@@ -67,18 +60,17 @@ TEST(digest_stream, goes_by_sizes_holes_and_slack_as_the_options_say) {
         const char* what;
         bool raw, skip_sparse;
         bytes content;
-        std::size_t size;
     } cases[] = {
-        {"holes are zeros, the end is the file's", false, false, clusters({20, hole, 21}), 2500},
-        {"left-out holes take their bytes along", false, true, clusters({20, 21}), 2048},
-        {"the slack belongs to a raw read", true, false, clusters({20, hole, 21}), 3072},
+        {"holes are zeros, the end is the file's", false, false, content_of({{20}, {hole}, {21, 452}})},
+        {"left-out holes take their bytes along", false, true, content_of({{20}, {21}})},
+        {"the slack belongs to a raw read", true, false, content_of({{20}, {hole}, {21}})},
     };
     for (const auto& c : cases) {
         one_record file(in_clusters({{1, 20}, {1, hole}, {1, 21}}, 2500));
         file.opened.ctx.raw_copy = c.raw;
         file.opened.ctx.skip_sparse = c.skip_sparse;
         EXPECT_TRUE(file.digest()) << c.what;
-        EXPECT_EQ(file.state.md5_digest, md5_of(c.content, c.size)) << c.what;
+        EXPECT_EQ(file.state.md5_digest, md5_of(c.content)) << c.what;
     }
 }
 
@@ -119,7 +111,7 @@ TEST(digest_stream, an_id_that_two_records_gave_does_not_lead_to_another_stream)
     other.raw = file.last().raw;
     other.runs = one_record(in_clusters({{1, 21}}, 1024)).last().runs;
     EXPECT_TRUE(file.digest());
-    EXPECT_EQ(file.state.md5_digest, md5_of(clusters({20}), 1024));
+    EXPECT_EQ(file.state.md5_digest, md5_of(content_of({{20}})));
 }
 
 TEST(user_names, are_the_component_behind_the_profiles) {
@@ -139,29 +131,29 @@ TEST(user_names, are_the_component_behind_the_profiles) {
 
 TEST(copy_out, a_copy_lies_by_state_account_and_reason_under_time_digest_and_name) {
     const temp_folder folder;
+    std::u16string deep = folder.path();  // deeper than the host likes
+    for (int level = 0; level < 3; ++level) {
+        deep += temp_folder::separator() + std::u16string(90, u'd');
+        ASSERT_TRUE(create_directory(deep));
+    }
     const std::u16string colon(1, temp_folder::separator() == u'/' ? u':' : u'_');
     const std::string name =
         "2020_01_01_0000_00_000_" + std::string(md5_of_hello) + "_a" + utf8_from_utf16(colon) + "b.txt";
-    const auto slashed = [](std::string path) {
-        std::replace(path.begin(), path.end(), '\\', '/');
-        return path;
-    };
     one_record file(hello());
-    EXPECT_EQ(slashed(file.copy(folder.path())), "/valid/non_acct/catchall/" + name + ".bin");
-    EXPECT_EQ(temp_folder::content(file.state.extracted_path), "hello");
-    temp_folder::put(file.state.extracted_path, "what is there already stays");
-    EXPECT_EQ(slashed(file.copy(folder.path())), "/valid/non_acct/catchall/" + name + ".bin");
-    EXPECT_EQ(temp_folder::content(file.state.extracted_path), "what is there already stays");
-    EXPECT_FALSE(temp_folder::exists(folder.path(u"__temp__.bin")));
+    for (const char* content : {"hello", "what is there already stays"}) {
+        EXPECT_EQ(file.copy(deep), "/valid/non_acct/catchall/" + name + ".bin");
+        EXPECT_EQ(temp_folder::content(file.state.extracted_path), content);
+        temp_folder::put(file.state.extracted_path, "what is there already stays");
+    }
+    EXPECT_FALSE(temp_folder::exists(deep + temp_folder::separator() + u"__temp__.bin"));
     file.record.matches[match_directory].hit = true;
     file.record.matches[match_directory].text = "\\Windows\\My Files\\";
     file.opened.ctx.use_orig_ext = true;
-    EXPECT_EQ(slashed(file.copy(folder.path(), "[root]\\Users\\..\\x\\")),
-              "/valid/__/[root]-Windows-My_Files-/" + name);
+    EXPECT_EQ(file.copy(deep, "[root]\\Users\\..\\x\\"), "/valid/__/[root]-Windows-My_Files-/" + name);
     file.record.matches[match_extension].hit = true;
     file.record.matches[match_extension].text = "";
     file.opened.ctx.unalloc_phase = true;
-    EXPECT_EQ(slashed(file.copy(folder.path())), "/deleted-unalloc/non_acct/" + name);
+    EXPECT_EQ(file.copy(deep), "/deleted-unalloc/non_acct/" + name);
 }
 
 TEST(copy_out, a_failed_copy_leaves_neither_path_nor_file) {
@@ -206,45 +198,30 @@ TEST(copy_out, a_file_in_a_folders_place_sends_the_copy_to_the_catchall) {
     EXPECT_TRUE(file.state.extracted_path.starts_with(valid + separator + u"catchall"));
 }
 
-TEST(copy_out, a_destination_may_lie_deeper_than_the_host_likes) {
-    const temp_folder folder;
-    std::u16string deep = folder.path();
-    for (int level = 0; level < 3; ++level) {
-        deep += temp_folder::separator() + std::u16string(90, u'd');
-        ASSERT_TRUE(create_directory(deep));
-    }
-    one_record file(hello());
-    EXPECT_NE(file.copy(deep), "");
-    EXPECT_EQ(temp_folder::content(file.state.extracted_path), "hello");
-}
-
 TEST(copy_out, sub_options_and_named_streams_select) {
     one_record file(hello().data("x", u"Stream").resident(0x50, bytes(8, 1)));
-    const attr_entry *unnamed = nullptr, *named = nullptr;
-    for (const auto& item : file.record.attributes) {
-        if (item.value.is_data) (item.value.is_named_data ? named : unnamed) = &item.value;
-    }
-    const attr_entry& other = file.last();
-    const struct {
-        bool mft_settings::*option;
-        bool unnamed, named, other;
-    } cases[] = {{&mft_settings::copy_all_streams, true, true, true},
-                 {&mft_settings::copy_normal_data, true, false, false},
-                 {&mft_settings::copy_named_data, false, true, false}};
     mft_entries_ctx& ctx = file.opened.ctx;
-    for (const auto& c : cases) {
-        ctx.*c.option = true;
-        EXPECT_EQ(is_selected_for_copy(file.record, *unnamed, ctx), c.unnamed);
-        EXPECT_EQ(is_selected_for_copy(file.record, *named, ctx), c.named);
-        EXPECT_EQ(is_selected_for_copy(file.record, other, ctx), c.other);
-        ctx.*c.option = false;
+    const auto selected = [&] {
+        std::string labels;
+        for (const auto& [key, value] : file.record.attributes)
+            if (is_selected_for_copy(file.record, value, ctx)) labels += std::string(value.label) + ";";
+        return labels;
+    };
+    const std::pair<bool mft_settings::*, const char*> cases[] = {
+        {&mft_settings::copy_all_streams, "unnamed data;ads;security descr;"},
+        {&mft_settings::copy_normal_data, "unnamed data;"},
+        {&mft_settings::copy_named_data, "ads;"},
+    };
+    for (const auto& [option, labels] : cases) {
+        ctx.*option = true;
+        EXPECT_EQ(selected(), labels);
+        ctx.*option = false;
     }
     bool made = false;
     filter_entry& entry = ctx.selected_inodes.insert(std::uint64_t{1}, made);
     entry.has_stream = true;
     entry.streams = {u"stream"};
-    EXPECT_TRUE(is_selected_for_copy(file.record, *named, ctx));
-    EXPECT_FALSE(is_selected_for_copy(file.record, *unnamed, ctx));
+    EXPECT_EQ(selected(), "ads;");
 }
 
 }  // namespace

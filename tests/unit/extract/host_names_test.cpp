@@ -6,9 +6,7 @@ namespace {
 
 TEST(host_names, what_a_host_cannot_hold_is_replaced) {
     const std::u16string half_pair = {u'a', 0xD83D, u'b', 0xDE00};
-    const struct {
-        std::u16string text, posix, windows;
-    } cases[] = {
+    const std::tuple<std::u16string, std::u16string, std::u16string> cases[] = {
         {u"report.pdf", u"report.pdf", u"report.pdf"},
         {u"..", u"__", u"__"},
         {u".", u"_", u"_"},
@@ -26,9 +24,9 @@ TEST(host_names, what_a_host_cannot_hold_is_replaced) {
         {half_pair, u"a_b_", u"a_b_"},
         {u"", u"", u""},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(safe_component(c.text, posix_name_rules), c.posix);
-        EXPECT_EQ(safe_component(c.text, windows_name_rules), c.windows);
+    for (const auto& [text, posix, windows] : cases) {
+        EXPECT_EQ(safe_component(text, posix_name_rules), posix);
+        EXPECT_EQ(safe_component(text, windows_name_rules), windows);
     }
 }
 

@@ -41,30 +41,12 @@ TEST(filter_dates, are_read_in_many_forms) {
 }
 
 TEST(filter_dates, what_is_no_date_leaves_the_old_value) {
-    for (const char* text : {"",
-                             " 01/01/2020",
-                             "13/01/2020",
-                             "02/29/1900",
-                             "04/31/2020",
-                             "0/1/2020",
-                             "1/0/2020",
-                             "1/1",
-                             "1/1/1/1",
-                             "1.1.2020",
-                             "mar/apr/2020",
-                             "01/01/1600",
-                             "01/01/20200",
-                             "01/01/2020 24:00",
-                             "01/01/2020 1:60",
-                             "01/01/2020 1:2:60",
-                             "01/01/2020 1:2:3:4",
-                             "01/01/2020 0:00 am",
-                             "01/01/2020 13:00 pm",
-                             "01/01/2020 noon",
-                             "01/01/2020 pm",
-                             "01/01/2020 1:2:3.x",
-                             "+1/1/2020",
-                             "ma/1/2020"}) {
+    std::vector<std::string> texts = {"",           "1/1",        "1/1/1/1",    "1.1.2020",    "0/1/2020",
+                                      "1/0/2020",   "+1/1/2020",  "ma/1/2020",  " 01/01/2020", "13/01/2020",
+                                      "02/29/1900", "04/31/2020", "01/01/1600", "01/01/20200", "mar/apr/2020"};
+    for (const char* time : {"24:00", "1:60", "1:2:60", "1:2:3:4", "0:00 am", "13:00 pm", "noon", "pm", "1:2:3.x"})
+        texts.push_back(std::string("01/01/2020 ") + time);
+    for (const std::string& text : texts) {
         std::uint64_t filetime = 77;
         EXPECT_FALSE(parse_filter_date(text, "", filetime)) << text;
         EXPECT_EQ(filetime, 77u) << text;

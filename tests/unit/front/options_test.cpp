@@ -9,15 +9,9 @@
 
 namespace {
 
-using arguments = std::vector<std::string>;
-
-constexpr const char* comma = "replace_from=',' replace_to=' ' separator=',' ";
-constexpr const char* no_pair = "replace_from=none replace_to=none ";
-
-arguments operator+(arguments left, const arguments& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
+const std::string by_comma = "replace_from=',' replace_to=' ' separator=',' ",
+                  no_pair = "replace_from=none replace_to=none ", by_tab = no_pair + "separator='\t' ",
+                  head_of_2048 = "+fetch_header head_length=2048 ";
 
 std::string errors_of(const auto& call) {
     testing::internal::CaptureStderr();
@@ -48,13 +42,13 @@ std::ostream& operator<<(std::ostream& out, const option_case& c) {
 
 const option_case cases[] = {
     {"-pair_datetime", nullptr, "+pair_datetime"},
-    {"-csv", nullptr, std::string(comma) + "+no_whitespace +format_csv separator_wide=','"},
-    {"-csvgen", nullptr, std::string(comma) + "+no_whitespace +format_csvgen separator_wide=','"},
-    {"-csvl2t", nullptr, std::string(comma) + "+no_whitespace -blank_before_time +format_l2t separator_wide=','"},
+    {"-csv", nullptr, by_comma + "+no_whitespace +format_csv separator_wide=','"},
+    {"-csvgen", nullptr, by_comma + "+no_whitespace +format_csvgen separator_wide=','"},
+    {"-csvl2t", nullptr, by_comma + "+no_whitespace -blank_before_time +format_l2t separator_wide=','"},
     {"-bodyfile", nullptr, "separator='|' +no_whitespace -blank_before_time +format_bodyfile separator_wide='|'"},
-    {"-xml", nullptr, std::string(no_pair) + "separator='' +format_xml -header_pending separator_wide=''"},
-    {"-multiline", nullptr, std::string(no_pair) + "separator='' +format_multiline separator_wide=''"},
-    {"-jsonl", nullptr, std::string(no_pair) + "separator='' +format_jsonl -header_pending separator_wide=''"},
+    {"-xml", nullptr, no_pair + "separator='' +format_xml -header_pending separator_wide=''"},
+    {"-multiline", nullptr, no_pair + "separator='' +format_multiline separator_wide=''"},
+    {"-jsonl", nullptr, no_pair + "separator='' +format_jsonl -header_pending separator_wide=''"},
     {"-no_run_header", nullptr, ""},  // read ahead of the passes
     {"-alias", "Name | /A|b|c", "aliases={'b'='c';'name'='/A'}"},
     {"-alias", "a%no_such_name%|b|a%no_such_name%|c", "aliases={'a%no_such_name%'='b'}"},
@@ -80,9 +74,9 @@ const option_case cases[] = {
     {"-base16", nullptr, ""},
     {"-csv_separator", "a|b", "separator='a|b' separator_wide='a|b'"},
     {"-csv_separator", " ,", "replace_from=',' replace_to=' ' separator=' ,' separator_wide=' ,'"},
-    {"-csv_separator", "TAB", std::string(no_pair) + "separator='\t' separator_wide='\t'"},
-    {"-csv_separator", "\\t", std::string(no_pair) + "separator='\t' separator_wide='\t'"},
-    {"-csv_separator", "Tabs", std::string(no_pair) + "separator='Tabs' separator_wide='Tabs'"},
+    {"-csv_separator", "TAB", by_tab + "separator_wide='\t'"},
+    {"-csv_separator", "\\t", by_tab + "separator_wide='\t'"},
+    {"-csv_separator", "Tabs", no_pair + "separator='Tabs' separator_wide='Tabs'"},
     {"-no_whitespace", nullptr, "separator='|' +no_whitespace -blank_before_time separator_wide='|'"},
     {"-dateformat", "YYYY-MM-DD", "date_format='yyyy-mm-dd'"},
     {"-dateformat", "ymd", ""},
@@ -97,7 +91,7 @@ const option_case cases[] = {
     {"-hide_dos_fntimes", nullptr, "+hide_dos_fntimes"},
     {"-thorough", nullptr, "+thorough"},
     {"-default_output", nullptr, "+default_output separator_wide='|'"},
-    {"-filepath_only", nullptr, std::string(no_pair) + "+filepath_only separator_wide='|'"},
+    {"-filepath_only", nullptr, no_pair + "+filepath_only separator_wide='|'"},
     {"-csvperpath", nullptr, "+csv_per_path separator_wide='|'"},
     {"-mftstart", "o20", "mft_start=16 mft_count=1"},
     {"-mftstart", "word", "mft_count=1"},
@@ -167,9 +161,7 @@ TEST(options, each_has_its_effect_alone_in_capitals_and_twice_and_none_without_i
 }
 
 TEST(options, what_no_pass_takes_stays_in_the_list) {
-    const struct {
-        arguments given, left;
-    } lists[] = {
+    const std::pair<arguments, arguments> lists[] = {
         {{"-csv", "-csv", "-filter_ext", "a", "-filter_ext"}, {"-csv", "-filter_ext"}},
         {{"-hashfile", "md5"}, {"-hashfile", "md5"}},  // taken from a copy
         {{"-verbose", "-verbose", "-v"}, {"-v"}},
@@ -178,59 +170,50 @@ TEST(options, what_no_pass_takes_stays_in_the_list) {
         {{"-scansize", "1", "-all", "-tempdir", "t"}, {"-scansize", "1", "-all", "-tempdir", "t"}},
         {{"\xFF\xE9", "-unheard_of"}, {"\xFF\xE9", "-unheard_of"}},  // no UTF-8: the bytes stay
     };
-    for (const auto& c : lists) {
-        const read_options read = options_of(arguments{"-mftfile", "x"} + c.given);
-        EXPECT_EQ(read.left, arguments{"grelmoor"} + c.left) << c.given.front();
+    for (const auto& [given, left] : lists) {
+        const read_options read = options_of(arguments{"-mftfile", "x"} + given);
+        EXPECT_EQ(read.left, arguments{"grelmoor"} + left) << given.front();
         if (read.ctx->results_path_given) std::filesystem::remove(read.ctx->results_path);
     }
 }
 
 TEST(options, the_order_of_the_calls_decides_between_two_that_write_the_same_setting) {
-    const struct {
-        arguments given;
-        std::string effect;
-    } pairs[] = {
+    const std::pair<arguments, std::string> pairs[] = {
         {{"-bodyfile", "-csv"}, "separator='|' +no_whitespace -blank_before_time +format_bodyfile separator_wide='|'"},
-        {{"-csvgen", "-csv"}, std::string(comma) + "+no_whitespace +format_csvgen separator_wide=','"},
+        {{"-csvgen", "-csv"}, by_comma + "+no_whitespace +format_csvgen separator_wide=','"},
         {{"-csvgen", "-csvl2t"},
-         std::string(comma) + "+no_whitespace -blank_before_time +format_l2t +format_csvgen separator_wide=','"},
-        {{"-csv", "-pair_datetime"}, std::string(comma) + "+format_csv +pair_datetime separator_wide=','"},
-        {{"-csv_separator", "tab", "-csv"},
-         std::string(no_pair) + "separator='\t' +no_whitespace +format_csv separator_wide='\t'"},
+         by_comma + "+no_whitespace -blank_before_time +format_l2t +format_csvgen separator_wide=','"},
+        {{"-csv", "-pair_datetime"}, by_comma + "+format_csv +pair_datetime separator_wide=','"},
+        {{"-csv_separator", "tab", "-csv"}, by_tab + "+no_whitespace +format_csv separator_wide='\t'"},
         {{"-no_whitespace", "-csv_separator", " | "},
          "separator='|' +no_whitespace -blank_before_time separator_wide='|'"},
         {{"-base16", "-base10"}, ""},
-        {{"-filepath_only", "-csv"},
-         std::string(no_pair) + "separator=',' +no_whitespace +format_csv separator_wide='|'"},
+        {{"-filepath_only", "-csv"}, no_pair + "separator=',' +no_whitespace +format_csv separator_wide='|'"},
         {{"-bodyfile", "-csvperpath"}, "separator='|' +csv_per_path separator_wide='|'"},
         {{"-csvperpath", "-filepath_only", "-default_output"}, "+csv_per_path separator_wide='|'"},
-        {{"-hashfile", "md5", "-csv"}, std::string(comma) + "+no_whitespace +format_csv separator_wide=',' +want_md5"},
+        {{"-hashfile", "md5", "-csv"}, by_comma + "+no_whitespace +format_csv separator_wide=',' +want_md5"},
         {{"-csvperpath", "-hashfile", "md5"},
          "separator='|' +no_whitespace +csv_per_path separator_wide='|' +want_md5"},
         {{"-mftrange", "3", "-mftstart", "5"}, "mft_start=5 mft_count=3"},
         {{"-find_mft", "9", "-mftstart", "5", "-mftrange", "3"},
-         "mft_start=9 mft_count=1 +fetch_header head_length=2048 +find_mft"},
+         "mft_start=9 mft_count=1 " + head_of_2048 + "+find_mft"},
         {{"-filter_file", "a", "-filter_file", "b", "-filter_file", "c"}, "filter_files=['b']"},
-        {{"-filter_wildcard", "a", "-filter_wildcard", "bc", "-filter_wildcard", "d"},
-         "wildcards=[2bytes;4bytes;2bytes]"},
+        {{"-filter_wildcard", "a", "-filter_wildcard", "bc"}, "wildcards=[2bytes;4bytes]"},
         {{"-filter_name", "a|b", "-filter_fullname", "a"}, "name_entries={'a'=8,a;'b'=1,partial,b}"},
         {{"-scanstart", "3", "-scansize", "9", "-filter_pattern", "41"},
          "filter_pattern_bytes=[41] rules=[39] +signature_filter scan_start=3 scan_size=9"},
         {{"-filter_sig", "hive", "-action_include_header"},
          "-omit_cluster_info +fetch_header head_length=32 rules=[35] +signature_filter signature_kind=35"},
         {{"-filter_sig", "pe", "-filter_pattern", "41", "-find_mft", "1"},
-         "mft_start=1 mft_count=1 +fetch_header head_length=2048 +find_mft filter_pattern_bytes=[41] rules=[39;34] "
-         "+signature_filter signature_kind=34"},
+         "mft_start=1 mft_count=1 " + head_of_2048 +
+             "+find_mft filter_pattern_bytes=[41] rules=[39;34] +signature_filter signature_kind=34"},
     };
-    for (const auto& c : pairs) EXPECT_EQ(effect_of(c.given), c.effect) << c.given.front() << " first";
+    for (const auto& [given, effect] : pairs) EXPECT_EQ(effect_of(given), effect) << given.front() << " first";
 }
 
 TEST(options, sources_exclude_each_other_in_their_order) {
     const std::string device = "\\\\?\\GLOBALROOT\\Device\\HarddiskVolumeShadowCopy";
-    const struct {
-        arguments given;
-        std::string effect;
-    } sources[] = {
+    const std::pair<arguments, std::string> sources[] = {
         {{"-mftfile", "a", "-vss", "3"}, "mft_file_path='a' source_kind=5"},
         {{"-vss", "3"}, "source_kind=2 live_volume_text='" + device + "3'"},
         {{"-vss", device + "12\\x\\y"}, "source_kind=2 live_volume_text='" + device + "12'"},
@@ -239,37 +222,31 @@ TEST(options, sources_exclude_each_other_in_their_order) {
         {{"-mftfile", "a", "-partition"}, "mft_file_path='a' source_kind=5"},
         {{"-indxfile", "i"}, "indx_file_path='i'"},
     };
-    for (const auto& c : sources) EXPECT_EQ(effect_of(c.given, {"-no_source"}), c.effect) << c.given.front();
+    for (const auto& [given, effect] : sources) EXPECT_EQ(effect_of(given, {"-no_source"}), effect) << given.front();
 }
 
 TEST(options, a_copy_run_writes_the_per_path_report_into_a_folder_that_is_made) {
     const temp_folder folder;
     const std::u16string wanted = folder.path(u"a") + temp_folder::separator() + u"b";
     const std::string place = utf8_from_utf16(wanted);
-    const std::string copies = " +copy_files copy_dir='" + place + "' ";
+    const std::string copies = " +copy_files copy_dir='" + place + "' ",
+                      normal = copies + "+copy_normal_data +copy_active",
+                      per_path = "+csv_per_path separator_wide='|'" + copies;
     const arguments copy = {"-action_copy_files", " " + place + static_cast<char>(temp_folder::separator())};
-    const struct {
-        arguments also;
-        std::string effect;
-    } runs[] = {
-        {{},
-         "replace_from=',' replace_to=' ' +csv_per_path separator_wide=','" + copies +
-             "+copy_normal_data +copy_active"},
-        {{"-csv", "-normal_data"},
-         std::string(comma) + "+no_whitespace +csv_per_path separator_wide=','" + copies +
-             "+copy_normal_data +copy_active"},
-        {{"-csvperpath", "-named_data"}, "+csv_per_path separator_wide='|'" + copies + "+copy_named_data +copy_active"},
-        {{"-csvperpath", "-named_data", "-all"},
-         "+csv_per_path separator_wide='|'" + copies + "+copy_all_streams +copy_active"},
+    const std::pair<arguments, std::string> runs[] = {
+        {{}, "replace_from=',' replace_to=' ' +csv_per_path separator_wide=','" + normal},
+        {{"-csv", "-normal_data"}, by_comma + "+no_whitespace +csv_per_path separator_wide=','" + normal},
+        {{"-csvperpath", "-named_data"}, per_path + "+copy_named_data +copy_active"},
+        {{"-csvperpath", "-named_data", "-all"}, per_path + "+copy_all_streams +copy_active"},
         // The bare list needs a format beside it; alone it ends the pass ahead of everything else.
         {{"-filepath_only", "-multiline"},
          "replace_from=',' replace_to=' ' separator='' +format_multiline +csv_per_path "
          "+filepath_only separator_wide=','" +
-             copies + "+copy_normal_data +copy_active"},
+             normal},
         {{"-filepath_only", "-raw"},
          "replace_from=',' replace_to=' ' +csv_per_path +filepath_only separator_wide=',' +raw_copy"},
     };
-    for (const auto& c : runs) EXPECT_EQ(effect_of(copy + c.also), c.effect);
+    for (const auto& [also, effect] : runs) EXPECT_EQ(effect_of(copy + also), effect);
     EXPECT_TRUE(temp_folder::exists(wanted));
     EXPECT_EQ(options_of(arguments{"-mftfile", "x", "-filepath_only"} + copy).result, -1);
 }
@@ -278,40 +255,31 @@ TEST(options, a_failed_option_says_so_and_ends_the_pass_at_its_place) {
     const temp_folder folder;
     temp_folder::put(folder.path(u"file"), "");
     const std::string below = utf8_from_utf16(folder.path(u"file") + temp_folder::separator() + u"below");
+    const std::string no_source =
+        "error: need to specify at least an input source [-mftfile, -image, -drivenum, -partition, -vmdk]\n";
+    const std::string bad_pattern = "Error: -filter_pattern option specified invalid argument, aborting\n";
+    const std::string bad_word = "Error: -filter_sig option specified invalid option, aborting\n";
+    const std::string short_id = "01020304-0506-0708-09", braced_id = "{01020304-0506-0708-090a-0b0c0d0e0f10}";
+    const std::string bad_formats = "invalid ymd, using default format\ninvalid 12345678, using default format\n";
     const struct {
         arguments given;
         int result;
         std::string words;
     } runs[] = {
         {{}, -2, ""},
-        {{"-csv"},
-         -3,
-         "error: need to specify at least an input source [-mftfile, -image, -drivenum, -partition, -vmdk]\n"},
+        {{"-csv"}, -3, no_source},
         {{"-sqlite", "x", "-signal", "s"}, -2, "This option is not offered in this build\n"},
         {{"-alias", "a|b|c", "-signal", "s"}, -2, "imbalanced alias to true pathfiles, aborting\n"},
         {{"-out", below, "-mftfile", "x"}, -2, "prob opening file " + below + " for output, aborting\n"},
-        {{"-filter_pattern", "abc", "-mftfile", "x"},
-         -1,
-         "Error: -filter_pattern option specified invalid argument, aborting\n"},
-        {{"-filter_pattern", "", "-mftfile", "x"},
-         -1,
-         "Error: -filter_pattern option specified invalid argument, aborting\n"},
-        {{"-find_objid", "01020304-0506-0708-09", "-mftfile", "x"},
-         -1,
-         "prob parsing 01020304-0506-0708-09 as ObjID, aborting\n"},
-        {{"-find_objid", "{01020304-0506-0708-090a-0b0c0d0e0f10}", "-mftfile", "x"},
-         -1,
-         "prob parsing {01020304-0506-0708-090a-0b0c0d0e0f10} as ObjID, aborting\n"},
+        {{"-filter_pattern", "abc", "-mftfile", "x"}, -1, bad_pattern},
+        {{"-filter_pattern", "", "-mftfile", "x"}, -1, bad_pattern},
+        {{"-find_objid", short_id, "-mftfile", "x"}, -1, "prob parsing " + short_id + " as ObjID, aborting\n"},
+        {{"-find_objid", braced_id, "-mftfile", "x"}, -1, "prob parsing " + braced_id + " as ObjID, aborting\n"},
         {{"-action_copy_files", below, "-mftfile", "x"}, -1, "prob creating results directory, " + below + "\n"},
         // These complain and go on.
-        {{"-mftfile", "x", "-dateformat", "ymd", "-timeformat", "12345678"},
-         0,
-         "invalid ymd, using default format\ninvalid 12345678, using default format\n"},
+        {{"-mftfile", "x", "-dateformat", "ymd", "-timeformat", "12345678"}, 0, bad_formats},
         {{"-mftfile", "x", "-filter_start_time", "soon"}, 0, "Error: invalid filter start time, defaulting to 0\n"},
-        {{"-mftfile", "x", "-filter_sig", "foo|mz|bar"},
-         0,
-         "Error: -filter_sig option specified invalid option, aborting\n"
-         "Error: -filter_sig option specified invalid option, aborting\n"},
+        {{"-mftfile", "x", "-filter_sig", "foo|mz|bar"}, 0, bad_word + bad_word},
     };
     for (const auto& c : runs) {
         read_options read;
@@ -340,10 +308,6 @@ TEST(options, results_and_log_are_opened_while_the_options_are_read) {
     EXPECT_EQ(without.result, 0);
     EXPECT_EQ(without.ctx->diags_log.stream, nullptr);
     EXPECT_EQ(without.ctx->diags_path, "");
-}
-
-TEST(options, tool_name_is_what_the_programs_path_ends_in) {
-    EXPECT_EQ(options_of({"-mftfile", "x"}).ctx->tool_name, "grelmoor");
 }
 
 }  // namespace

@@ -17,10 +17,7 @@ tokens tokens_of(const std::string& text) {
 }
 
 TEST(script, lines_and_quotes_become_tokens) {
-    const struct {
-        const char* text;
-        tokens wanted;
-    } cases[] = {
+    const std::pair<const char*, tokens> cases[] = {
         {"-csv", {}},  // no line end at all
         {"-csv\n", {"-csv"}},
         {"-csv\n-filter_ext\n\n  exe \t dll", {"-csv", "-filter_ext", "exe", "dll"}},
@@ -38,22 +35,18 @@ TEST(script, lines_and_quotes_become_tokens) {
         {"a\"b c\"\n", {"a\"b", "c\""}},
         {"r\xC3\xA9sum\xC3\xA9 \xFF\n", {"r\xC3\xA9sum\xC3\xA9", "\xFF"}},
     };
-    for (const auto& c : cases) EXPECT_EQ(tokens_of(c.text), c.wanted) << c.text;
+    for (const auto& [text, wanted] : cases) EXPECT_EQ(tokens_of(text), wanted) << text;
 }
 
 TEST(script, line_ends_are_told_from_the_first_1024_bytes) {
     const std::string line(1022, 'x');
-    const struct {
-        const char* what;
-        std::string text;
-        std::size_t count;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::size_t> cases[] = {
         {"LF and CR within", line.substr(1) + "\nb\rc\n", 0},
         {"the CR lies behind, and is white space", line + "\nb\rc\n", 3},
         {"the only end lies behind", line + "xx\n", 0},
         {"a pair across the border is one line end", "a\r\n" + line.substr(2) + "\r\nb\r\n", 3},
     };
-    for (const auto& c : cases) EXPECT_EQ(tokens_of(c.text).size(), c.count) << c.what;
+    for (const auto& [what, text, count] : cases) EXPECT_EQ(tokens_of(text).size(), count) << what;
 }
 
 TEST(script, tokens_stand_behind_the_real_arguments) {

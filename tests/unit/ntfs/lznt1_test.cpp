@@ -9,16 +9,11 @@
 
 namespace {
 
-using build::bytes;
+using build::bytes, build::operator+;
 
 constexpr std::uint32_t with_hole = read_was_made | read_had_hole;
 constexpr std::size_t unit_size = 16 * 1024;
 constexpr std::uint64_t plenty = 1 << 20;
-
-bytes operator+(bytes left, const bytes& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
 
 bytes times(std::size_t count, std::uint8_t value) { return bytes(count, value); }
 bytes text(std::string_view words) { return {words.begin(), words.end()}; }
@@ -32,8 +27,9 @@ bytes unit(bytes head, std::uint8_t last = 0) {
 
 // A compressed chunk around its tokens.
 bytes chunk(const bytes& tokens) {
-    const auto header = static_cast<std::uint16_t>(0xB000 | (tokens.size() - 1));
-    return bytes{static_cast<std::uint8_t>(header), static_cast<std::uint8_t>(header >> 8)} + tokens;
+    bytes header;
+    build::poke_u16(header, 0, static_cast<std::uint16_t>(0xB000 | (tokens.size() - 1)));
+    return header + tokens;
 }
 
 bytes padded(bytes head, std::size_t size = 4096) {
@@ -62,7 +58,8 @@ TEST(lznt1, a_unit_is_stored_or_a_row_of_chunks) {
     const bytes repeat = {0x02, 'x', 0xFC, 0x0F};  // "x", then 4095 of it
     const bytes ahead = {0x02, 'x', 0x00, 0x20};   // an offset of 3 after one byte
     const bytes long_abc = {0x00, 'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 0x00, 'i'};
-    const bytes raw = bytes{0xFF, 0x3F} + times(4096, 7);
+    const bytes raw = bytes{0xFF, 0x3F} + times(4096, 7), odd = unit({0x05, 0x10}, 9);
+    const bytes xs = chunk(repeat), many_x = times(4096, 'x'), padded_abc = padded(text("abc"));
     const struct {
         const char* what;
         bytes unit;
@@ -73,34 +70,27 @@ TEST(lznt1, a_unit_is_stored_or_a_row_of_chunks) {
     } cases[] = {
         {"no hole: stored", unit(chunk(abc), 1), plenty, read_was_made, true, unit(chunk(abc), 1)},
         {"stored, up to what remains", unit(chunk(abc), 1), 5, read_was_made, true, chunk(abc)},
-        {"a chunk decodes to 4096 bytes", unit(chunk(abc)), plenty, with_hole, true, padded(text("abc"))},
-        {"a unit whose read nothing is known of has chunks", unit(chunk(abc)), plenty, 0, true, padded(text("abc"))},
+        {"a chunk decodes to 4096 bytes", unit(chunk(abc)), plenty, with_hole, true, padded_abc},
+        {"a unit whose read nothing is known of has chunks", unit(chunk(abc)), plenty, 0, true, padded_abc},
         {"cut at what remains", unit(chunk(abc)), 2, with_hole, true, text("ab")},
         {"nothing remains: nothing can fail", unit(times(8, 1), 1), 0, with_hole, true, {}},
-        {"a reference that overlaps itself", unit(chunk(repeat)), plenty, with_hole, true, times(4096, 'x')},
-        {"a short chunk clears the one before it", unit(chunk(repeat) + chunk(abc)), plenty, with_hole, true,
-         times(4096, 'x') + padded(text("abc"))},
-        {"a longer one leaves what it does not reach", unit(chunk(repeat) + chunk(long_abc)), plenty, with_hole, true,
-         times(4096, 'x') + text("abcdefghi") + times(4087, 'x')},
-        {"a raw chunk, without a hole too", unit(raw + chunk(abc)), plenty, read_was_made, true,
-         times(4096, 7) + padded(text("abc"))},
+        {"a reference that overlaps itself", unit(xs), plenty, with_hole, true, many_x},
+        {"a short chunk clears the one before", unit(xs + chunk(abc)), plenty, with_hole, true, many_x + padded_abc},
+        {"a longer one leaves the rest", unit(xs + chunk(long_abc)), plenty, with_hole, true,
+         many_x + text("abcdefghi") + times(4087, 'x')},
+        {"a raw chunk, no hole", unit(raw + chunk(abc)), plenty, read_was_made, true, times(4096, 7) + padded_abc},
         {"a raw chunk cut by what remains", unit(raw), 10, with_hole, true, times(10, 7)},
-        {"a zero header leads to the next 4096", unit(padded(chunk(abc)) + chunk(repeat)), plenty, with_hole, true,
-         padded(text("abc")) + times(4096, 'x')},
-        {"a zero header at a 4096 as well", unit(bytes(4096) + chunk(abc)), plenty, with_hole, true,
-         padded(text("abc"))},
+        {"a zero header: on at 4096", unit(padded(chunk(abc)) + xs), plenty, with_hole, true, padded_abc + many_x},
+        {"a zero header at a 4096, too", unit(bytes(4096) + chunk(abc)), plenty, with_hole, true, padded_abc},
         {"only a hole: zeros", unit({}), plenty, with_hole, true, bytes(unit_size)},
         {"only a hole, up to what remains", unit({}), 9, with_hole, true, bytes(9)},
         {"zeros of which nothing is known", unit({}), plenty, 0, true, {}},
         {"an odd header in front of zeros", unit({0x05, 0x10}), plenty, with_hole, false, {}},
-        {"an odd header in front of data: stored", unit({0x05, 0x10}, 9), plenty, with_hole, true,
-         unit({0x05, 0x10}, 9)},
+        {"an odd header, then data: stored", odd, plenty, with_hole, true, odd},
         {"a bad reference in front of zeros", unit(chunk(ahead)), plenty, with_hole, false, {}},
-        {"a bad reference in front of data: stored", unit(chunk(ahead), 9), plenty, with_hole, true,
-         unit(chunk(ahead), 9)},
-        {"damage behind a good chunk", unit(chunk(repeat) + chunk(ahead)), plenty, with_hole, false, times(4096, 'x')},
-        {"a reference cut in half ends the chunk", chunk({0x02, 'x', 0xFC}), plenty, with_hole, true,
-         padded(text("x"))},
+        {"a bad reference, then data: stored", unit(chunk(ahead), 9), plenty, with_hole, true, unit(chunk(ahead), 9)},
+        {"damage behind a good chunk", unit(xs + chunk(ahead)), plenty, with_hole, false, many_x},
+        {"a reference cut in half ends the chunk", chunk({0x02, 'x', 0xFC}), plenty, with_hole, true, padded({'x'})},
         {"a chunk that runs off the unit", {0xFF, 0xBF, 0x00, 'a'}, plenty, with_hole, true, padded(text("a"))},
         {"a raw chunk that runs off the unit", {0xFF, 0x3F, 'a'}, 6, with_hole, true, padded(text("a"), 6)},
         {"no unit", {}, plenty, with_hole, false, {}},
@@ -108,21 +98,16 @@ TEST(lznt1, a_unit_is_stored_or_a_row_of_chunks) {
     for (const auto& c : cases) {
         bytes out;
         EXPECT_EQ(decode_compression_unit(c.unit, c.remaining, c.flags, out), c.good) << c.what;
-        const bytes expected(c.out.begin(), c.out.begin() + static_cast<std::ptrdiff_t>(
-                                                                std::min<std::uint64_t>(c.out.size(), c.remaining)));
-        EXPECT_EQ(out, expected) << c.what;
+        EXPECT_EQ(out, bytes(c.out.data(), c.out.data() + std::min<std::uint64_t>(c.out.size(), c.remaining)))
+            << c.what;
     }
 }
 
 TEST(lznt1, the_end_of_a_unit_tells_whether_it_is_stored_when_that_is_asked) {
     const bytes packed = chunk({0x00, 'a', 'b', 'c'});
-    for (const auto& [at, value, stored] : {std::tuple{0, 0, false},
-                                            {0, 1, true},
-                                            {15, 1, true},
-                                            {0x207, 1, true},
-                                            {0x400, 1, true},
-                                            {16, 1, false},
-                                            {0x300, 1, false}}) {
+    const std::tuple<int, int, bool> cases[] = {{0, 0, false},    {0, 1, true},   {15, 1, true},    {0x207, 1, true},
+                                                {0x400, 1, true}, {16, 1, false}, {0x300, 1, false}};
+    for (const auto& [at, value, stored] : cases) {
         bytes whole = unit(packed);
         whole[unit_size - 4096 + static_cast<std::size_t>(at)] = static_cast<std::uint8_t>(value);
         bytes out;
@@ -152,15 +137,11 @@ TEST(lznt1, the_bits_of_a_reference_shift_with_the_output) {
             for (const std::size_t beyond : {std::size_t{0}, std::size_t{1}}) {
                 if (((done - 1 + beyond) << bits) > 0xFFFF) continue;
                 const auto word = static_cast<std::uint16_t>(((done - 1 + beyond) << bits) | 1);  // four bytes
-                const bytes packed =
-                    tokens + bytes{static_cast<std::uint8_t>(word), static_cast<std::uint8_t>(word >> 8)};
-                bytes out;
+                bytes packed = tokens, out;
+                build::poke_u16(packed, packed.size(), word);
                 ASSERT_EQ(decode_compression_unit(unit(chunk(packed)), plenty, with_hole, out), beyond == 0) << done;
                 if (beyond != 0) continue;
-                EXPECT_EQ(bytes(out.begin() + static_cast<std::ptrdiff_t>(done),
-                                out.begin() + static_cast<std::ptrdiff_t>(done) + 5),
-                          (bytes{1, 2, 3, 4, 0}))
-                    << done;
+                EXPECT_EQ(bytes(&out[done], &out[done] + 5), (bytes{1, 2, 3, 4, 0})) << done;
             }
         }
     }

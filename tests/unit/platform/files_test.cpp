@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "support/temp_folder.h"
 
 namespace {
@@ -16,17 +14,13 @@ TEST(host_files, reads_go_by_position_and_end_with_the_file) {
     native_file file;
     ASSERT_TRUE(open_for_reading(file, folder.path(u"f")));
     EXPECT_EQ(file_size(file), 10);
-    const struct {
-        std::uint64_t position;
-        std::size_t count;
-        std::string_view expected;
-    } cases[] = {
+    const std::tuple<std::uint64_t, std::size_t, std::string_view> cases[] = {
         {7, 2, "78"}, {0, 10, "0123456789"}, {2, 1, "2"}, {8, 5, "89"}, {10, 4, ""}, {1ull << 40, 4, ""}, {3, 0, ""},
     };
-    for (const auto& c : cases) {
-        std::string bytes(c.count, '.');
-        ASSERT_EQ(read_at(file, c.position, bytes.data(), c.count), static_cast<std::int64_t>(c.expected.size()));
-        EXPECT_EQ(bytes.substr(0, c.expected.size()), c.expected) << c.position;
+    for (const auto& [position, count, expected] : cases) {
+        std::string bytes(count, '.');
+        ASSERT_EQ(read_at(file, position, bytes.data(), count), static_cast<std::int64_t>(expected.size()));
+        EXPECT_EQ(bytes.substr(0, expected.size()), expected) << position;
     }
     close_file(file);
     char byte = 0;
@@ -93,29 +87,18 @@ TEST(host_files, the_search_for_data_passes_over_holes_alone) {
 
 TEST(host_files, a_refusal_has_a_number_and_words) {
     const temp_folder folder;
-    const auto none = [&] {
-        native_file file;
-        return open_for_reading(file, folder.path(u"none"));
-    };
-    const auto directory = [&] {
-        native_file file;
-        return open_for_reading(file, folder.path());
-    };
-    const auto no_parent = [&] { return create_one_directory(folder.path(u"none") + temp_folder::separator() + u"x"); };
-    const auto no_file = [&] { return remove_one_file(folder.path(u"none")); };
-    const auto with_nul = [&] {
-        native_file file;
-        return open_for_update(file, folder.path(u"f") + u'\0' + u"x");
-    };
-    const auto to_nul = [&] {
-        return move_without_replacing(folder.path(), folder.path() + u"x" + u'\0') != move_outcome::failed;
-    };
-    const std::function<bool()> calls[] = {none, directory, no_parent, no_file, with_nul, to_nul};
-    for (const auto& call : calls) {
-        EXPECT_FALSE(call());
+    native_file file;
+    const auto refused = [](bool worked) {
+        EXPECT_FALSE(worked);
         EXPECT_NE(last_system_error(), 0u);
         EXPECT_FALSE(system_error_text(last_system_error()).empty());
-    }
+    };
+    refused(open_for_reading(file, folder.path(u"none")));
+    refused(open_for_reading(file, folder.path()));
+    refused(create_one_directory(folder.path(u"none") + temp_folder::separator() + u"x"));
+    refused(remove_one_file(folder.path(u"none")));
+    refused(open_for_update(file, folder.path(u"f") + u'\0' + u"x"));
+    refused(move_without_replacing(folder.path(), folder.path() + u"x" + u'\0') != move_outcome::failed);
     EXPECT_FALSE(is_long_path_error(0));
 }
 

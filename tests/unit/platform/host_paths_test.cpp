@@ -12,6 +12,88 @@
 
 namespace {
 
+struct path_case {
+    std::u16string path, expected;
+};
+
+// Stands for the current directory, without its last component in the second form.
+const std::u16string here = std::filesystem::current_path().u16string();
+const std::u16string above = std::filesystem::current_path().parent_path().u16string();
+
+const std::vector<path_case> posix_paths = {
+    {u"", u""},
+    {u" \t", u""},
+    {u"''", u""},
+    {u"/", u"/"},
+    {u"/a//b/", u"/a/b"},
+    {u"/a/./b/../c", u"/a/c"},
+    {u"/../../x", u"/x"},
+    {u"\"/a b/c\"\r\n", u"/a b/c"},
+    {u"/O'Brien/\"x", u"/O'Brien/\"x"},
+    {u"x", here + u"/x"},
+    {u".", here},
+    {u"./.hidden/x", here + u"/.hidden/x"},
+    {u"../x", above + u"/x"},
+    {u"a/../b", here + u"/b"},
+    {u"c:\\x", here + u"/c:\\x"},
+    {u"\\x", here + u"/\\x"},
+    {u" /a/\nb\r\n", u"/a/\nb"},
+    {u"\n/a", here + u"/\n/a"},
+};
+
+const std::vector<path_case> windows_paths = {
+    {u"", u""},
+    {u" \t", u""},
+    {u"''", u""},
+    {u"\\x", u""},
+    {u"/x", u""},
+    {u"\\\\srv\\share", u"\\\\srv\\share"},
+    {u"//srv/share", u"//srv/share"},
+    {u"\"c:\\a b\\c\"\r\n", u"c:\\a b\\c"},
+    {u"c:\\a\\..\\b", u"c:\\a\\..\\b"},
+    {u"x", here + u"\\x"},
+    {u"x\\\\\\y", here + u"\\x\\y"},
+    {u"x/y", here + u"/x/y"},
+    {u".\\x", here + u"\\x"},
+    {u".\\a\\x", here + u"\\a\\x"},
+    {u".hidden\\x", here + u"\\.hidden\\x"},
+    {u"..\\x", above + u"\\x"},
+    {u"..\\..\\..\\..\\..\\..\\..\\..\\x", here.substr(0, 2) + u"\\x"},
+    {u"a\\..\\b", above + u"\\b"},
+    {u"a\\..b\\c", here + u"\\a\\..b\\c"},
+};
+
+TEST(host_paths, absolute_forms) {
+    for (const path_case& c : host_separator() == u'/' ? posix_paths : windows_paths) {
+        EXPECT_EQ(utf8_from_utf16(make_absolute(c.path)), utf8_from_utf16(c.expected)) << utf8_from_utf16(c.path);
+    }
+}
+
+TEST(host_paths, the_root_is_what_cannot_be_made) {
+    const std::tuple<std::u16string, std::size_t, std::size_t> cases[] = {
+        {u"", 0, 0},
+        {u"x", 0, 0},
+        {u"/x", 1, 1},
+        {u"\\x", 0, 1},
+        {u"c:", 0, 2},
+        {u"c:\\x", 0, 3},
+        {u"c:/x", 0, 3},
+        {u"\\\\?\\c:\\x", 0, 4},
+        {u"\\\\srv\\share\\x", 0, 12},
+        {u"\\\\srv\\share", 0, 11},
+    };
+    for (const auto& [path, posix, windows] : cases) {
+        EXPECT_EQ(root_length(path), host_separator() == u'/' ? posix : windows) << utf8_from_utf16(path);
+    }
+}
+
+TEST(host_paths, the_environment_tells_what_is_set) {
+    EXPECT_FALSE(environment_value("PATH").value_or("").empty());
+    EXPECT_EQ(environment_value("NEVER_SET_BY_ANYONE"), std::nullopt);
+    EXPECT_EQ(environment_value(""), std::nullopt);
+    EXPECT_EQ(environment_value("path").has_value(), host_separator() == u'\\');
+}
+
 const std::string prefix = "\\\\?\\GLOBALROOT\\Device\\HarddiskVolumeShadowCopy";
 
 // The text stays the environment's.
@@ -24,9 +106,7 @@ TEST(variables, are_replaced_between_percent_signs) {
     for (char* variable : {short_variable, nested_variable, own_variable, growing_variable}) putenv(variable);
     const std::string too_long = "%UNIT_SHORT%" + std::string(501, 'x');
     const std::string just_short_enough = std::string(500, 'x');
-    const struct {
-        std::string text, expected;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"", ""},
         {"100%", "100%"},
         {"a%UNIT_SHORT%b%UNIT_SHORT%", "avaluebvalue"},
@@ -42,7 +122,7 @@ TEST(variables, are_replaced_between_percent_signs) {
         {too_long, too_long},
         {just_short_enough + "%UNIT_SHORT%", just_short_enough + "value"},
     };
-    for (const auto& c : cases) EXPECT_EQ(expand_variables(c.text), c.expected) << c.text;
+    for (const auto& [text, expected] : cases) EXPECT_EQ(expand_variables(text), expected) << text;
     const std::string grown = expand_variables("%UNIT_GROWING%");
     EXPECT_TRUE(grown.size() > 512 && grown.size() < 540) << grown.size();
 }
@@ -53,16 +133,14 @@ TEST(variables, the_shadow_prefix_has_two_cases) {
 }
 
 TEST(directories, the_directory_of_a_path) {
-    const struct {
-        std::u16string path, posix, windows;
-    } cases[] = {
+    const std::tuple<std::u16string, std::u16string, std::u16string> cases[] = {
         {u"x", u".", u"."},        {u"", u".", u"."},
         {u"/x", u"/", u"/"},       {u"a/b/x", u"a/b", u"a/b"},
         {u"a/b/", u"a/b", u"a/b"}, {u"c:\\a\\x", u".", u"c:\\a"},
         {u"c:\\x", u".", u"c:"},   {u"a\\b/x", u"a\\b", u"a\\b"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(directory_part(c.path), host_separator() == u'/' ? c.posix : c.windows) << utf8_from_utf16(c.path);
+    for (const auto& [path, posix, windows] : cases) {
+        EXPECT_EQ(directory_part(path), host_separator() == u'/' ? posix : windows) << utf8_from_utf16(path);
     }
 }
 

@@ -19,9 +19,8 @@ using build::reference;
 using build::tick_2020;
 
 // The report's lines for one record, behind its header line.
-std::vector<std::string> rows(const build::record& record, std::vector<std::string> arguments) {
-    arguments.insert(arguments.end(), {"-mftstart", "7"});
-    auto lines = report_lines(build::mft({{}, {}, {}, {}, {}, {}, {}, record.on_disk()}), arguments);
+std::vector<std::string> rows(const build::record& record, const arguments& given) {
+    auto lines = report_lines(build::mft_with({{7, record}}), given + arguments{"-mftstart", "7"});
     if (!lines.empty()) lines.erase(lines.begin());
     return lines;
 }
@@ -33,10 +32,7 @@ build::record two_days() {
 }  // namespace
 
 TEST(body_file, seconds_names_and_kinds) {
-    const struct {
-        build::record record;
-        const char* line;
-    } cases[] = {
+    const std::pair<build::record, const char*> cases[] = {
         {build::record().std_info({0, 116444736000000000 - 10000000, ~0ull, tick_2020}).name(u"a|b").data(""),
          "0|[root]\\a|b (file)|7||0|0|0|1577836800|1844674407369|0|0"},
         {build::record().std_info().name(u"d").directory().deleted(),
@@ -45,24 +41,19 @@ TEST(body_file, seconds_names_and_kinds) {
         {build::record().name(u"n").data("four", u"s"),
          "0|[root]\\n:s (file)|7||0|0|4|1577836800|1577836800|1577836800|1577836800"},
     };
-    for (const auto& c : cases) {
-        const auto lines = rows(c.record, {"-bodyfile"});
-        EXPECT_EQ(lines.empty() ? "nothing" : lines[0], c.line);
+    for (const auto& [record, line] : cases) {
+        const auto lines = rows(record, {"-bodyfile"});
+        EXPECT_EQ(lines.empty() ? "nothing" : lines[0], line);
     }
     EXPECT_TRUE(rows(build::record().name(u"only a name"), {"-bodyfile"}).empty());
 }
 
 TEST(timelines, the_body_file_wants_all_times_in_the_range_and_l2t_each) {
-    const std::vector<std::string> second_day = {"-filter_start_time", "01/02/2020"},
-                                   up_to = {"-filter_stop_time", "01/01/2020"};
-    const auto count = [](const char* format, std::vector<std::string> range) {
-        range.push_back(format);
-        return rows(two_days(), range).size();
-    };
-    EXPECT_EQ(count("-csvl2t", second_day), 1u);
-    EXPECT_EQ(count("-bodyfile", second_day), 0u);
-    EXPECT_EQ(count("-csvl2t", up_to), 3u) << "a stop alone is no range here";
-    EXPECT_EQ(count("-bodyfile", up_to), 2u);
+    const arguments second_day = {"-filter_start_time", "01/02/2020"}, up_to = {"-filter_stop_time", "01/01/2020"};
+    EXPECT_EQ(rows(two_days(), second_day + arguments{"-csvl2t"}).size(), 1u);
+    EXPECT_EQ(rows(two_days(), second_day + arguments{"-bodyfile"}).size(), 0u);
+    EXPECT_EQ(rows(two_days(), up_to + arguments{"-csvl2t"}).size(), 3u) << "a stop alone is no range here";
+    EXPECT_EQ(rows(two_days(), up_to + arguments{"-bodyfile"}).size(), 2u);
 }
 
 TEST(hash_list, a_failed_digest_an_empty_path_and_the_first_hit) {
@@ -117,7 +108,7 @@ TEST(rows_of_a_record, leave_in_one_write_and_none_behind_a_failure) {
         }
     } buffer;
     const auto walk = [&buffer](const char* format) {
-        const temporary_file file(build::mft({{}, {}, {}, {}, {}, {}, two_days().on_disk(), two_days().on_disk()}));
+        const temporary_file file(build::mft_with({{6, two_days()}, {7, two_days()}}));
         auto ctx =
             std::move(options_of({"-mftfile", file.path(), "-mftstart", "6", "-mftrange", "2", "-quiet", format}).ctx);
         std::ostream out(&buffer);

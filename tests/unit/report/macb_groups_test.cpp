@@ -31,15 +31,12 @@ macb_input four(std::uint64_t m, std::uint64_t a, std::uint64_t c, std::uint64_t
 }  // namespace
 
 TEST(macb_groups, equal_times_share_a_row_and_rows_rise) {
-    const struct {
-        macb_input input;
-        const char* rows;
-    } cases[] = {
+    const std::pair<macb_input, const char*> cases[] = {
         {four(1, 1, 1, 1), "1=MACB "},        {four(9, 9, 9, 2), "2=...B 9=MAC. "},
         {four(1, 2, 1, 2), "1=M.C. 2=.A.B "}, {four(4, 3, 2, 1), "1=...B 2=..C. 3=.A.. 4=M... "},
         {four(2, 1, 1, 1), "1=.ACB 2=M... "}, {four(2, 3, 1, 1), "1=..CB 2=M... 3=.A.. "},
     };
-    for (const auto& c : cases) EXPECT_EQ(rows_of(c.input), c.rows);
+    for (const auto& [input, rows] : cases) EXPECT_EQ(rows_of(input), rows);
     macb_input without_birth = four(1, 1, 1, 1);
     without_birth.b = 0;
     EXPECT_EQ(rows_of(without_birth), "1=MAC. ");

@@ -23,24 +23,18 @@ std::string time_of(std::uint64_t filetime, std::string_view format) {
 }  // namespace
 
 TEST(time_text, dates_follow_their_format) {
-    const struct {
-        const char* format;
-        const char* text;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"mm/dd/yyyy", "01/03/2006"}, {"yyyy-mm-dd", "2006-01-03"},
         {"dd/mm/yy", "03/01/06"},     {"mmm dd, yy", "Jan 03, 06"},
         {"yy mmm dd", "06 Jan 03"},   {"dd mmm, yyyy", "03 Jan 2006"},
         {"ddxmmxyyyy", "03/01/2006"}, {"yyyyyyyy", "01/03/2006"},
         {"mmm-dd-y", "Jan/03/2006"},  {"", ""},
     };
-    for (const auto& c : cases) EXPECT_EQ(date_of(moment, c.format), c.text) << c.format;
+    for (const auto& [format, text] : cases) EXPECT_EQ(date_of(moment, format), text) << format;
 }
 
 TEST(time_text, times_follow_their_format_down_to_the_last_digit) {
-    const struct {
-        const char* format;
-        const char* text;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"hh:mm:ss", "03:04:05"},
         {"hh:mm:ss.xxx", "03:04:05.123"},
         {"hh:mm:ss.xxxx", "03:04:05.1234"},
@@ -51,28 +45,16 @@ TEST(time_text, times_follow_their_format_down_to_the_last_digit) {
         {"hh:mm:xx", "03:04"},
         {"", ""},
     };
-    for (const auto& c : cases) EXPECT_EQ(time_of(moment, c.format), c.text) << c.format;
+    for (const auto& [format, text] : cases) EXPECT_EQ(time_of(moment, format), text) << format;
 }
 
 TEST(time_text, moments_outside_1970_to_3000_are_none) {
-    const struct {
-        std::uint64_t filetime;
-        bool valid;
-    } cases[] = {
-        {0, false},
-        {1, false},
-        {epoch - 1, false},
-        {epoch, false},
-        {epoch + second - 1, false},
-        {epoch + second, true},
-        {epoch + 32'535'215'999 * second + second - 1, true},
-        {epoch + 32'535'216'000 * second, false},
-        {std::uint64_t{1} << 63, false},
-        {~std::uint64_t{0}, false},
-    };
-    for (const auto& c : cases) EXPECT_EQ(time_point_of(c.filetime).valid, c.valid) << c.filetime;
-    EXPECT_EQ(date_of(epoch + 32'535'215'999 * second, "mm/dd/yyyy"), "12/31/3000");
-    EXPECT_EQ(time_of(epoch + second, "hh:mm:ss.xxx"), "00:00:01.000");
+    constexpr std::uint64_t first = epoch + second, behind = epoch + 32'535'216'000 * second;
+    for (const std::uint64_t valid : {first, behind - 1}) EXPECT_TRUE(time_point_of(valid).valid) << valid;
+    for (const std::uint64_t none : {std::uint64_t{0}, epoch, first - 1, behind, ~std::uint64_t{0}})
+        EXPECT_FALSE(time_point_of(none).valid) << none;
+    EXPECT_EQ(date_of(behind - 1, "mm/dd/yyyy"), "12/31/3000");
+    EXPECT_EQ(time_of(first, "hh:mm:ss.xxx"), "00:00:01.000");
 }
 
 TEST(time_text, the_calendar_itself_reaches_from_1601_to_9999) {

@@ -107,16 +107,15 @@ TEST(partitions, without_a_mark_only_a_deep_search_finds_a_chain) {
     build::bytes cut = disk(2049).table(2048, {{7, 2, 10}}).all();
     cut.pop_back();
     EXPECT_EQ(listing(lost.all()), "no");
-    expect_listings(
-        {
-            // Its entries are not compared with the boot sectors: the count stays 10. Volumes on the way are no table.
-            {"behind the first mebibyte", disk(lost).ntfs(100, 9).exfat(300, 0, 9),
-             "4002+10 ntfs; 4050+20 exten; 4051+9 ntfs"},
-            {"a marked sector without entries ends the search", disk(lost).mark(3000), "no"},
-            {"in the last sector", disk(2049).table(2048, {{7, 2, 10}}), "2050+10 ntfs"},
-            {"nothing there", disk(0), "no"},
-        },
-        true);
+    // Its entries are not compared with the boot sectors: the count stays 10. Volumes on the way are no table.
+    const disk among_volumes = disk(lost).ntfs(100, 9).exfat(300, 0, 9);
+    const std::vector<disk_case> cases = {
+        {"behind the first mebibyte", among_volumes, "4002+10 ntfs; 4050+20 exten; 4051+9 ntfs"},
+        {"a marked sector without entries ends the search", disk(lost).mark(3000), "no"},
+        {"in the last sector", disk(2049).table(2048, {{7, 2, 10}}), "2050+10 ntfs"},
+        {"nothing there", disk(0), "no"},
+    };
+    expect_listings(cases, true);
     EXPECT_EQ(listing(cut, true), "no");
 }
 
@@ -175,15 +174,12 @@ TEST(partitions, an_entry_of_a_gpt_carries_its_ids_and_its_name_and_a_table_in_m
 
 TEST(partitions, a_bad_spot_ends_the_search_where_it_lies_and_not_a_block_earlier) {
     const build::bytes made = disk(4096).table(1000, {{7, 2, 10}}).all();
-    const struct {
-        std::uint64_t bad_sector;
-        bool found;
-    } cases[] = {{999, false}, {1001, true}, {3000, true}};
-    for (const auto& c : cases) {
+    const std::pair<std::uint64_t, bool> cases[] = {{999, false}, {1001, true}, {3000, true}};
+    for (const auto& [bad_sector, found] : cases) {
         faulty_source source(made);
-        source.bad = {{c.bad_sector * 512, c.bad_sector * 512 + 1}};
+        source.bad = {{bad_sector * 512, bad_sector * 512 + 1}};
         partition_list list;
-        EXPECT_EQ(read_partition_table(source, list, true), c.found) << c.bad_sector;
+        EXPECT_EQ(read_partition_table(source, list, true), found) << bad_sector;
     }
 }
 
@@ -200,14 +196,11 @@ TEST(partitions, the_search_steps_over_holes_and_tells_how_far_it_is) {
 }
 
 TEST(partitions, types_are_named_by_their_low_byte) {
-    const struct {
-        std::uint16_t type;
-        const char* name;
-    } cases[] = {
+    const std::pair<std::uint16_t, const char*> cases[] = {
         {0x87, "ntfs volume set"}, {0x1B, "Hidden fat32"}, {0x42, "unkn"},          {0xEE, "gpt"},
         {0x8007, "exfat"},         {0xFF07, "exfat"},      {0x8006, "fat [guess]"}, {0x8042, "unkn [guess]"},
     };
-    for (const auto& c : cases) EXPECT_EQ(type_name(c.type), c.name) << c.type;
+    for (const auto& [type, name] : cases) EXPECT_EQ(type_name(type), name) << type;
 }
 
 }  // namespace

@@ -21,8 +21,7 @@ bytes link(std::u16string_view name, std::u16string_view print, std::size_t flag
     poke_u16(out, 4, 1);
     poke_u32(out, 8, 2u << 16 | substitute_at);
     poke_u32(out, 12, static_cast<std::uint32_t>(2 * print.size()) << 16 | 2);
-    for (const std::uint8_t byte : utf16_bytes(u"x" + std::u16string(print))) out.push_back(byte);
-    return directory(name, {}).resident(0xC0, out).on_disk();
+    return directory(name, {}).resident(0xC0, out + utf16_bytes(u"x" + std::u16string(print))).on_disk();
 }
 
 // \Äpfel (6) with Birne (7), which holds kern.txt (8) and links in the root. Record 14 is its own parent, 15 is free.
@@ -93,10 +92,7 @@ TEST(path_filters, paths_become_records) {
 }
 
 TEST(path_filters, items_become_entries) {
-    const struct {
-        std::vector<std::u16string> items;
-        const char* entries;
-    } cases[] = {
+    const std::pair<std::vector<std::u16string>, const char*> cases[] = {
         {{u"c:\\äpfel", u"\\none", u"\\"}, "5=[root] 6=c:\\äpfel "},
         {{u"\\*"},
          "5=[root]\\ 6=[root]\\Äpfel\\ 9=[root]\\mount\\ 10=[root]\\sym\\ 11=[root]\\self\\ "
@@ -104,11 +100,11 @@ TEST(path_filters, items_become_entries) {
         {{u"\\äpfel\\*?", u"c:\\äpfel*99999999999x"}, "6=[root]\\Äpfel\\ 7=[root]\\Äpfel\\Birne\\ "},
         {{u"\\loop*2"}, "14=\\loop\\*2 "},  // no way leads from it to the root
     };
-    for (const auto& c : cases) {
+    for (const auto& [items, entries] : cases) {
         opened_volume opened(orchard());
-        opened.ctx.filter_dirs = c.items;
+        opened.ctx.filter_dirs = items;
         resolve_path_filters(opened.ctx);
-        EXPECT_EQ(described(opened.ctx.dir_inodes), c.entries);
+        EXPECT_EQ(described(opened.ctx.dir_inodes), entries);
     }
 }
 

@@ -12,16 +12,9 @@ namespace {
 
 using namespace build;
 
-struct placed {
-    std::size_t inode;
-    record content;
-};
-
-// The path and names of record 39.
+// The path and names of the last, record 39.
 std::string shown(const std::vector<placed>& items) {
-    std::vector<bytes> records(40);
-    for (const placed& item : items) records[item.inode] = item.content.on_disk();
-    const auto lines = report_lines(mft(records), {"-csv", "-csv_separator", "|", "-no_whitespace", "-thorough"});
+    const auto lines = report_lines(mft_with(items), {"-csv", "-csv_separator", "|", "-no_whitespace", "-thorough"});
     return lines.size() < 2 ? "" : cells_of(lines.back(), "|").at(11);
 }
 
@@ -38,8 +31,7 @@ record tagged_link(std::u16string_view name, std::u16string_view print, std::uin
     poke_u32(out, 0, tag);
     poke_u32(out, 12, static_cast<std::uint32_t>(2 * print.size()) << 16);
     poke_u32(out, 16, flags);
-    for (const std::uint8_t byte : utf16_bytes(print)) out.push_back(byte);
-    return directory(name, {}).resident(0xC0, out);
+    return directory(name, {}).resident(0xC0, out + utf16_bytes(print));
 }
 
 }  // namespace
@@ -48,11 +40,7 @@ TEST(thorough, an_extension_record_has_to_belong_and_delivers_by_type_and_id) {
     const auto entry = [](std::uint64_t inode, std::uint32_t type = 0x30) { return list_entry{type, inode, 2}; };
     const std::string own = "[root]\\own", both = own + " [alias: x]";
     const auto ours = reference(39, 7), raised = reference(39, 6);
-    const struct {
-        const char* what;
-        std::vector<placed> items;
-        std::string names;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<placed>, std::string> cases[] = {
         {"one named twice", {{20, extension(ours, u"x")}, {39, listed({entry(20), entry(20)})}}, both},
         {"no number", {{20, extension(39, u"x")}, {39, listed({entry(20)})}}, both},
         {"another file's", {{20, extension(reference(38, 7), u"x")}, {39, listed({entry(20)})}}, own},
@@ -61,16 +49,12 @@ TEST(thorough, an_extension_record_has_to_belong_and_delivers_by_type_and_id) {
         {"freed by itself", {{20, extension(ours, u"x").deleted()}, {39, listed({entry(20)})}}, own},
         {"freed with its base", {{20, extension(raised, u"x").deleted()}, {39, listed({entry(20)}).deleted()}}, both},
     };
-    for (const auto& c : cases) EXPECT_EQ(shown(c.items), c.names) << c.what;
+    for (const auto& [what, items, names] : cases) EXPECT_EQ(shown(items), names) << what;
 }
 
 TEST(thorough, a_parent_has_to_be_the_directory_that_was_meant) {
     const auto root = reference(5, 5);
-    const struct {
-        const char* what;
-        std::vector<placed> items;
-        const char* path;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<placed>, const char*> cases[] = {
         {"taken again", {{20, folder(root).sequence(2)}, {39, file(reference(20, 1))}}, "<path corrupted>\\f"},
         {"freed", {{20, folder(root).sequence(2).deleted()}, {39, file(reference(20, 1))}}, "a\\f"},
         {"freed, 0 left out", {{20, folder(root).deleted()}, {39, file(reference(20, 0xFFFF))}}, "a\\f"},
@@ -81,7 +65,7 @@ TEST(thorough, a_parent_has_to_be_the_directory_that_was_meant) {
         {"all ones", {{39, file(~std::uint64_t{0})}}, "<path corrupted>\\f"},
         {"the root, whatever its number", {{39, file(reference(5, 77))}}, "f"},
     };
-    for (const auto& c : cases) EXPECT_EQ(shown(c.items), "[root]\\" + std::string(c.path)) << c.what;
+    for (const auto& [what, items, path] : cases) EXPECT_EQ(shown(items), "[root]\\" + std::string(path)) << what;
 }
 
 TEST(thorough, links_lead_where_they_lie_or_to_the_root) {
@@ -98,10 +82,10 @@ TEST(thorough, links_lead_where_they_lie_or_to_the_root) {
                  {u"..", 1, symbolic, u"", 5},
                  {u"to", 1, 0x80000013, u"", 8}};
     for (const auto& c : cases) {
-        std::vector<bytes> records(9);
-        const record items[] = {directory(u".", {6}), directory(u"in", {7, 8}), directory(u"to", {9}, 6),
-                                tagged_link(u"link", c.print, c.flags, c.tag), file(reference(7, 1)).name(u"x")};
-        for (std::size_t at = 0; at < std::size(items); ++at) records[4 + at] = items[at].on_disk();
+        std::vector<bytes> records(4);
+        for (const record& each : {directory(u".", {6}), directory(u"in", {7, 8}), directory(u"to", {9}, 6),
+                                   tagged_link(u"link", c.print, c.flags, c.tag), file(reference(7, 1)).name(u"x")})
+            records.push_back(each.on_disk());
         opened_volume opened(volume(64).mft({{16, 4}}, records).all(), 0, true);
         path_target target;
         lookup_path(target, opened.ctx, u"\\c:\\in\\link\\x", true);

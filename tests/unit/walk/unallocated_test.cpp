@@ -9,20 +9,17 @@
 
 namespace {
 
-using build::bytes;
+using build::bytes, build::operator+;
 
 constexpr std::uint32_t cluster_size = 2048, clusters = 64;
 constexpr std::uint64_t mft_cluster = 4, first_free = 32;
-
-bytes named(std::u16string_view name) { return build::record().std_info().name(name).on_disk(); }
 
 // Clusters below `first_free` are in use, as all `in_use` are; the bitmap is cut or padded to `bitmap_size` bytes.
 struct scanned_volume {
     std::vector<std::uint64_t> in_use;
     std::size_t bitmap_size = clusters / 8;
-    bool resident = true;
-    std::uint64_t hole = 0;  // clusters; the bitmap is nothing else then
-    std::uint64_t lie = 0;   // bytes that its header claims; it has one cluster
+    std::vector<build::run> runs = {};  // of the bitmap, which lies in cluster 20, too; none: resident
+    std::uint64_t claimed = 8;          // bytes, by the header of one with runs
 
     build::volume built() const {
         bytes bitmap(bitmap_size, 0);
@@ -32,12 +29,9 @@ struct scanned_volume {
         for (std::uint64_t cluster = 0; cluster < first_free; ++cluster) use(cluster);
         for (const std::uint64_t cluster : in_use) use(cluster);
         std::vector<bytes> records(6);
-        records[5] = resident ? build::record().data(std::string(bitmap.begin(), bitmap.end())).on_disk()
-                              : build::record().non_resident(0x80, build::pairs({{1, 20}}), bitmap.size()).on_disk();
-        const std::uint64_t claimed = hole * cluster_size - 0xFFFF'FFC0;  // 64 in its low 32 bits, all that counts
-        if (hole != 0)
-            records[5] = build::record().non_resident(0x80, build::pairs({{hole, build::hole}}), claimed).on_disk();
-        if (lie != 0) records[5] = build::record().non_resident(0x80, build::pairs({{1, 20}}), lie).on_disk();
+        records[5] = (runs.empty() ? build::record().resident(0x80, bitmap)
+                                   : build::record().non_resident(0x80, build::pairs(runs), claimed))
+                         .on_disk();
         build::volume volume(clusters, cluster_size, mft_cluster);
         volume.mft({{8, mft_cluster}}, records).put(20, bitmap);
         for (std::uint64_t cluster = first_free; cluster < clusters; ++cluster)
@@ -66,70 +60,50 @@ std::string found_in(opened_volume& opened) {
 }
 
 bytes carrying(std::uint32_t number, std::u16string_view name) {
-    bytes record = named(name);
-    build::poke_u32(record, 44, number);
-    return record;
+    bytes record = build::record().std_info().name(name).on_disk();
+    return build::poke_u32(record, 44, number), record;
 }
 
-bytes spoiled(bytes record, std::size_t at, std::uint8_t value) {
-    record[at] = value;
-    return record;
-}
+bytes spoiled(bytes record, std::size_t at, std::uint8_t value) { return record[at] = value, record; }
 
 }  // namespace
 
 TEST(unallocated, what_a_free_slot_gives) {
     const bytes seven = carrying(7, u"file-a");
-    bytes old_form = build::record(1024, 42).std_info().name(u"file-b").on_disk();
-    bytes two = seven;
-    two.insert(two.end(), seven.begin(), seven.end());
-    bytes index = seven;
-    std::copy_n("INDX", 4, index.begin());
-    bytes baad = seven;
-    std::copy_n("BAAD", 4, baad.begin());
-    const struct {
-        const char* what;
-        bytes content;
-        const char* found;
-    } cases[] = {
+    const auto signed_as = [&](const char* four) {
+        bytes record = seven;
+        return std::copy_n(four, 4, record.begin()), record;
+    };
+    const std::tuple<const char*, bytes, const char*> cases[] = {
         {"a record", seven, "00000007a "},
-        {"two in one cluster", two, "00000007a 00000007a "},
-        {"the older form carries no number", old_form, "ffffffffffffffffb "},
-        {"an index block", index, ""},
-        {"a bad record is fixed up all the same", baad, "00000007a "},
-        {"no signature", spoiled(seven, 0, 'f'), ""},
+        {"two in one cluster", seven + seven, "00000007a 00000007a "},
+        {"the older form carries no number", build::record(1024, 42).std_info().name(u"file-b").on_disk(),
+         "ffffffffffffffffb "},
+        {"an index block", signed_as("INDX"), ""},
+        {"a bad record is fixed up all the same", signed_as("BAAD"), "00000007a "},
+        {"no signature", signed_as("fILE"), ""},
         {"an update sequence too far behind", spoiled(seven, 4, 49), ""},
         {"an update sequence too long", spoiled(seven, 6, 10), ""},
-        {"away from a multiple of the record size",
-         [&] {
-             bytes moved(512);
-             moved.insert(moved.end(), seven.begin(), seven.end());
-             return moved;
-         }(),
-         ""},
+        {"away from a multiple of the record size", bytes(512) + seven, ""},
     };
-    for (const auto& c : cases) {
-        opened_volume opened(scanned_volume().built().put(40, c.content).all());
-        EXPECT_EQ(found_in(opened), c.found) << c.what;
+    for (const auto& [what, content, found] : cases) {
+        opened_volume opened(scanned_volume().built().put(40, content).all());
+        EXPECT_EQ(found_in(opened), found) << what;
     }
 }
 
 TEST(unallocated, the_bitmap_says_where_to_look) {
-    const struct {
-        const char* what;
-        scanned_volume volume;
-        const char* found;
-    } cases[] = {
+    const std::vector<build::run> endless = {{1 << 30, build::hole}};
+    const std::uint64_t claim = (std::uint64_t{cluster_size} << 30) - 0xFFFF'FFC0;  // 64 in the low 32 bits that count
+    const std::tuple<const char*, scanned_volume, const char*> cases[] = {
         {"free", {}, "00000001a 00000002b 00000003c "},
         {"the second is in use", {{50}}, "00000001a 00000003c "},
-        {"bitmap in a cluster", {{50}, 8, false}, "00000001a 00000003c "},
+        {"bitmap in a cluster", {{50}, 8, {{1, 20}}}, "00000001a 00000003c "},
         {"a short bitmap", {{}, 7}, "00000001a 00000002b "},
         {"a bitmap longer than the volume", {{}, 300}, "00000001a 00000002b 00000003c "},
         {"an empty one", {{}, 0}, ""},
-        {"a size of which its runs hold little", {{}, 8, false, 0, 0x2000'0000}, "00000001a 00000002b 00000003c "},
-        {"one that nobody could read to its end",
-         {{}, 8, true, std::uint64_t{1} << 30},
-         "00000000? 00000001a 00000002b 00000003c "},
+        {"larger than its runs", {{}, 8, {{1, 20}}, 0x2000'0000}, "00000001a 00000002b 00000003c "},
+        {"not to be read to its end", {{}, 8, endless, claim}, "00000000? 00000001a 00000002b 00000003c "},
     };
     const auto plant = [](const scanned_volume& volume) {
         return volume.built()
@@ -138,9 +112,9 @@ TEST(unallocated, the_bitmap_says_where_to_look) {
             .put(63, carrying(3, u"file-c"))
             .all();
     };
-    for (const auto& c : cases) {
-        opened_volume opened(plant(c.volume));
-        EXPECT_EQ(found_in(opened), c.found) << c.what;
+    for (const auto& [what, volume, found] : cases) {
+        opened_volume opened(plant(volume));
+        EXPECT_EQ(found_in(opened), found) << what;
     }
     // A place that cannot be read costs its own slots; a cut image what lies behind the cut.
     opened_volume damaged(plant({}));
