@@ -56,6 +56,18 @@ inline bytes index_block(std::uint64_t first_child, std::uint64_t count) {
     return index_block(entries);
 }
 
+// The value of a mount point, and of a symbolic link, whose path buffer `flags` precede: substitute and print name.
+inline bytes reparse(std::u16string_view substitute, std::u16string_view print, const bytes& flags) {
+    const bytes names = flags + utf16_bytes(substitute) + utf16_bytes(print);
+    const auto first = static_cast<std::uint16_t>(2 * substitute.size());
+    bytes value(16);
+    poke_u16(value, 4, static_cast<std::uint16_t>(8 + names.size()));
+    poke_u16(value, 10, first);
+    poke_u16(value, 12, first);
+    poke_u16(value, 14, static_cast<std::uint16_t>(2 * print.size()));
+    return value + names;
+}
+
 // A directory whose root holds these children.
 inline record directory(std::u16string_view name, const std::vector<std::uint64_t>& children,
                         std::uint64_t parent = 5) {

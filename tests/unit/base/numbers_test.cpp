@@ -53,10 +53,7 @@ TEST(numbers, small_parsers_leave_zero_or_the_old_value) {
 }
 
 TEST(numbers, a_list_is_split_at_its_first_kind_of_delimiter_only) {
-    const struct {
-        const char16_t* value;
-        std::vector<std::u16string> items;
-    } cases[] = {
+    const std::pair<const char16_t*, std::vector<std::u16string>> cases[] = {
         {u"a|b,c", {u"a", u"b,c"}},
         {u" a , b ;c", {u"a", u"b ;c"}},
         {u"a;;b;", {u"a", u"b"}},
@@ -64,31 +61,25 @@ TEST(numbers, a_list_is_split_at_its_first_kind_of_delimiter_only) {
         {u"", {u""}},
         {u"| |", {}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [value, expected] : cases) {
         std::vector<std::u16string> items;
-        split_list(items, c.value, "|,;");
-        EXPECT_EQ(items, c.items);
+        split_list(items, value, "|,;");
+        EXPECT_EQ(items, expected);
     }
 }
 
 TEST(numbers, digits_are_padded_with_zeros_and_never_cut) {
-    const struct {
-        std::uint64_t value;
-        std::size_t least;
-        const char* hex;
-        const char* decimal;
-    } cases[] = {
-        {0, 1, "0", "0"},
-        {0x123, 8, "00000123", "00000291"},
-        {~std::uint64_t{0}, 8, "ffffffffffffffff", "18446744073709551615"},
-        {10, 1, "a", "10"},
-        {255, 30, "0000000000000000000000000000ff", "000000000000000000000000000255"},
+    const std::tuple<std::uint64_t, std::size_t, const char*> cases[] = {
+        {0, 1, "0 0"},
+        {0x123, 8, "00000123 00000291"},
+        {~std::uint64_t{0}, 8, "ffffffffffffffff 18446744073709551615"},
+        {10, 1, "a 10"},
+        {255, 30, "0000000000000000000000000000ff 000000000000000000000000000255"},
     };
-    for (const auto& c : cases) {
-        std::string hex, decimal;
-        append_hex(hex, c.value, c.least);
-        append_decimal(decimal, c.value, c.least);
-        EXPECT_EQ(hex, c.hex);
-        EXPECT_EQ(decimal, c.decimal);
+    for (const auto& [value, least, expected] : cases) {
+        std::string text;
+        append_hex(text, value, least);
+        append_decimal(text += ' ', value, least);
+        EXPECT_EQ(text, expected);
     }
 }

@@ -121,10 +121,7 @@ TEST(run, the_log_names_what_had_no_effect_and_what_is_missing) {
     const temporary_file mft(build::mft_with({{7, seven}}));
     temp_folder::put(folder.path(u"s.txt"), "-csv\n-quiet\r-csv\r\n");
     const std::string log = utf8_from_utf16(folder.path(u"log"));
-    const struct {
-        arguments given;
-        std::vector<const char*> told;
-    } cases[] = {
+    const std::pair<arguments, std::vector<const char*>> cases[] = {
         {{"-filter_nmae", "note"}, {": -filter_nmae\n", ": note\n"}},
         {{"-mftstart", "1", "-mftstart", "2"}, {"argument, it has no effect: -mftstart\n"}},
         {{"-jp"}, {"-jp has no effect"}},
@@ -138,10 +135,10 @@ TEST(run, the_log_names_what_had_no_effect_and_what_is_missing) {
          {"id 1 passed over, its place is taken: \"SECOND~1\"", "record 7: record 6 cannot be used",
           "record 7: record 5 has not the attribute"}},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(result_of(c.given + arguments{"-mftfile", mft.path(), "-quiet", "-diags", log}).exit_code, 0);
+    for (const auto& [given, expected] : cases) {
+        EXPECT_EQ(result_of(given + arguments{"-mftfile", mft.path(), "-quiet", "-diags", log}).exit_code, 0);
         const std::string text = without_returns(temp_folder::content(folder.path(u"log")));
-        for (const char* told : c.told) EXPECT_NE(text.find(told), std::string::npos) << told << text;
+        for (const char* told : expected) EXPECT_NE(text.find(told), std::string::npos) << told << text;
     }
 }
 

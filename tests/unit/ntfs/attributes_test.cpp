@@ -3,13 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "run/run_context.h"
-#include "support/record_builder.h"
+#include "support/index_builder.h"
 #include "walk/acceptance.h"
 #include "walk/walk_state.h"
 
 namespace {
 
-using build::record, build::reference, build::operator+;
+using build::record, build::reference, build::reparse;
 
 file_record decoded(const build::bytes& bytes) {
     mft_entries_ctx ctx;
@@ -31,18 +31,6 @@ std::string labels_of(const file_record& read) {
 
 build::bytes volume_information(std::uint8_t major, std::uint8_t minor) {
     return {0, 0, 0, 0, 0, 0, 0, 0, major, minor, 0, 0};
-}
-
-// Tag, length, then the offsets and lengths of substitute and print name within a path buffer that `flags` precede.
-build::bytes reparse(std::u16string_view substitute, std::u16string_view print,
-                     const std::vector<std::uint8_t>& flags) {
-    build::bytes value(16);
-    const build::bytes first = build::utf16_bytes(substitute), second = build::utf16_bytes(print);
-    build::poke_u16(value, 4, static_cast<std::uint16_t>(8 + flags.size() + first.size() + second.size()));
-    build::poke_u16(value, 10, static_cast<std::uint16_t>(first.size()));
-    build::poke_u16(value, 12, static_cast<std::uint16_t>(first.size()));
-    build::poke_u16(value, 14, static_cast<std::uint16_t>(second.size()));
-    return value + flags + first + second;
 }
 
 }  // namespace

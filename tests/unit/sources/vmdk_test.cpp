@@ -16,11 +16,9 @@ namespace {
 build::bytes sparse(const std::string& text, const std::vector<std::size_t>& held, std::uint8_t fill) {
     build::bytes bytes(5 * 512);
     build::poke_u32(bytes, 0, 0x564D444B);
-    const struct {
-        std::size_t at;
-        std::uint32_t value;
-    } fields[] = {{12, 8}, {20, 1}, {28, 1}, {36, 1}, {44, 4}, {56, 2}, {64, 5}, {1024, 3}, {1028, 4}};
-    for (const auto& field : fields) build::poke_u32(bytes, field.at, field.value);
+    const std::pair<std::size_t, std::uint32_t> fields[] = {{12, 8}, {20, 1}, {28, 1},   {36, 1},  {44, 4},
+                                                            {56, 2}, {64, 5}, {1024, 3}, {1028, 4}};
+    for (const auto& [at, value] : fields) build::poke_u32(bytes, at, value);
     std::copy(text.begin(), text.end(), bytes.begin() + 512);
     for (const std::size_t grain : held) {
         build::poke_u32(bytes, (3 + grain / 4) * 512 + grain % 4 * 4, static_cast<std::uint32_t>(bytes.size() / 512));

@@ -48,12 +48,7 @@ TEST(filters, names_extensions_and_wildcards) {
     const build::bytes two_names =
         build::record().std_info().name(u"A~1.TXT", build::dos).name(u"long name.tar").fixed_up();
     const arguments three_stages = {"-filter_ext", "c", "-filter_wildcard", "b", "-filter_name", "b"};
-    const struct {
-        const char* what;
-        arguments options;
-        build::bytes record;
-        const char* hits;
-    } cases[] = {
+    const std::tuple<const char*, arguments, build::bytes, const char*> cases[] = {
         {"no filter", {}, named(u"a"), ""},
         {"part of a name", {"-filter_name", "foo"}, named(u"xFOOy.txt"), "name(foo)"},
         {"not the whole name", {"-filter_fullname", "foo"}, named(u"xFOOy.txt"), "-"},
@@ -80,19 +75,14 @@ TEST(filters, names_extensions_and_wildcards) {
         {"only the first stage that hits", three_stages, named(u"b.c"), "pattern(b.c)"},
         {"a directory that does not resolve", {"-filter_dir", "\\x"}, named(u"a"), "-"},
     };
-    for (const auto& c : cases) EXPECT_EQ(verdict(c.options, c.record), c.hits) << c.what;
+    for (const auto& [what, options, record, hits] : cases) EXPECT_EQ(verdict(options, record), hits) << what;
 }
 
 TEST(filters, sizes_are_those_of_the_unnamed_stream) {
     const build::bytes no_runs = {0};
     const build::bytes long_one = build::record().non_resident(0x80, no_runs, 5000).fixed_up();
     const build::bytes with_stream = build::record().name(u"a").data(std::string(200, 'x'), u"named").fixed_up();
-    const struct {
-        const char* what;
-        arguments options;
-        build::bytes record;
-        bool kept;
-    } cases[] = {
+    const std::tuple<const char*, arguments, build::bytes, bool> cases[] = {
         {"at the limit", {"-filter_max_size", "100"}, sized(100), true},
         {"above", {"-filter_max_size", "100"}, sized(101), false},
         {"a folder is no larger", {"-filter_max_size", "100"}, folder(), true},
@@ -105,7 +95,7 @@ TEST(filters, sizes_are_those_of_the_unnamed_stream) {
         {"in clusters, at the limit", {"-filter_min_size", "5000"}, long_one, true},
         {"other streams do not count", {"-filter_min_size", "100"}, with_stream, false},
     };
-    for (const auto& c : cases) EXPECT_EQ(verdict(c.options, c.record) != "-", c.kept) << c.what;
+    for (const auto& [what, options, record, kept] : cases) EXPECT_EQ(verdict(options, record) != "-", kept) << what;
 }
 
 TEST(filters, records_and_directories_by_number) {
@@ -132,12 +122,7 @@ TEST(filters, records_and_directories_by_number) {
 
 TEST(filters, groups_are_alternatives_unless_all_must_hit) {
     const build::bytes live = named(u"a.txt"), gone = build::record().deleted().std_info().name(u"a.txt").fixed_up();
-    const struct {
-        const char* what;
-        arguments options;
-        const char* of_live;
-        const char* of_deleted;
-    } cases[] = {
+    const std::tuple<const char*, arguments, const char*, const char*> cases[] = {
         {"deleted alone", {"-filter_deleted_files"}, "-", ""},
         {"deleted and an extension", {"-filter_deleted_files", "-filter_ext", "txt"}, "-", "ext(txt)"},
         {"deleted and another", {"-filter_deleted_files", "-filter_ext", "doc"}, "-", "-"},
@@ -150,9 +135,9 @@ TEST(filters, groups_are_alternatives_unless_all_must_hit) {
         {"too early", {"-filter_stop_time", "12/31/2019"}, "-", "-"},
         {"time narrows hits", {"-filter_name", "a", "-filter_start_time", "01/02/2020"}, "-", "-"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(verdict(c.options, live), c.of_live) << c.what;
-        EXPECT_EQ(verdict(c.options, gone), c.of_deleted) << c.what;
+    for (const auto& [what, options, of_live, of_deleted] : cases) {
+        EXPECT_EQ(verdict(options, live), of_live) << what;
+        EXPECT_EQ(verdict(options, gone), of_deleted) << what;
     }
     const build::bytes one_time = build::record()
                                       .std_info()
@@ -168,12 +153,7 @@ TEST(filters, signature_rules_test_the_last_stream_of_a_volume_only) {
     const build::bytes in_stream = build::record().std_info().data(text).data(hive, u"s").fixed_up();
     const build::bytes ahead = build::record().std_info().id(9).data(text).id(3).data(hive, u"s").fixed_up();
     const build::bytes short_one = build::record().std_info().data("MZ........").fixed_up();
-    const struct {
-        const char* what;
-        arguments options;
-        build::bytes record;
-        const char* of_volume;
-    } cases[] = {
+    const std::tuple<const char*, arguments, build::bytes, const char*> cases[] = {
         {"last in order of ids", {"-filter_sig", "mz|hive"}, in_stream, "type(RegistryHive)"},
         {"not the last", {"-filter_sig", "hive"}, ahead, "-"},
         {"too short", {"-filter_sig", "mz"}, short_one, "-"},
@@ -182,9 +162,9 @@ TEST(filters, signature_rules_test_the_last_stream_of_a_volume_only) {
         {"or a name", {"-filter_sig", "lnk", "-filter_name", "fold"}, folder(), "name(fold)"},
         {"and a name", {"-filter_sig", "lnk", "-filter_name", "fold", "-filter_AND_logic"}, folder(), "-"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(verdict(c.options, c.record, true), c.of_volume) << c.what;
-        EXPECT_NE(verdict(c.options, c.record, false), "-") << c.what << ": without a volume, rules pass";
+    for (const auto& [what, options, record, of_volume] : cases) {
+        EXPECT_EQ(verdict(options, record, true), of_volume) << what;
+        EXPECT_NE(verdict(options, record, false), "-") << what << ": without a volume, rules pass";
     }
 }
 
@@ -196,11 +176,7 @@ TEST(filters, signature_words_and_what_they_match) {
     pe32.replace(0x40, 4, "PE\0\0", 4), pe32.replace(0x40 + 24, 2, "\x0B\x01", 2);
     pe64.replace(0x40, 4, "PE\0\0", 4), pe64.replace(0x40 + 24, 2, "\x0B\x02", 2);
     late.replace(60, 4, "\x09\x01\0\0", 4), late.replace(0x109, 4, "PE\0\0", 4);  // one byte short of its headers
-    const struct {
-        const char* what;
-        std::string bytes;
-        std::string words;
-    } cases[] = {
+    const std::tuple<const char*, std::string, const char*> cases[] = {
         {"mz", mz, "mz "},
         {"16-bit", dos, "mz 16bit_mz "},
         {"32-bit", pe32, "mz 32bit_pe pe "},
@@ -216,46 +192,37 @@ TEST(filters, signature_words_and_what_they_match) {
         {"empty", "", ""},
     };
     const char16_t* words[] = {u"mz", u"16bit_mz", u"32bit_pe", u"64bit_pe", u"pe", u"hive", u"evt", u"sqlite", u"lnk"};
-    for (const auto& c : cases) {
+    for (const auto& [what, head, expected] : cases) {
         std::string matched;
         for (const char16_t* word : words) {
             const signature_word* found = find_signature_word(word);
             ASSERT_NE(found, nullptr);
             const filter_rule rule = make_rule(found->kind);
-            const build::bytes head(c.bytes.begin(), c.bytes.end());
-            if (rule.match(rule, head)) matched += std::string(found->word) + " ";
+            if (rule.match(rule, build::bytes(head.begin(), head.end()))) matched += std::string(found->word) + " ";
         }
-        EXPECT_EQ(matched, c.words) << c.what;
+        EXPECT_EQ(matched, expected) << what;
     }
     EXPECT_EQ(find_signature_word(u"exe"), nullptr);
 }
 
 TEST(filters, entries_describe_themselves) {
-    const struct {
-        filter_entry entry;
-        const char* directory;
-        const char* file;
-        const char* description;
-    } cases[] = {
-        {described(4, u"\\x"), "\\x", "", "Any file in directory"},
-        {described(32768 + 7, u"\\x"), "\\x", "", "Any file in directory"},
-        {described(5, u"ads", {u"ads"}), "path related to inode", "inode(7:ads)", "Specific named file"},
-        {described(5, u""), "path related to inode", "inode(7)", "Any file in directory"},
-        {described(3, u"", {u"one", u"two"}), "path related to inode", "inode(7:one)", "Specific file"},
-        {described(8, u"x"), "*", "x", "Specific filename"},
-        {described(1, u"x"), "*", "*x*", "Partial filename"},
-        {described(0, u"x"), "*", "*.x", "Any file with extension"},
-        {described(6, u"hive"), "*", "All Registry Hives", "Any file with this signature [regf]"},
-        {described(2, u"dir\\file"), ".\\dir", "file", "Specific path/filename"},
-        {described(2, u"C:\\dir\\file"), "C:\\dir", "file", "Specific path/filename"},
-        {described(2, u"\\dir\\file"), "\\dir", "file", "Specific path/filename"},
-        {described(4660, u"x"), "*", "", ""},
+    const std::pair<filter_entry, std::string> cases[] = {
+        {described(4, u"\\x"), "\\x||Any file in directory"},
+        {described(32768 + 7, u"\\x"), "\\x||Any file in directory"},
+        {described(5, u"ads", {u"ads"}), "path related to inode|inode(7:ads)|Specific named file"},
+        {described(5, u""), "path related to inode|inode(7)|Any file in directory"},
+        {described(3, u"", {u"one", u"two"}), "path related to inode|inode(7:one)|Specific file"},
+        {described(8, u"x"), "*|x|Specific filename"},
+        {described(1, u"x"), "*|*x*|Partial filename"},
+        {described(0, u"x"), "*|*.x|Any file with extension"},
+        {described(6, u"hive"), "*|All Registry Hives|Any file with this signature [regf]"},
+        {described(2, u"dir\\file"), ".\\dir|file|Specific path/filename"},
+        {described(2, u"C:\\dir\\file"), "C:\\dir|file|Specific path/filename"},
+        {described(2, u"\\dir\\file"), "\\dir|file|Specific path/filename"},
+        {described(4660, u"x"), "*||"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(c.entry.dir_text, c.directory) << c.entry.kind;
-        EXPECT_EQ(c.entry.file_text, c.file) << c.entry.kind;
-        EXPECT_EQ(c.entry.description, c.description) << c.entry.kind;
-    }
+    for (const auto& [entry, texts] : cases)
+        EXPECT_EQ(entry.dir_text + "|" + entry.file_text + "|" + entry.description, texts) << entry.kind;
     filter_entry noted;
     make_filter_entry(noted, 9, u"c:\\dir", 5);
     EXPECT_TRUE(noted.by_stream && noted.has_stream && !noted.whole) << "any colon names a stream";

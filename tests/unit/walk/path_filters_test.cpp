@@ -17,11 +17,9 @@ using namespace build;
 // A link with the substitute name "x", behind flags if it is a symbolic link.
 bytes link(std::u16string_view name, std::u16string_view print, std::size_t flags = 4,
            std::uint16_t substitute_at = 0) {
-    bytes out(16 + flags);
-    poke_u16(out, 4, 1);
-    poke_u32(out, 8, 2u << 16 | substitute_at);
-    poke_u32(out, 12, static_cast<std::uint32_t>(2 * print.size()) << 16 | 2);
-    return directory(name, {}).resident(0xC0, out + utf16_bytes(u"x" + std::u16string(print))).on_disk();
+    bytes out = reparse(u"x", print, bytes(flags));
+    poke_u16(out, 8, substitute_at);
+    return directory(name, {}).resident(0xC0, out).on_disk();
 }
 
 // \Äpfel (6) with Birne (7), which holds kern.txt (8) and links in the root. Record 14 is its own parent, 15 is free.

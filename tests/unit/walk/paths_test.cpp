@@ -34,12 +34,7 @@ TEST(paths, climb_to_the_root_or_say_where_they_end) {
     const placed dos_name = {20, record().directory().std_info().name(u"A~1", build::dos)},
                  dos_first = {20, record().directory().std_info().name(u"LONG~1", build::dos).name(u"long name")},
                  twice = {21, folder(u"b", in_a).name(u"b", build::win32, root)};
-    const struct {
-        const char* what;
-        std::vector<placed> items;
-        std::uint64_t parent;
-        std::string path;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<placed>, std::uint64_t, std::string> cases[] = {
         {"in the root", {}, root, "[root]\\"},
         {"two levels", {a(root), b(in_a)}, in_b, "[root]\\a\\b\\"},
         // The first parent is looked up by number alone; only further up the sequence number counts.
@@ -56,11 +51,11 @@ TEST(paths, climb_to_the_root_or_say_where_they_end) {
         {"and none when read as the first parent", {dos_name}, in_a, "[root]\\"},
         {"a name that is no whole UTF-16", {{20, folder(u"a\xd800z", root)}, b(in_a)}, in_b, "[root]\\a"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(path_of_last(c.items, c.parent), c.path) << c.what;
+    for (const auto& [what, items, parent, path] : cases) {
+        EXPECT_EQ(path_of_last(items, parent), path) << what;
         // Alone, every directory lies ahead of the walk: the same but where the walk itself must have passed.
-        if (c.path.find("$MFT") != std::string::npos) continue;
-        EXPECT_EQ(path_of_last(c.items, c.parent, {"-mftstart", "39"}), c.path) << c.what;
+        if (path.find("$MFT") != std::string::npos) continue;
+        EXPECT_EQ(path_of_last(items, parent, {"-mftstart", "39"}), path) << what;
     }
 }
 

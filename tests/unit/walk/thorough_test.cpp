@@ -27,11 +27,10 @@ record folder(std::uint64_t parent) { return record().directory().std_info().nam
 record file(std::uint64_t parent) { return record().std_info().name(u"f", win32, parent); }
 
 record tagged_link(std::u16string_view name, std::u16string_view print, std::uint32_t flags, std::uint32_t tag) {
-    bytes out(20);
+    bytes out = reparse(u"", print, bytes(4));
     poke_u32(out, 0, tag);
-    poke_u32(out, 12, static_cast<std::uint32_t>(2 * print.size()) << 16);
     poke_u32(out, 16, flags);
-    return directory(name, {}).resident(0xC0, out + utf16_bytes(print));
+    return directory(name, {}).resident(0xC0, out);
 }
 
 }  // namespace
