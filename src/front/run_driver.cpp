@@ -131,6 +131,7 @@ bool walk_to_the_end(report_output& results, mft_entries_ctx& ctx) {
 
 int run_with_options(run_state& state) {
     mft_entries_ctx& ctx = *state.ctx;
+    ctx.selected_elsewhere = is_later_instance();
     if (ctx.profile_wanted) ctx.profile_start = profile_clock();
     ctx.separator_wide = utf16_from_utf8(ctx.separator);
     if (!make_results_directories(ctx)) return failed;
@@ -182,7 +183,6 @@ int run(std::vector<std::string> args) {
     write_header_block(*state.out, state.run_header);
     state.ctx.reset(new (std::nothrow) mft_entries_ctx);
     if (state.ctx == nullptr) return failed;
-    state.ctx->selected_elsewhere = is_later_instance();
     const int exit_code = read_options_and_run(state);
     end_run(state);
     return exit_code;
