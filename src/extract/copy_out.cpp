@@ -8,6 +8,7 @@
 #include "extract/digests.h"
 #include "extract/host_names.h"
 #include "platform/host_paths.h"
+#include "platform/interrupts.h"
 #include "platform/paths.h"
 #include "run/filter_tables.h"
 #include "run/run_context.h"
@@ -129,7 +130,7 @@ bool is_source(const plain_file& file, const mft_entries_ctx& ctx) {
 
 // Empty, and this run's alone until it is closed: two runs in one file would put the bytes of one under the name and
 // the digest of the other. What a killed run left there goes.
-bool open_temporary(plain_file& file, const file_record& record, const mft_entries_ctx& ctx) {
+bool claim_temporary(plain_file& file, const file_record& record, const mft_entries_ctx& ctx) {
     claim_outcome outcome = claim_outcome::taken;
     for (std::uint32_t others = 0; outcome == claim_outcome::taken && others < most_runs; ++others)
         outcome = file.claim(temporary_path(ctx, others));
@@ -142,6 +143,14 @@ bool open_temporary(plain_file& file, const file_record& record, const mft_entri
     return false;
 }
 
+// What an interrupt leaves of it must not lie among the copies.
+bool open_temporary(plain_file& file, const file_record& record, const mft_entries_ctx& ctx) {
+    const held_requests until_named;
+    if (!claim_temporary(file, record, ctx)) return false;
+    lose_when_interrupted(file.file, file.path);
+    return true;
+}
+
 bool write_temporary(plain_file& file, const file_record& record, const mft_entries_ctx& ctx,
                      const attr_entry& attribute, stream_state& state) {
     if (!read_stream_to(sink_into(file), record, ctx, &attribute, state)) return false;
@@ -149,6 +158,21 @@ bool write_temporary(plain_file& file, const file_record& record, const mft_entr
     if (keep_written(file.file)) return true;
     tell_failure(record, file.path, ctx);
     return false;
+}
+
+// Gives the file its name, unless that is taken. No name: there is nothing to keep.
+move_outcome end_temporary(const plain_file& file, const file_record& record, const mft_entries_ctx& ctx,
+                           const std::u16string& target) {
+    const held_requests until_moved;
+    keep_when_interrupted(file.file);
+    move_outcome outcome = move_outcome::failed;
+    if (!target.empty()) {
+        // Still open: to another run it must not look like what a killed one left.
+        outcome = move_file(file.path, target);
+        if (outcome == move_outcome::failed) tell_failure(record, target, ctx);
+    }
+    if (outcome != move_outcome::moved) remove_file(file.path);
+    return outcome;
 }
 
 }  // namespace
@@ -170,15 +194,10 @@ bool copy_stream(const file_record& record, const mft_entries_ctx& ctx, const at
     }
     plain_file file;
     if (!open_temporary(file, record, ctx)) return false;
-    move_outcome outcome = move_outcome::failed;
     std::u16string target;
-    if (write_temporary(file, record, ctx, attribute, state)) {
+    if (write_temporary(file, record, ctx, attribute, state))
         target = below(make_folders(record, ctx, state), copy_name(record, ctx, attribute, state, own_name));
-        // Still open: to another run it must not look like what a killed one left.
-        outcome = move_file(file.path, target);
-        if (outcome == move_outcome::failed) tell_failure(record, target, ctx);
-    }
-    if (outcome != move_outcome::moved) remove_file(file.path);
+    const move_outcome outcome = end_temporary(file, record, ctx, target);
     if (outcome == move_outcome::failed) {
         state.made_folder.clear();
         return false;

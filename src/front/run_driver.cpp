@@ -102,7 +102,7 @@ bool open_results(run_state& state) {
     write_header_block(file, state.run_header);
     state.out = &file;
     if (state.merged_path.empty()) return true;
-    file.close();
+    file.close();  // whole or not: no row goes there
     return open_shared_results(file, state.merged_path, ctx.evidence, why) || open_refused(ctx, state.merged_path, why);
 }
 
@@ -111,10 +111,11 @@ int results_verdict(run_state& state, const report_output& results) {
     // A file may refuse at its end what it seemed to have taken.
     state.results_file.close();
     if (!results.failed && results.stream) return 0;
-    const std::u16string& path = state.ctx->results_path_wide;
+    const bool is_merged = !state.merged_path.empty();
+    const std::u16string& path = is_merged ? state.merged_path : state.ctx->results_path_wide;
     write_standard_error("prob writing to output file: " + (path.empty() ? "standard output" : utf8_from_utf16(path)) +
                          "\n");
-    return failed;
+    return is_merged ? merged_file_refused : failed;
 }
 
 // False: memory ran out outside of any one record. Rows written so far stay; the walk is not at its end.
@@ -131,6 +132,7 @@ bool walk_to_the_end(report_output& results, mft_entries_ctx& ctx) {
 
 int run_with_options(run_state& state) {
     mft_entries_ctx& ctx = *state.ctx;
+    ctx.selected_elsewhere = is_later_instance();
     if (ctx.profile_wanted) ctx.profile_start = profile_clock();
     ctx.separator_wide = utf16_from_utf8(ctx.separator);
     if (!make_results_directories(ctx)) return failed;
@@ -144,7 +146,7 @@ int run_with_options(run_state& state) {
     report_output results{*state.out, ctx.header_pending};
     const bool walked = walk_to_the_end(results, ctx);
     const int verdict = results_verdict(state, results);
-    return walked ? verdict : failed;
+    return walked || verdict != 0 ? verdict : failed;
 }
 
 int read_options_and_run(run_state& state) try {
@@ -174,7 +176,7 @@ int run(std::vector<std::string> args) {
         return 0;
     }
     run_state state;
-    state.merged_path = take_merged_path();
+    state.merged_path = merged_path();
     state.args = args;
     state.child_args = std::move(args);
     if (wants_run_header(state.args)) state.run_header = build_run_header(state.args);
@@ -182,7 +184,6 @@ int run(std::vector<std::string> args) {
     write_header_block(*state.out, state.run_header);
     state.ctx.reset(new (std::nothrow) mft_entries_ctx);
     if (state.ctx == nullptr) return failed;
-    state.ctx->selected_elsewhere = is_later_instance();
     const int exit_code = read_options_and_run(state);
     end_run(state);
     return exit_code;

@@ -25,16 +25,24 @@
 
 namespace {
 
-constexpr const char* merged_path_variable = "GRELMOOR_MERGED_FILE";
-constexpr const char* later_instance_variable = "GRELMOOR_LATER_INSTANCE";
+constexpr char identity_mark = '|';
+constexpr const char* later_instance = "later";  // what one is handed over; the first one: where its rows go
+
+// A path may lead two processes to two files, as that of standard output does.
+std::string place_of_rows(const std::u16string& path, const file_identity& file) {
+    std::string text = bytes_from_utf16(path) + identity_mark;
+    append_decimal(text, file.volume);
+    append_decimal(text += ' ', file.index);
+    return text;
+}
 
 // One child process and what it was given.
 struct instance {
     std::uint32_t index = 0;
     std::uint64_t start = 0, range = 0;  // record numbers; a range of 0 starts no process
-    std::string output;                  // path of its results, UTF-8
+    std::string output;                  // path of its results, UTF-8; the rows that it adds itself lie elsewhere
     std::vector<std::string> arguments;
-    environment_variable added;
+    std::string handed_over;
     bool adds_itself = false;  // its rows to the merged file, behind this many bytes
     std::uint64_t merged_before = 0;
     std::unique_ptr<portable_thread> thread;
@@ -141,7 +149,7 @@ std::vector<std::string> arguments_of(const instance& each, std::vector<std::str
 
 void run_child(void* argument) {
     auto& each = *static_cast<instance*>(argument);
-    each.end = run_instance(each.arguments, each.added);
+    each.end = run_instance(each.arguments, each.handed_over);
 }
 
 // The ranges are equal, but for the last one. Kept: that one ends by the count of records alone, so behind a start
@@ -159,10 +167,12 @@ instance plan_instance(const mft_entries_ctx& ctx, std::uint32_t index, std::uin
 
 // Only a file can be cut again to its whole rows.
 void hand_over_results(instance& first, const mft_entries_ctx& ctx) {
+    const std::u16string& path = ctx.results_path_wide;
     plain_file results;
-    first.adds_itself = !ctx.separate_files && results.open_read(ctx.results_path_wide);
+    file_identity there;
+    first.adds_itself = !ctx.separate_files && results.open_read(path) && identify(results.file, there);
     if (!first.adds_itself) return;
-    first.added = {merged_path_variable, bytes_from_utf16(ctx.results_path_wide)};
+    first.handed_over = place_of_rows(path, there);
     first.merged_before = static_cast<std::uint64_t>(results.file_size());
 }
 
@@ -180,7 +190,7 @@ std::deque<instance> start_all(const mft_entries_ctx& ctx, std::uint32_t count,
     for (std::uint32_t index = ctx.mft_count < count ? count - 1 : 0; index < count; ++index) {
         instance planned = plan_instance(ctx, index, count);
         if (planned.range == 0) continue;
-        if (!started.empty()) planned.added = {later_instance_variable, "1"};
+        if (!started.empty()) planned.handed_over = later_instance;
         if (started.empty()) hand_over_results(planned, ctx);
         start(started.emplace_back(std::move(planned)), ctx, child_args, temp_dir);
         if (interrupted()) break;
@@ -237,19 +247,24 @@ std::u16string temp_path(const instance& each) { return make_absolute(utf16_from
 merge_result merge_part(const instance& each, plain_file& part, const mft_entries_ctx& ctx, bool labelled) {
     const std::u16string& path = ctx.results_path_wide;
     const bool has_run_header = !ctx.run_header_text.empty();
-    if (each.adds_itself) return settle_results(path, each.merged_before, part, has_run_header);
+    if (each.adds_itself) {
+        const merge_result result = settle_results(path, each.merged_before, part, has_run_header);
+        if (result != merge_result::no_rows) return result;  // nor any in its own results
+    }
     if (!part.is_open) return merge_result::unreadable;
     return append_results(path, part, labelled && has_column_line(ctx), has_run_header);
 }
 
-// Moves an instance's rows to the merged file. `labelled`: the labels stand there already. False: the file is full.
+// Settles an instance's rows in the merged file, moved there where it has not added them itself. `labelled`: the labels
+// stand there already. False: the file is full.
 bool merge(const instance& each, const mft_entries_ctx& ctx, bool& labelled) {
     const std::u16string path = temp_path(each);
     plain_file part;
     if (!each.end.started || !part.open_read(path))
         log_diag(ctx.log, "prob accessing %s - for merge", each.output.c_str());
-    const merge_result result = merge_part(each, part, ctx, labelled);
+    merge_result result = merge_part(each, part, ctx, labelled);
     labelled = labelled || result == merge_result::merged;
+    if (each.end.status == merged_file_refused) result = merge_result::not_written;
     const char* const level = result == merge_result::no_rows ? "info" : "err";
     if (const char* words = words_of(result)) log_diag(ctx.log, "%s: instance %u: %s", level, each.index, words);
     part.close();
@@ -257,7 +272,7 @@ bool merge(const instance& each, const mft_entries_ctx& ctx, bool& labelled) {
     return result != merge_result::not_written;
 }
 
-// Instances and their temporary files go first.
+// Instances and their temporary files go first; what they were copying they remove themselves.
 [[noreturn]] void end_run(std::deque<instance>& started, const mft_entries_ctx& ctx) {
     stop_instances();
     for (instance& each : started) {
@@ -270,11 +285,15 @@ bool merge(const instance& each, const mft_entries_ctx& ctx, bool& labelled) {
 
 }  // namespace
 
-std::u16string take_merged_path() {
-    return utf16_from_utf8(take_environment_value(merged_path_variable).value_or(std::string()));
+std::u16string merged_path() {
+    const std::string text = handed_over().value_or(std::string());
+    std::u16string path = utf16_from_utf8(text.substr(0, text.rfind(identity_mark)));
+    file_identity there;
+    const bool is_same = identify(path, there) && text == place_of_rows(path, there);
+    return is_same ? path : std::u16string();
 }
 
-bool is_later_instance() { return take_environment_value(later_instance_variable).has_value(); }
+bool is_later_instance() { return handed_over() == later_instance; }
 
 bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<std::string>& child_args,
                    const std::string& temp_dir) {

@@ -1,6 +1,7 @@
 // One run split over several processes: each walks a range of record numbers, and their results become one file.
 // Called by the run driver when -cpu asks for more than one instance.
-// Instances share nothing but the source. What a child says of itself is not looked at, only what it wrote.
+// Instances share nothing but the source. Of what a child says of itself, only that the merged file refused its rows is
+// looked at; all else goes by what it wrote.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +15,10 @@ struct mft_entries_ctx;
 bool run_instances(mft_entries_ctx& ctx, std::uint32_t count, const std::vector<std::string>& child_args,
                    const std::string& temp_dir);
 // In the first instance: the merged file, to whose end its rows go, so that nobody need copy them. Its own results file
-// gets the header alone. Elsewhere empty. To be asked once, before options are read: paths may name variables.
-std::u16string take_merged_path();
-// In all instances but the first. Selected records know no range, so the first one walks them all. To be asked once.
+// gets the header alone. Elsewhere empty, and where the path leads this process to another file; its results hold its
+// rows then.
+std::u16string merged_path();
+// Its exit code where that file refused a row.
+constexpr int merged_file_refused = 74;
+// In all instances but the first. Selected records know no range, so the first one walks them all.
 bool is_later_instance();

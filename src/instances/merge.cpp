@@ -102,8 +102,8 @@ merge_result append_results(const std::u16string& path, plain_file& part, bool d
 
 merge_result settle_results(const std::u16string& path, std::uint64_t start, plain_file& part, bool has_run_header) {
     std::uint64_t offset = 0, end = start;
-    merge_result result = part.is_open ? merge_result::merged : merge_result::unreadable;
-    if (has_run_header) result = find_rows(part, false, offset, true);
-    if (result == merge_result::merged) result = find_added(path, start, end);
+    merge_result result = has_run_header ? find_rows(part, false, offset, true) : merge_result::merged;
+    // A header that is cut short, on a full disk, tells nothing of the rows, which lie on another.
+    if (result != merge_result::header_too_long) result = find_added(path, start, end);
     return cut_merged(path, result == merge_result::merged ? end : start) ? result : merge_result::not_written;
 }

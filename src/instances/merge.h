@@ -18,6 +18,6 @@ enum class merge_result { merged, no_rows, header_too_long, unreadable, not_writ
 // results of a killed instance, stays out: the next one would go on where it ends.
 merge_result append_results(const std::u16string& path, plain_file& part, bool drop_header, bool has_run_header = true);
 // The same for rows that an instance has added to that file itself, behind its first `start` bytes, while its own
-// results, `part`, hold no more than the header: what must stay out is cut off again.
+// results, `part`, hold no more than the header, if as much: what must stay out is cut off again.
 merge_result settle_results(const std::u16string& path, std::uint64_t start, plain_file& part,
                             bool has_run_header = true);

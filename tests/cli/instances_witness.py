@@ -88,13 +88,16 @@ def rows():
                 equal(f"{count} {source} {shape}", body(work / "split"), expected)
             equal(f"separate {source} {shape}", separate(3, shape, *source), expected)
     few = ["-mftfile", host(support.SAMPLES / "small.mft"), "-csv"]
-    for words in [["-filter_inode", "69|143"], ["-filter_name", "note.txt"], ["-filter_name", "none"]]:
+    for words in [["-filter_inode", "69|143"], ["-filter_inode", "69", "-mftrange", "10"], ["-filter_name", "note.txt"], ["-filter_name", "none"]]:
         split(7, *few, *words)  # most instances have no rows, and no labels then
         equal(words, body(work / "split"), single(*few, *words))
     split(2, *few[:2], "-find_mft", 69)
     equal("a dump", body(work / "split"), single(*few[:2], "-find_mft", 69))
     split(2, *few, "-outdir", host(work / "named too"))
     equal("-outdir beside -out", body(work / "named too"), single(*few))
+    source = support.shutil.copy(support.SAMPLES / "small.mft", work / "source.mft")
+    split(2, "-mftfile", host(source), "-separate_files", results=host(source))
+    equal("a source is left", source.exists(), True)
     copies = {}
     for name, call in [("one", single), ("several", lambda *words: split(3, *words))]:
         call("-image", host(work / "volume.dd"), "-csv", "-action_copy_files", host(work / name), "-all")
@@ -107,7 +110,7 @@ def words():
     names = ["a b", "$(touch hit)", "%PATH%", "a&b", "c^d", "d;e'f", "n\u00e4h-\u6587", "(x) !y!"]
     source = (support.SAMPLES / "small.mft").read_bytes()
     expected = single("-mftfile", host(support.SAMPLES / "small.mft"), "-csv")
-    for name in names + ["%GRELMOOR_LINE_1%", "%GRELMOOR_MERGED_FILE%"] + ([] if under_wine else ["e`id`", "f\\", "g*|<>"]):
+    for name in names + ["%GRELMOOR_LINE_1%", "%GRELMOOR_INSTANCE%"] + ([] if under_wine else ["e`id`", "f\\", "g*|<>"]):
         folder = work / name
         folder.mkdir(exist_ok=True)
         (folder / "x.mft").write_bytes(source)
@@ -162,6 +165,22 @@ def is_gone(pid):
     return False
 
 
+def interrupted_copies():
+    if support.shutil.which("mkntfs") is None:
+        return
+    (work / "big.dd").touch()
+    os.truncate(work / "big.dd", 8 << 30)
+    subprocess.run(["mkntfs", "-F", "-Q", "-q", work / "big.dd"], check=True, capture_output=True)
+    for count in ["1", "2"]:  # the stream of record 8 is as long as the volume
+        copying = subprocess.Popen([*options.command, "-image", "big.dd", "-filter_inode", "8", "-all", "-action_copy_files", "cut",
+                                    "-cpu", count, "-out", "split"], cwd=work, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        while copying.poll() is None and not list(work.glob("cut/*__temp__.bin")):
+            time.sleep(0.01)
+        copying.terminate()
+        equal("a copy cut off", (copying.wait(30), list(work.glob("cut/*"))), (-signal.SIGTERM, []))
+    (work / "big.dd").unlink()
+
+
 def faults_part():
     mft = ["-mftfile", support.SAMPLES / "small.mft", "-csv"]
     expected = single(*mft)
@@ -188,6 +207,11 @@ def faults_part():
     subprocess.run(["env", "--ignore-signal=CHLD", *options.command, *mft, "-cpu", "2", "-out", "split", "-diags", "log"], cwd=work,
                    capture_output=True)
     equal("ends of instances ignored", "ended with" in (work / "log").read_text(), False)
+    for path in ["/dev/stdout", "/proc/self/fd/1"]:  # another file to an instance
+        with open(work / "stdout", "wb") as out:
+            subprocess.run([*options.command, *mft, "-cpu", "2", "-tempdir", work, "-out", path], cwd=work, stdout=out, stderr=subprocess.DEVNULL)
+        equal(path, body(work / "stdout"), expected)
+    interrupted_copies()
     small = work / "small"
     small.mkdir(exist_ok=True)
     if os.geteuid() == 0 and subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "none", small], capture_output=True).returncode == 0:
@@ -196,6 +220,11 @@ def faults_part():
         # Which of the two still finds room is their race.
         equal("full, told", (work / "log").read_text().count("ended with status 255") > 0, True)
         equal("full, left", list(small.iterdir()), [])
+        told = split(1000, *mft, results=small / "r", code=255)  # all rows by one instance
+        equal("full, named", told.count(f"prob writing to output file: {small / 'r'}\n"), 2)
+        (small / "r").write_bytes(bytes(16384))
+        split(1000, *mft, "-tempdir", small)
+        equal("no room for a header", body(work / "split"), expected)
         subprocess.run(["umount", small], check=True)
     (work / "long.mft").unlink()
 

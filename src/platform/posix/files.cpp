@@ -52,6 +52,20 @@ bool is_only_name(const std::u16string& path, const native_file& file) {
     return S_ISREG(held.st_mode) && held.st_nlink <= 1 && identity_of(named) == identity_of(held);
 }
 
+// A link, a folder and a disk do not: none of them is touched.
+bool names_file(const std::u16string& path) {
+    struct stat named {};
+    return lstat(bytes_from_utf16(path).c_str(), &named) == 0 && S_ISREG(named.st_mode);
+}
+
+// What was just made and cannot be used. Where it holds something another process has had it in between, and moved it:
+// the name is somebody else's now.
+void remove_unused(const std::u16string& path, const native_file& file) {
+    struct stat held {};
+    if (fstat(static_cast<int>(file.handle), &held) == 0 && held.st_nlink > 0 && held.st_size == 0 && names_file(path))
+        unlink(bytes_from_utf16(path).c_str());
+}
+
 }  // namespace
 
 std::uint32_t last_system_error() { return last_error; }
@@ -90,16 +104,15 @@ claim_outcome claim_file(native_file& file, const std::u16string& path) {
     constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW;
     const bool is_new = open_with_flags(file, path, flags | O_EXCL);
     if (!is_new) {
-        file_identity target;
         if (last_error != EEXIST) return claim_outcome::failed;
-        if (identify(path, target) && target.is_device) return refuse(ENOTSUP), claim_outcome::failed;
-        if (!open_with_flags(file, path, flags))
-            return last_error == ELOOP ? claim_outcome::taken : claim_outcome::failed;
+        if (!names_file(path)) return claim_outcome::taken;
+        if (!open_with_flags(file, path, flags)) return claim_outcome::failed;
     }
     // Every other refusal is that of a file system without locks.
     const bool is_free = flock(static_cast<int>(file.handle), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
     // Between the open and the lock the one who held it may have renamed or removed it.
     if (is_free && is_only_name(path, file)) return is_new ? claim_outcome::made : claim_outcome::claimed;
+    if (is_free && is_new) remove_unused(path, file);
     close_file(file);
     return refuse(EBUSY), claim_outcome::taken;
 }

@@ -50,7 +50,7 @@ void fill(new_image& image, const std::vector<std::string>& arguments, const env
     image.arguments = pointers_to(arguments);
     for (char** entry = environ; *entry != nullptr; ++entry) image.environment.push_back(*entry);
     image.added = added.name + "=" + added.value;
-    if (!added.name.empty()) image.environment.push_back(image.added.data());
+    image.environment.push_back(image.added.data());
     image.environment.push_back(nullptr);
 }
 
@@ -104,12 +104,12 @@ int status_at_end(pid_t child) {
 
 }  // namespace
 
-instance_end run_instance(const std::vector<std::string>& arguments, const environment_variable& added) {
+instance_end run_instance(const std::vector<std::string>& arguments, const std::string& text) {
     pipe_ends output;
     instance_end end;
     if (arguments.empty() || !open_pipe(output)) return end;
     new_image image;
-    fill(image, arguments, added);
+    fill(image, arguments, hand_over(text));
     const pid_t child = start(image, output.write);
     close(output.write);
     if (child > 0) {
@@ -125,3 +125,7 @@ void stop_instances() {
     running.stopped = true;
     for (const pid_t child : running.numbers) kill(child, SIGTERM);
 }
+
+std::uint32_t own_process() { return static_cast<std::uint32_t>(getpid()); }
+
+bool is_started_by(std::uint32_t process) { return static_cast<std::uint32_t>(getppid()) == process; }

@@ -78,8 +78,9 @@ bool open_for_update(native_file& file, const std::u16string& path) {
 claim_outcome claim_file(native_file& file, const std::u16string& path) {
     file.handle = -1;
     if (has_nul(path)) return refuse(ERROR_INVALID_NAME), claim_outcome::failed;
-    const HANDLE handle = CreateFileW(wide_of(path).c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_DELETE, nullptr,
-                                      OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    constexpr DWORD access = GENERIC_READ | GENERIC_WRITE | DELETE;  // the last for lose_when_interrupted
+    const HANDLE handle = CreateFileW(wide_of(path).c_str(), access, FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                                      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     file.handle = reinterpret_cast<std::intptr_t>(handle);
     if (!note(handle != INVALID_HANDLE_VALUE)) {
         // What is about to be removed denies access until the one who has it closes it.

@@ -16,6 +16,13 @@ BOOL WINAPI note_event(DWORD event) {
     return TRUE;
 }
 
+void remove_at_close(const native_file& file, bool removed) {
+    FILE_DISPOSITION_INFO disposition{};
+    disposition.DeleteFile = static_cast<BOOLEAN>(removed);
+    SetFileInformationByHandle(reinterpret_cast<HANDLE>(file.handle), FileDispositionInfo, &disposition,
+                               sizeof disposition);
+}
+
 }  // namespace
 
 void watch_interrupts() { SetConsoleCtrlHandler(note_event, TRUE); }
@@ -28,3 +35,12 @@ void end_interrupted() {
     TerminateProcess(GetCurrentProcess(), status);
     for (;;) Sleep(INFINITE);
 }
+
+void lose_when_interrupted(const native_file& file, const std::u16string&) { remove_at_close(file, true); }
+
+void keep_when_interrupted(const native_file& file) { remove_at_close(file, false); }
+
+// A process that another one ends is asked nothing.
+void hold_requests() {}
+
+void let_requests() {}

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <tlhelp32.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -58,10 +60,6 @@ std::wstring line_of(const std::vector<std::string>& arguments) {
     return line;
 }
 
-void set_variable(const std::wstring& name, const wchar_t* value) {
-    if (!name.empty()) SetEnvironmentVariableW(name.c_str(), value);
-}
-
 // The processor is given a variable that holds the program's path, so that its rule for a line that begins with a quote
 // does not see it. The arguments it does not see at all: there is no way to write a "%" that it leaves alone.
 std::FILE* start(const std::vector<std::string>& arguments, const environment_variable& added) {
@@ -69,11 +67,11 @@ std::FILE* start(const std::vector<std::string>& arguments, const environment_va
     const std::wstring program = L'"' + path_of_this_program() + L'"', line = line_of(arguments);
     const std::lock_guard<std::mutex> alone(starting);
     if (stopped || SetEnvironmentVariableW(arguments_variable, line.c_str()) == 0) return nullptr;
-    set_variable(program_variable, program.c_str());
-    set_variable(name, value.c_str());
+    SetEnvironmentVariableW(program_variable, program.c_str());
+    SetEnvironmentVariableW(name.c_str(), value.c_str());
     std::FILE* stream = _wpopen((L"%" + std::wstring(program_variable) + L"%").c_str(), L"rb");
-    for (const std::wstring& each : {name, std::wstring(program_variable), std::wstring(arguments_variable)})
-        set_variable(each, nullptr);
+    for (const wchar_t* each : {name.c_str(), program_variable, arguments_variable})
+        SetEnvironmentVariableW(each, nullptr);
     return stream;
 }
 
@@ -109,21 +107,28 @@ bool end_some_of(HANDLE job) {
     return ended;
 }
 
+// 0: it is not in the list.
+DWORD parent_of(DWORD process, HANDLE list) {
+    PROCESSENTRY32W entry{};
+    entry.dwSize = sizeof entry;
+    for (BOOL more = Process32FirstW(list, &entry); more != 0; more = Process32NextW(list, &entry))
+        if (entry.th32ProcessID == process) return entry.th32ParentProcessID;
+    return 0;
+}
+
 }  // namespace
 
 std::wstring take_instance_line() {
     std::wstring line(32768, L'\0');  // the longest that a variable holds
     line.resize(GetEnvironmentVariableW(arguments_variable, line.data(), static_cast<DWORD>(line.size())));
     // Values may name variables, and none of these two is the user's.
-    if (line.empty()) return line;
-    set_variable(arguments_variable, nullptr);
-    set_variable(program_variable, nullptr);
-    return line;
+    for (const wchar_t* each : {arguments_variable, program_variable}) SetEnvironmentVariableW(each, nullptr);
+    return handed_over() ? line : std::wstring();
 }
 
-instance_end run_instance(const std::vector<std::string>& arguments, const environment_variable& added) {
+instance_end run_instance(const std::vector<std::string>& arguments, const std::string& text) {
     job_that_ends_with_us();
-    std::FILE* const stream = start(arguments, added);
+    std::FILE* const stream = start(arguments, hand_over(text));
     if (stream == nullptr) return {};
     drain(stream);
     return {true, _pclose(stream)};
@@ -133,5 +138,20 @@ void stop_instances() {
     const std::lock_guard<std::mutex> alone(starting);
     stopped = true;
     constexpr int attempts = 100;
-    for (int attempt = 0; attempt < attempts && end_some_of(job_that_ends_with_us()); ++attempt) Sleep(1);
+    const HANDLE job = job_that_ends_with_us();
+    // Guard: a null would mean the job that this process was put into, with all that others run there.
+    for (int attempt = 0; job != nullptr && attempt < attempts && end_some_of(job); ++attempt) Sleep(1);
+}
+
+std::uint32_t own_process() { return GetCurrentProcessId(); }
+
+bool is_started_by(std::uint32_t process) {
+    constexpr int most_between = 4;  // the command processor, and what somebody may have put around that
+    const HANDLE list = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    if (list == INVALID_HANDLE_VALUE) return false;
+    DWORD ancestor = parent_of(GetCurrentProcessId(), list);
+    for (int between = 0; between < most_between && ancestor != 0 && ancestor != process; ++between)
+        ancestor = parent_of(ancestor, list);
+    CloseHandle(list);
+    return ancestor != 0 && ancestor == process;
 }

@@ -178,6 +178,7 @@ TEST(copy_out, another_runs_file_and_a_link_in_the_temporary_files_place_stay_as
     std::error_code no_link;
     std::filesystem::create_hard_link(folder.path(u"victim"), folder.path(u"__temp__1.bin"), no_link);
     std::filesystem::create_symlink(folder.path(u"victim"), folder.path(u"__temp__2.bin"), no_link);
+    ASSERT_TRUE(create_directory(folder.path(u"__temp__3.bin")));
     one_record file(hello());
     EXPECT_NE(file.copy(folder.path()), "");
     EXPECT_EQ(temp_folder::content(file.state.extracted_path), "hello");

@@ -76,7 +76,8 @@ TEST(merge, what_an_instance_added_itself_is_cut_to_whole_rows) {
         {"a cut row", "banner\n\n", "labels\nro", "labels\n", merge_result::merged},
         {"nothing but a cut row", "banner\n\n", "lab", "", merge_result::no_rows},
         {"none", "banner\n\n", "", "", merge_result::no_rows},
-        {"behind a header that is not to be read over", "banner\n", "labels\nrow\n", "", merge_result::no_rows},
+        {"behind a header that a full disk cut short", "ban", "labels\nrow\n", "labels\nrow\n", merge_result::merged},
+        {"behind one that is not to be read over", std::string(16384, 'x'), "row\n", "", merge_result::header_too_long},
     };
     const temp_folder folder;
     for (const auto& c : cases) {
