@@ -46,12 +46,10 @@ public:
 
 private:
     bool append(std::vector<std::uint8_t>& bytes, std::uint64_t lcn) {
-        std::uint32_t size = records_.volume->cluster_bytes();
-        const std::size_t before = bytes.size();
-        bytes.resize(before + size);
-        const bool came = read_clusters(*records_.volume, lcn, bytes.data() + before, size);
-        bytes.resize(came ? before + std::min(records_.volume->cluster_bytes(), left_) : before);
-        return came;
+        if (!append_cluster(*records_.volume, lcn, bytes)) return false;
+        const std::uint32_t cluster_size = records_.volume->cluster_bytes();
+        bytes.resize(bytes.size() - cluster_size + std::min(cluster_size, left_));
+        return true;
     }
 
     file_record& record_;
