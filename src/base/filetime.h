@@ -1,5 +1,6 @@
 // What a FILETIME counts: ticks of 100 nanoseconds since 1601-01-01 00:00:00 UTC, unsigned 64 bits.
-// Used by whoever makes, compares or shows times; the calendar is not here (report/time_text, front/filter_dates).
+// Used by whoever makes, compares or shows times.
+// Knows no calendar: report/time_text and front/filter_dates do.
 #pragma once
 
 #include <cstdint>

@@ -46,12 +46,10 @@ public:
 
 private:
     bool append(std::vector<std::uint8_t>& bytes, std::uint64_t lcn) {
-        std::uint32_t size = records_.volume->cluster_bytes();
-        const std::size_t before = bytes.size();
-        bytes.resize(before + size);
-        const bool came = read_clusters(*records_.volume, lcn, bytes.data() + before, size);
-        bytes.resize(came ? before + std::min(records_.volume->cluster_bytes(), left_) : before);
-        return came;
+        if (!append_cluster(*records_.volume, lcn, bytes)) return false;
+        const std::uint32_t cluster_size = records_.volume->cluster_bytes();
+        bytes.resize(bytes.size() - cluster_size + std::min(cluster_size, left_));
+        return true;
     }
 
     file_record& record_;
@@ -72,7 +70,16 @@ private:
 class list_walk {
 public:
     list_walk(file_record& record, record_source& records, std::uint64_t inode, bool want_resident_copy)
-        : record_(record), records_(records), inode_(inode), source_{true, want_resident_copy} {}
+        : record_(record),
+          records_(records),
+          inode_(inode),
+          takes_owned_(records.thorough),
+          source_{true, want_resident_copy} {}
+
+    // Ahead of a record's first entry.
+    void begin(byte_view base) {
+        if (takes_owned_ && record_.last_number == 0) record_.last_number = highest_attribute_id(base);
+    }
 
     // `list` reaches beyond the list's `length`, to the record's end.
     void run(byte_view list, std::uint32_t length) {
@@ -103,7 +110,7 @@ private:
         record_.costs.list_bytes += length;
         at += length;
         list_target target{entry.u64(list_entry_at::reference) & inode_mask};
-        if (records_.thorough) target.type = entry.u32(list_entry_at::type);
+        if (takes_owned_) target.type = entry.u32(list_entry_at::type);
         target.id = entry.u16(list_entry_at::attribute_id);
         follow(target);
         return true;
@@ -115,14 +122,14 @@ private:
         bool is_new = false;
         record_.followed.insert(target, is_new);
         if (!is_new || !load(target.inode)) return;
-        if (records_.thorough) {
+        if (takes_owned_) {
             if (!belongs_to(record_.extension_bytes, inode_, record_.header_view())) return;
             ++record_.last_number;
         }
-        std::uint32_t at = 0;
-        if (!find(target, at)) return tell("has not the attribute that the list of this one names", target.inode);
+        const id_place* const place = find_id(record_.extension_ids, target.id, target.type);
+        if (place == nullptr) return tell("has not the attribute that the list of this one names", target.inode);
         bool is_list = false;
-        decode_attribute(record_, records_, record_.extension_bytes, at, source_, is_list);
+        decode_attribute(record_, records_, record_.extension_bytes, place->at, source_, is_list);
     }
 
     // Neighbouring entries mostly name the same record: it is read once.
@@ -135,7 +142,7 @@ private:
         usable_ = read_file_record(record_.extension_bytes, bad, records_, inode) && !bad &&
                   has_signature(record_.extension_bytes, "FILE");
         if (!usable_) tell("cannot be used, what this one has there is missing", inode);
-        if (usable_) note_ids(record_.extension_bytes, record_.extension_ids);
+        if (usable_) note_ids(record_.extension_bytes, takes_owned_, record_.extension_ids);
         return usable_;
     }
 
@@ -144,20 +151,10 @@ private:
                  static_cast<unsigned long long>(inode), what);
     }
 
-    // The first attribute that is meant.
-    bool find(const list_target& target, std::uint32_t& at) const {
-        const byte_view bytes(record_.extension_bytes);
-        const std::vector<id_place>& ids = record_.extension_ids;
-        for (auto place = find_id(ids, target.id); place != ids.end() && place->id == target.id; ++place) {
-            at = place->at;
-            if (target.type == list_target::any_type || target.type == bytes.u32(at + attribute_at::type)) return true;
-        }
-        return false;
-    }
-
     file_record& record_;
     record_source& records_;
     std::uint64_t inode_;
+    bool takes_owned_;  // what belongs to the record, by type and id, numbered anew
     attribute_source source_;
     bool is_loaded_ = false;
     bool usable_ = false;
@@ -170,8 +167,8 @@ void process_attribute_list(file_record& record, record_source& records, std::ui
                             std::size_t at, bool want_resident_copy) {
     const byte_view attribute = record_bytes.part(at, record_bytes.size);
     record.has_attribute_list = true;
-    if (records.thorough && record.last_number == 0) record.last_number = highest_attribute_id(record_bytes);
     list_walk walk(record, records, inode, want_resident_copy);
+    walk.begin(record_bytes);
     if (attribute.u8(attribute_at::non_resident) != 0) {
         record.attribute_list_nonresident = true;
         // Its clusters lie on a volume that an extracted $MFT does not have.

@@ -184,9 +184,9 @@ void note_passed_over(const attribute_context& attribute) {
     note_passed_over(attribute.record, attribute.type, attribute.id, name, attribute.records.log);
 }
 
-bool pay_for_read(file_record& record, const diagnostic_log* log, std::uint32_t bytes) {
+bool pay_for_read(file_record& record, const diagnostic_log* log, std::uint32_t bytes, const char* what) {
     if (record.costs.read_bytes + bytes > record_cost_limit) {
-        tell_record_limit(record, log, "its attribute lists ask for more than 64 MiB");
+        tell_record_limit(record, log, what);
         return false;
     }
     record.costs.read_bytes += bytes;

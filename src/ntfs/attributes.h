@@ -37,8 +37,9 @@ void read_name(std::u16string& name, byte_view bytes, std::size_t offset, std::s
 // "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx", lower case, of 16 bytes.
 void append_guid(std::string& out, byte_view bytes);
 
-// Takes `bytes` of what a record may have read from elsewhere. False: it has had it all.
-bool pay_for_read(file_record& record, const diagnostic_log* log, std::uint32_t bytes);
+// Takes `bytes` of what a record may have read from elsewhere. False: it has had it all, which -diags is told so.
+bool pay_for_read(file_record& record, const diagnostic_log* log, std::uint32_t bytes,
+                  const char* what = "its attribute lists ask for more than 64 MiB");
 
 // For -diags, once a record: a guard ended what was to be taken from it, and why.
 void tell_record_limit(file_record& record, const diagnostic_log* log, const char* what);

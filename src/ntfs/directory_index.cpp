@@ -148,15 +148,10 @@ struct index_piece {
 // Appends the piece at the walk's place, filled up with zeros where a cluster cannot be read. False then.
 bool append_piece(ntfs_volume& volume, cluster_walk& walk, const index_piece& piece, std::vector<std::uint8_t>& bytes) {
     const std::size_t start = bytes.size();
-    const std::size_t cluster_size = volume.cluster_bytes();
     bool whole = true;
     for (std::uint32_t done = 0; done < piece.clusters && whole; ++done) {
         std::uint64_t lcn = 0;
-        auto size = static_cast<std::uint32_t>(cluster_size);
-        const std::size_t at = bytes.size();
-        bytes.resize(at + cluster_size);
-        whole = walk.next(lcn) && read_clusters(volume, lcn, bytes.data() + at, size);
-        if (!whole) bytes.resize(at);
+        whole = walk.next(lcn) && append_cluster(volume, lcn, bytes);
     }
     if (bytes.size() == start) return false;
     bytes.resize(start + piece.blocks * index_block_bytes);

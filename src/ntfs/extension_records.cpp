@@ -4,6 +4,16 @@
 
 #include "ntfs/attribute_cursor.h"
 
+namespace {
+
+// Kept: no attribute is too long to be stepped over. A record that says that they begin at 0 has none.
+attribute_cursor cursor_for_ids(byte_view record) {
+    const std::uint16_t first = record.u16(record_at::first_attribute);
+    return {first == 0 ? byte_view() : record, first, {}};
+}
+
+}  // namespace
+
 bool sequence_fits(std::uint16_t expected, std::uint16_t own, bool in_use) {
     if (expected == 0 || expected == own) return true;
     // 0 stands for "no number": it is left out when the count begins anew.
@@ -27,19 +37,20 @@ std::uint16_t highest_attribute_id(byte_view record) {
     return highest;
 }
 
-void note_ids(byte_view record, std::vector<id_place>& ids) {
+void note_ids(byte_view record, bool types_asked, std::vector<id_place>& ids) {
     ids.clear();
-    const std::uint16_t first = record.u16(record_at::first_attribute);
-    if (first == 0) return;
-    // Kept: no attribute is too long to be stepped over.
-    for (attribute_cursor cursor(record, first, {}); cursor.valid(); cursor.next())
-        ids.push_back({cursor.id(), static_cast<std::uint32_t>(cursor.at())});
-    std::stable_sort(ids.begin(), ids.end(),
-                     [](const id_place& left, const id_place& right) { return left.id < right.id; });
+    for (attribute_cursor cursor = cursor_for_ids(record); cursor.valid(); cursor.next())
+        ids.push_back({cursor.id(), types_asked ? cursor.type() : 0, static_cast<std::uint32_t>(cursor.at())});
+    std::sort(ids.begin(), ids.end());
 }
 
-std::vector<id_place>::const_iterator find_id(const std::vector<id_place>& ids, std::uint16_t id) {
-    const auto place = std::lower_bound(ids.begin(), ids.end(), id,
-                                        [](const id_place& each, std::uint16_t wanted) { return each.id < wanted; });
-    return place != ids.end() && place->id == id ? place : ids.end();
+const id_place* find_id(const std::vector<id_place>& ids, std::uint16_t id, std::uint32_t type) {
+    const auto place = std::lower_bound(ids.begin(), ids.end(), id_place{id, type, 0});
+    return place != ids.end() && place->id == id && place->type == type ? &*place : nullptr;
+}
+
+bool has_id(byte_view record, std::uint16_t id) {
+    attribute_cursor cursor = cursor_for_ids(record);
+    while (cursor.valid() && cursor.id() != id) cursor.next();
+    return cursor.valid();
 }

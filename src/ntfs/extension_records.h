@@ -3,6 +3,7 @@
 // by a thorough run alone. Reads no record.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <vector>
 
@@ -21,11 +22,16 @@ std::uint16_t highest_attribute_id(byte_view record);
 
 // Where an extension record has an attribute.
 struct id_place {
-    std::uint16_t id;
-    std::uint32_t at;
+    std::uint16_t id = 0;
+    std::uint32_t type = 0;  // 0 where an attribute is meant by its id alone
+    std::uint32_t at = 0;
+
+    auto operator<=>(const id_place&) const = default;
 };
-// All attributes of a record by id, those of one id in their order: found once, for a list may name each of many
-// thousand.
-void note_ids(byte_view record, std::vector<id_place>& ids);
-// The first place of an id; the end of `ids` if there is none.
-std::vector<id_place>::const_iterator find_id(const std::vector<id_place>& ids, std::uint16_t id);
+// All attributes of a record by id, and by type if that is asked, those alike in their order: found once, for a list
+// may name each of many thousand.
+void note_ids(byte_view record, bool types_asked, std::vector<id_place>& ids);
+// The first place of an id, and type; null if there is none. The type is 0 where `ids` were noted without.
+const id_place* find_id(const std::vector<id_place>& ids, std::uint16_t id, std::uint32_t type = 0);
+// For whoever asks a record once: whether any attribute has the id.
+bool has_id(byte_view record, std::uint16_t id);

@@ -12,8 +12,8 @@ namespace {
 
 // Kept: the limit of an attribute's length is that of the usual record, whatever the record's size.
 constexpr std::uint32_t longest_attribute = 1024;
-// Guard: one file costs at most so many reads, 64 MiB of the largest records.
-constexpr std::uint32_t most_loads = 16'384;
+// Guard: one file costs at most so many reads, and no more than 64 MiB.
+constexpr std::uint64_t most_loads = 16'384;
 
 bool is_path_name(std::uint8_t name_space) {
     return name_space == name_posix || name_space == name_win32 || name_space == name_win32_and_dos;
@@ -26,14 +26,19 @@ class name_collector {
 public:
     name_collector(file_name_map& names, ntfs_volume& volume, std::uint64_t inode, bool all_names,
                    std::uint64_t parent_filter)
-        : names_(names), volume_(volume), inode_(inode), all_names_(all_names), parent_filter_(parent_filter) {}
+        : names_(names),
+          volume_(volume),
+          inode_(inode),
+          all_names_(all_names),
+          takes_owned_(volume.thorough),
+          parent_filter_(parent_filter) {}
 
     void collect_listed(byte_view record) {
         std::size_t at = attributes_start(record);
         attribute_list list;
         if (!find_attribute(record, at, type_attribute_list, volume_.record_bytes())) return;
         if (!gather_attribute_list(volume_, record.part(at, record.size), list)) return;
-        if (volume_.thorough) {
+        if (takes_owned_) {
             follow_owned(list, record);
         } else {
             follow_named(list);
@@ -57,7 +62,7 @@ private:
         for (std::size_t next = 0; next_list_entry(list, next, entry);) {
             const std::uint64_t inode = entry.u64(list_entry_at::reference) & inode_mask;
             if (inode == inode_ || !load(inode)) continue;
-            if (find_id(ids_, entry.u16(list_entry_at::attribute_id)) == ids_.end()) continue;
+            if (!holds(entry.u16(list_entry_at::attribute_id))) continue;
             collect(extension_);
             collected_ = true;
         }
@@ -77,13 +82,19 @@ private:
     // Neighbouring entries mostly name the same record: it is read once, and collected from once.
     bool load(std::uint64_t inode) {
         if (loads_ > 0 && loaded_inode_ == inode) return usable_ && !collected_;
-        if (++loads_ > most_loads) return false;
+        if (++loads_ > most_loads || loads_ * volume_.record_bytes() > record_cost_limit) return false;
         loaded_inode_ = inode;
         collected_ = false;
+        asked_ = 0;
         record_kind kind = record_kind::none;
         usable_ = read_record_checked(volume_, inode, extension_, kind) && kind == record_kind::file;
-        if (usable_) note_ids(extension_, ids_);
         return usable_;
+    }
+
+    // Most records are asked once, and need no table; a list may name each of many thousand attributes.
+    bool holds(std::uint16_t id) {
+        if (++asked_ == 2) note_ids(extension_, false, ids_);
+        return asked_ == 1 ? has_id(extension_, id) : find_id(ids_, id) != nullptr;
     }
 
     void take(byte_view attribute, std::uint32_t number) {
@@ -95,7 +106,7 @@ private:
         const std::uint8_t name_space = value.u8(file_name_at::name_space);
         if (!all_names_ && !is_path_name(name_space)) return;
         bool made = false;
-        file_name& name = names_.insert(make_name_key(number, name_space, parent, volume_.thorough), made);
+        file_name& name = names_.insert(make_name_key(number, name_space, parent, takes_owned_), made);
         if (!made) return;
         read_name(name.name, value, file_name_at::name, units);
         name.parent = parent;
@@ -106,11 +117,13 @@ private:
     ntfs_volume& volume_;
     std::uint64_t inode_;
     bool all_names_;
+    bool takes_owned_;
     std::uint64_t parent_filter_;
     std::vector<std::uint8_t> extension_;
-    std::vector<id_place> ids_;  // its attributes
+    std::vector<id_place> ids_;  // its attributes, once it was asked twice
     std::uint64_t loaded_inode_ = 0;
-    std::uint32_t loads_ = 0;
+    std::uint64_t loads_ = 0;
+    std::uint32_t asked_ = 0;
     bool usable_ = false, collected_ = false;
     std::uint32_t last_number_ = 0;  // given to names of other records
 };

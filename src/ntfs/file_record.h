@@ -100,10 +100,8 @@ struct reparse_link {
 
 // What an attribute list names: by default any attribute of the record that has the id.
 struct list_target {
-    static constexpr std::uint64_t any_type = std::uint64_t{1} << 32;  // none that an attribute can have
-
     std::uint64_t inode = 0;
-    std::uint64_t type = any_type;
+    std::uint32_t type = 0;  // 0 by default, where it is not asked
     std::uint16_t id = 0;
 
     auto operator<=>(const list_target&) const = default;

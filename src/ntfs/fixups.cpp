@@ -6,6 +6,20 @@ namespace {
 
 constexpr std::uint32_t protected_by_windows = 512;
 
+// Hands to `visit` where each protected sector's last word lies, and where the sequence keeps what belongs there; ends
+// when it answers false. True: all were visited.
+template <class visitor>
+bool visit_words(byte_view bytes, std::uint32_t sector_size, visitor visit) {
+    const std::size_t offset = bytes.u16(record_at::fixup_offset);
+    const std::size_t count = bytes.u16(record_at::fixup_count);
+    const std::size_t stride = fixup_stride(bytes, sector_size);
+    if (stride < 2) return true;
+    for (std::size_t sector = 1; sector < count && sector * stride <= bytes.size; ++sector) {
+        if (!visit(sector * stride - sizeof(std::uint16_t), offset + 2 * sector)) return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 std::uint32_t fixup_stride(byte_view bytes, std::uint32_t sector_size) {
@@ -18,22 +32,13 @@ std::uint32_t fixup_stride(byte_view bytes, std::uint32_t sector_size) {
 
 void apply_fixups(byte_span bytes, std::uint32_t sector_size) {
     const byte_view view(bytes);
-    const std::size_t offset = view.u16(record_at::fixup_offset);
-    const std::size_t count = view.u16(record_at::fixup_count);
-    const std::size_t stride = fixup_stride(bytes, sector_size);
-    if (count < 2 || stride < 2) return;
-    for (std::size_t sector = 1; sector < count && sector * stride <= bytes.size; ++sector) {
-        bytes.put_u16(sector * stride - sizeof(std::uint16_t), view.u16(offset + 2 * sector));
-    }
+    visit_words(bytes, sector_size, [&](std::size_t word, std::size_t kept) {
+        bytes.put_u16(word, view.u16(kept));
+        return true;
+    });
 }
 
 bool is_torn(byte_view bytes, std::uint32_t sector_size) {
     const std::uint16_t number = bytes.u16(bytes.u16(record_at::fixup_offset));
-    const std::size_t count = bytes.u16(record_at::fixup_count);
-    const std::size_t stride = fixup_stride(bytes, sector_size);
-    if (stride < 2) return false;
-    for (std::size_t sector = 1; sector < count && sector * stride <= bytes.size; ++sector) {
-        if (bytes.u16(sector * stride - sizeof(std::uint16_t)) != number) return true;
-    }
-    return false;
+    return !visit_words(bytes, sector_size, [&](std::size_t word, std::size_t) { return bytes.u16(word) == number; });
 }

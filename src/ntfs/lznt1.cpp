@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <iterator>
 
 #include "ntfs/streams.h"
 
@@ -12,6 +13,7 @@ constexpr std::size_t chunk_size = 4096;  // decoded
 constexpr std::uint16_t raw_chunk_mark = 0x3FFF;
 constexpr std::uint16_t compressed_bit = 0x8000;
 constexpr std::uint16_t length_mask = 0x0FFF;
+constexpr std::size_t tail_probes[] = {0, 8, 0x200, 0x400};  // words of a unit's last chunk that are 0 in an empty one
 constexpr std::size_t short_chunk = 9;  // bytes of a chunk that leaves no trace of the one before it
 
 using chunk_bytes = std::array<std::uint8_t, chunk_size>;
@@ -25,7 +27,8 @@ bool is_stored(byte_view unit, std::uint32_t flags) {
     if (unit.u16(0) == raw_chunk_mark) return false;
     if ((flags & unit_test_tail) != 0) {
         const byte_view tail = tail_of(unit);
-        const bool looks_empty = (tail.u64(0) | tail.u64(8) | tail.u64(0x200) | tail.u64(0x400)) == 0;
+        const bool looks_empty = std::all_of(std::begin(tail_probes), std::end(tail_probes),
+                                             [tail](std::size_t at) { return tail.u64(at) == 0; });
         return !looks_empty || unit.size == chunk_size;
     }
     return (flags & read_was_made) != 0 && (flags & read_had_hole) == 0;

@@ -251,23 +251,27 @@ private:
     bool restart(const reparse_link& link) {
         if (++restarts_ > most_restarts) return false;
         std::vector<std::u16string> segments = split_path(link.text, u'\\');
+        // Kept: by default a link that leads to the root, with no segment left, has its own record for an answer.
+        target_.parent = 0;
         if (records_.thorough) {
-            // The link itself is the last of the segments walked.
-            const auto link_at = segments_.begin() + static_cast<std::ptrdiff_t>(next_ - 1);
-            if (link.relative && !link.text.starts_with(u'\\'))
-                segments.insert(segments.begin(), segments_.begin(), link_at);
-            resolve_dots(segments);
+            target_.inode = target_.parent = root_inode;
+            resolve(segments, link);
         }
         for (; next_ < segments_.size(); ++next_) {
             // Kept: where the path was divided by "/", a "\" in a segment divides it now.
             for (std::u16string& part : split_path(segments_[next_], u'\\')) segments.push_back(std::move(part));
         }
         start(std::move(segments));
-        target_.parent = 0;
-        // Where no segment is left the link stands for the root. Kept: by default its own record is the answer then.
-        if (records_.thorough) target_.inode = target_.parent = root_inode;
         log_diag(log_, "info: restart segments [link]");
         return true;
+    }
+
+    // The link itself is the last of the segments walked: a relative one counts from those ahead of it.
+    void resolve(std::vector<std::u16string>& segments, const reparse_link& link) const {
+        const auto link_at = segments_.begin() + static_cast<std::ptrdiff_t>(next_ - 1);
+        if (link.relative && !link.text.starts_with(u'\\'))
+            segments.insert(segments.begin(), segments_.begin(), link_at);
+        resolve_dots(segments);
     }
 
     path_target& target_;

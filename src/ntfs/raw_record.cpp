@@ -33,12 +33,11 @@ bool read_list_clusters(ntfs_volume& volume, byte_view attribute, attribute_list
 // Appends the clusters of a run, up to the first that cannot be read.
 void gather_run(ntfs_volume& volume, const stream_run& run, std::vector<std::uint8_t>& bytes) {
     for (std::uint32_t cluster = 0; cluster < run.clusters && bytes.size() < longest_list; ++cluster) {
-        const std::size_t before = bytes.size();
-        std::uint32_t size = volume.cluster_bytes();
-        bytes.resize(before + size);
-        if (run.sparse || read_clusters(volume, run.lcn + cluster, bytes.data() + before, size)) continue;
-        bytes.resize(before);
-        return;
+        if (run.sparse) {
+            bytes.resize(bytes.size() + volume.cluster_bytes());
+        } else if (!append_cluster(volume, run.lcn + cluster, bytes)) {
+            return;
+        }
     }
 }
 

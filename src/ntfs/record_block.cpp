@@ -1,6 +1,7 @@
 #include "ntfs/record_block.h"
 
 #include <algorithm>
+#include <new>
 
 #include "base/bytes.h"
 #include "ntfs/record_source.h"
@@ -34,6 +35,17 @@ bool read_from_runs(record_block& block, ntfs_volume& volume, std::uint32_t reco
            size == block.bytes.size() && !volume.reader->ended_early();
 }
 
+// False, also where memory does not reach for it: the block holds nothing that could be relied on.
+bool read_block(record_block& block, record_source& records) {
+    const std::uint32_t record_size = records.effective_record_size();
+    try {
+        return records.mft_reader != nullptr ? read_from_file(block, *records.mft_reader, record_size)
+                                             : read_from_runs(block, *records.volume, record_size);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
 // False: the record at `inode` and those that would have stood behind it are to be read alone.
 bool fill(record_block& block, record_source& records, std::uint64_t inode, std::uint64_t end) {
     const std::uint32_t record_size = records.effective_record_size();
@@ -41,9 +53,7 @@ bool fill(record_block& block, record_source& records, std::uint64_t inode, std:
     const std::uint64_t wanted = std::min(end - inode, block_limit / std::max(stride, record_size));
     block.first = inode;
     block.count = wanted;
-    if (wanted > 1 && (records.mft_reader != nullptr ? read_from_file(block, *records.mft_reader, record_size)
-                                                     : read_from_runs(block, *records.volume, record_size)))
-        return true;
+    if (wanted > 1 && read_block(block, records)) return true;
     block.alone_to = inode + std::max<std::uint64_t>(std::min(block.count, wanted), 1);
     block.count = 0;
     return false;

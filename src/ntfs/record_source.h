@@ -19,7 +19,7 @@ struct record_source {
     std::uint32_t record_size = 1024;     // bytes; 0 reads as 1024
     std::uint32_t sector_size = 512;      // bytes: the stride of fixups
     std::uint64_t future_limit = 0;       // FILETIME: a $FILE_NAME time beyond it lies in the future
-    bool thorough = false;                // the true result where a described oddity would stand otherwise
+    bool thorough = false;                // the true result where a kept oddity would stand otherwise
     const diagnostic_log* log = nullptr;  // not owned
 
     record_source();

@@ -52,7 +52,8 @@ bool read_clusters_of_value(std::vector<std::uint8_t>& bytes, const attribute_co
     fill_entry(entry, attribute, {});
     stream_runs stream(entry.runs);
     const std::uint64_t size = std::min(stream_size(entry, volume->cluster_bytes()), longest_value);
-    return pay_for_read(attribute.record, attribute.records.log, static_cast<std::uint32_t>(size)) &&
+    return pay_for_read(attribute.record, attribute.records.log, static_cast<std::uint32_t>(size),
+                        "its attribute lists and reparse points ask for more than 64 MiB") &&
            read_plain_stream(*volume, sink_into(bytes), stream, extent_of(*volume, entry, size));
 }
 
@@ -105,12 +106,16 @@ bool read_by_tag(std::u16string& target, const attribute_context& attribute) {
 }  // namespace
 
 void take_reparse_point(const attribute_context& attribute) {
+    file_record& record = attribute.record;
     std::u16string target;
+    const std::size_t held = record.costs.held_bytes;
     const auto read = attribute.records.thorough ? read_by_tag : read_by_zero_units;
     if (!read(target, attribute)) return;
     bool made = false;
-    std::u16string& stored = attribute.record.reparse_targets.insert(attribute.key(), made);
+    std::u16string& stored = record.reparse_targets.insert(attribute.key(), made);
     if (made) stored = target;
+    // Reading the value has paid for its runs: where they come to stand in an entry, that pays.
+    if (record.attributes.find(attribute.key()) == nullptr) record.costs.held_bytes = held;
     attr_entry* entry = insert_entry(attribute, attribute.key(), "reparse point");
     if (entry != nullptr) append_utf8(entry->value_text, target);
 }

@@ -21,8 +21,6 @@ constexpr std::uint32_t unchecked_read = 1024 * 1024;
 constexpr std::uint32_t smallest_checked_record = 1024;
 constexpr fixup_limits bad_record_limits{0xFFFF, 10};
 constexpr fixup_limits bad_record_limits_anywhere{64, 10};
-constexpr std::uint32_t plain_sectors_per_cluster = 128;  // a larger byte may be a power of two
-constexpr std::uint32_t largest_cluster = 2 * 1024 * 1024;
 constexpr int size_rule_sector = 512;  // whatever the volume's sectors are
 
 // `what` names the thing that is read.
@@ -55,9 +53,8 @@ bool read_boot_sector(ntfs_volume& volume, const diagnostic_log* log) {
 // Kept: otherwise it is a plain number.
 std::uint32_t sectors_per_cluster_of(byte_view boot) {
     const std::uint32_t value = boot.u8(boot_at::sectors_per_cluster);
-    if (value <= plain_sectors_per_cluster) return value;
-    const std::uint32_t power = 256 - value;
-    const std::uint64_t sectors = power < 32 ? std::uint64_t{1} << power : 0;
+    if (value <= most_plain_sectors) return value;
+    const std::uint64_t sectors = power_of_boot_byte(value);
     const std::uint64_t cluster_size = sectors * boot.u16(boot_at::bytes_per_sector);
     return cluster_size != 0 && cluster_size <= largest_cluster ? static_cast<std::uint32_t>(sectors) : value;
 }
@@ -277,6 +274,15 @@ bool read_from_cluster(ntfs_volume& volume, std::uint64_t lcn, void* buffer, std
 
 bool read_clusters(ntfs_volume& volume, std::uint64_t lcn, void* buffer, std::uint32_t& size) {
     return size % volume.cluster_bytes() == 0 && read_from_cluster(volume, lcn, buffer, size);
+}
+
+bool append_cluster(ntfs_volume& volume, std::uint64_t lcn, std::vector<std::uint8_t>& bytes) {
+    const std::size_t before = bytes.size();
+    std::uint32_t size = volume.cluster_bytes();
+    bytes.resize(before + size);
+    const bool came = read_clusters(volume, lcn, bytes.data() + before, size);
+    if (!came) bytes.resize(before);
+    return came;
 }
 
 bool read_bytes_at(ntfs_volume& volume, std::uint64_t position, std::uint32_t size, std::vector<std::uint8_t>& bytes) {

@@ -90,6 +90,8 @@ bool read_at_volume(ntfs_volume& volume, std::uint64_t position, void* buffer, s
 bool read_from_cluster(ntfs_volume& volume, std::uint64_t lcn, void* buffer, std::uint32_t& size);
 // `size` must be whole clusters.
 bool read_clusters(ntfs_volume& volume, std::uint64_t lcn, void* buffer, std::uint32_t& size);
+// Appends a whole cluster, zeros where the source ends in it. False: as above, and `bytes` stays as it was.
+bool append_cluster(ntfs_volume& volume, std::uint64_t lcn, std::vector<std::uint8_t>& bytes);
 // Sizes `bytes` to `size`; what the source does not hold is zeros.
 bool read_bytes_at(ntfs_volume& volume, std::uint64_t position, std::uint32_t size, std::vector<std::uint8_t>& bytes);
 

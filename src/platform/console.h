@@ -1,5 +1,6 @@
 // The program's own arguments and its two standard streams.
-// Called by main.cpp and the run driver. Does not parse anything.
+// Called by main.cpp and the run driver; words for standard error come from the option passes, too.
+// Does not parse anything, and buffers nothing.
 #pragma once
 
 #include <iosfwd>

@@ -1,5 +1,6 @@
 // Facts about the machine and the moment: clock, computer name, system text, rights, named event.
-// Called by the run driver and the option passes. Nothing here reads a source.
+// Called by the run driver and the option passes.
+// Nothing here reads a source.
 #pragma once
 
 #include <cstdint>

@@ -213,9 +213,10 @@ byte_view resident_value(const attr_entry& attribute) {
 // When a GUID of version 1 was made, as a FILETIME; 0 for any other.
 std::uint64_t guid_time(byte_view guid) {
     constexpr std::uint64_t calendar_to_1601 = 5'748'192'000'000'000;  // from 1582-10-15, where such times begin
-    const std::uint64_t high = guid.u16(6);
+    const std::uint64_t high = guid.u16(guid_at::third);
     if (high >> 12 != 1) return 0;
-    const std::uint64_t time = (high & 0x0FFF) << 48 | std::uint64_t{guid.u16(4)} << 32 | guid.u32(0);
+    const std::uint64_t time =
+        (high & 0x0FFF) << 48 | std::uint64_t{guid.u16(guid_at::second)} << 32 | guid.u32(guid_at::first);
     return time >= calendar_to_1601 ? time - calendar_to_1601 : 0;
 }
 

@@ -102,8 +102,8 @@ void append_reparse_targets(text_buffer& out, const file_record& record, bool wh
 
 void append_object_ids(text_buffer& out, const file_record& record) {
     for (const auto& item : record.object_ids) {
-        const byte_view object_id(item.value.bytes.data(), 16);
-        if (object_id.u64(0) == 0 && object_id.u64(8) == 0) continue;
+        const byte_view object_id(item.value.bytes.data(), guid_at::size);
+        if (object_id.is_all_zero()) continue;
         if (!out.empty()) out += "; ";
         std::string text;
         append_guid(text, object_id);

@@ -1,6 +1,6 @@
 // Where the fields of the boot sectors of volumes lie: offsets count from the sector's first byte, the number behind
 // each is its width in bytes.
-// Used by partition discovery and by the volume's own geometry, so that both read one layout; holds no code.
+// Used by partition discovery and by the volume's own geometry, so that both read one layout. Reads nothing itself.
 #pragma once
 
 #include <cstddef>
@@ -25,6 +25,14 @@ struct ntfs_boot_at {
         serial = 72,           // 4  its low half
     };
 };
+
+constexpr std::uint32_t most_plain_sectors = 128;           // per cluster; a larger byte stands for a power of two
+constexpr std::uint32_t largest_cluster = 2 * 1024 * 1024;  // that Windows makes
+
+// Of bytes that count down from 256 to say a power of two; 0 for one that no field can mean.
+constexpr std::uint64_t power_of_boot_byte(std::uint32_t byte) {
+    return byte > 256 - 32 ? std::uint64_t{1} << (256 - byte) : 0;
+}
 
 struct exfat_boot_at {
     enum : std::size_t {

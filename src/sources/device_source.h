@@ -1,5 +1,6 @@
 // A volume or a whole drive of the host, read in whole sectors.
-// Made by open_source, which takes what the system says of the device's place. Never writes.
+// Made by open_source, which takes what the system says of the device's place.
+// Never writes.
 #pragma once
 
 #include <string>

@@ -1,5 +1,6 @@
 // An image of a disk or a volume: one file of the host.
-// Made by open_source. Does not lock the file and does not keep its size up to date.
+// Made by open_source.
+// Does not lock the file and does not keep its size up to date.
 #pragma once
 
 #include <string>

@@ -1,5 +1,6 @@
-// Bytes in memory as a source: a piece of a virtual disk that is looked at for partitions, and the disks of tests.
-// The bytes stay the caller's, and must stay where they are for as long as the source lives.
+// Bytes in memory as a source.
+// Made for a piece of a virtual disk that is looked at for partitions, and by tests for their disks.
+// Copies nothing: the bytes stay the caller's, and must stay where they are for as long as the source lives.
 #pragma once
 
 #include "base/bytes.h"

@@ -10,24 +10,19 @@ namespace {
 
 constexpr std::string_view ntfs_name = "NTFS    ";
 constexpr std::uint64_t smallest_sector = 512, largest_sector = 4096;
-constexpr std::uint32_t most_plain_sectors = 128;  // per cluster; a larger byte stands for a power of two
-constexpr std::uint64_t largest_cluster = 2 * 1024 * 1024;
 constexpr std::uint32_t most_record_clusters = 127;  // a larger byte stands for a power of two, in bytes
 constexpr std::uint64_t smallest_record = 512, largest_record = 64 * 1024;
 constexpr std::uint64_t sector_limit = std::uint64_t{1} << 52;
 
-// Of bytes that count down from 256 to say a power of two; 0 for one that no field can mean.
-std::uint64_t power_of(std::uint32_t byte) { return byte > 256 - 32 ? std::uint64_t{1} << (256 - byte) : 0; }
-
 std::uint64_t sectors_per_cluster(byte_view sector) {
     const std::uint32_t byte = sector.u8(boot_at::sectors_per_cluster);
-    if (byte > most_plain_sectors) return power_of(byte);
+    if (byte > most_plain_sectors) return power_of_boot_byte(byte);
     return std::has_single_bit(byte) ? byte : 0;
 }
 
 std::uint64_t record_bytes(byte_view sector, std::uint64_t cluster) {
     const std::uint32_t byte = sector.u8(ntfs_boot_at::record_clusters);
-    return byte > most_record_clusters ? power_of(byte) : byte * cluster;
+    return byte > most_record_clusters ? power_of_boot_byte(byte) : byte * cluster;
 }
 
 bool within(std::uint64_t value, std::uint64_t least, std::uint64_t most) { return value >= least && value <= most; }

@@ -21,7 +21,7 @@ vmdk_disk* owner_of(const vmdk_chain& chain, std::uint64_t offset) {
 void tell_lost_grain(vmdk_chain& chain, const vmdk_disk& disk, std::uint64_t offset) {
     constexpr std::size_t most_told = 65'536;
     const std::uint64_t grain = offset - offset % disk.grain_bytes;
-    if (chain.log == nullptr || chain.lost_grains.size() > most_told || !chain.lost_grains.insert(grain).second) return;
+    if (!is_read(chain.log) || chain.lost_grains.size() > most_told || !chain.lost_grains.insert(grain).second) return;
     std::string text = "err: zeros from ";
     append_hex(text, offset);
     text += " of the virtual disk on: ";

@@ -1,5 +1,6 @@
 // Virtual disks as a source of bytes: a base and its snapshots, read as one disk.
-// Made by open_source. Looks for no parent that was not named: resolve does, while options are read.
+// Made by open_source, and read like any other source.
+// Looks for no parent that was not named: resolve does, while options are read.
 #pragma once
 
 #include <string>

@@ -14,26 +14,36 @@ bool starts_with(byte_view bytes, const void* expected, std::size_t count) {
     return bytes.size >= count && std::memcmp(bytes.data, expected, count) == 0;
 }
 
-bool is_mz(byte_view bytes) { return bytes.size >= 64 && starts_with(bytes, "MZ", 2); }
+// Header of a program for DOS; any other begins with one.
+struct mz_at {
+    enum : std::size_t {
+        relocation_count = 6,   // 2
+        relocation_table = 24,  // 2  its offset
+        pe_offset = 60,         // 4
+        size = 64,
+    };
+};
+
+bool is_mz(byte_view bytes) { return bytes.size >= mz_at::size && starts_with(bytes, "MZ", 2); }
 
 bool is_16bit_mz(byte_view bytes) {
-    const std::uint16_t relocation_table = bytes.u16(24);
-    return is_mz(bytes) && bytes.u16(6) != 0 && relocation_table != 0 && relocation_table < 64;
+    const std::uint16_t relocation_table = bytes.u16(mz_at::relocation_table);
+    return is_mz(bytes) && bytes.u16(mz_at::relocation_count) != 0 && relocation_table != 0 &&
+           relocation_table < mz_at::size;
 }
 
-constexpr std::size_t pe_offset_field = 60;
 constexpr std::size_t coff_header = 24;  // the "PE" mark included
 constexpr std::size_t optional_header = 224;
 constexpr std::uint32_t pe_mark = 17744;  // "PE", two zero bytes
 constexpr std::uint16_t pe32_magic = 267, pe32_plus_magic = 523;
 
 bool is_pe(byte_view bytes) {
-    const std::uint64_t pe_offset = bytes.u32(pe_offset_field);
+    const std::uint64_t pe_offset = bytes.u32(mz_at::pe_offset);
     return is_mz(bytes) && bytes.size >= pe_offset + coff_header + optional_header && bytes.u32(pe_offset) == pe_mark;
 }
 
 bool is_pe_with_magic(byte_view bytes, std::uint16_t magic) {
-    return is_pe(bytes) && bytes.u16(std::size_t{bytes.u32(pe_offset_field)} + coff_header) == magic;
+    return is_pe(bytes) && bytes.u16(std::size_t{bytes.u32(mz_at::pe_offset)} + coff_header) == magic;
 }
 
 bool is_pe_of_32_bits(byte_view bytes) { return is_pe_with_magic(bytes, pe32_magic); }

@@ -4,6 +4,7 @@
 The rows over a live volume, mounted or not, and over a whole drive's partition equal those over its image file.
 Ends with 77, "skipped", where no loop device is to be had.
 """
+import bisect
 import contextlib
 import fcntl
 import gzip
@@ -120,6 +121,26 @@ def check_unwritten(device, image):
         check(what + " is told", option == "-diags" or "err: cannot open" in log.read_text(), True)
 
 
+def check_memory(image):
+    """However little there is: no row that is another one, each record without its rows told, or an end with words."""
+    rows, log = run("-image", image, "-csv")[1], WORK / "log"
+
+    def limited(kib):
+        log.unlink(missing_ok=True)
+        return run("-image", image, "-csv", "-diags", log, through=("sh", "-c", f'ulimit -v {kib}; exec "$0" "$@"'))
+
+    limits = range(1024, 64 * 1024)
+    enough = limits[bisect.bisect_left(limits, True, key=lambda kib: limited(kib)[1] == rows)]
+    for kib in range(enough - 512, enough, 16):
+        code, came, words = limited(kib)
+        if code == 127:  # less than the system's own start of a program takes
+            continue
+        told = {int(number, 16) for number in re.findall(r"out of memory at record (\w+)", log.read_text() if log.exists() else "")}
+        silent = {row[:10] for row in rows if row not in came and int(row[:10], 16) not in told}
+        words_fit = not silent if code == 0 else (code, words) == (255, "out of memory, aborting\n")
+        check(f"{kib} KiB of memory", (words_fit, set(came) <= set(rows)), (True, True))
+
+
 def main():
     WORK.mkdir(parents=True, exist_ok=True)
     image, results, pipe = WORK / "small.img", WORK / "r.csv", WORK / "pipe"
@@ -127,6 +148,7 @@ def main():
     limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096))
     code, _, words = run("-image", image, "-out", results, preexec_fn=limit)
     check("a limit on files", (code, words), (255, f"prob writing to output file: {results}\n"))
+    "sanitize" in PROGRAM or check_memory(image)
     pipe.exists() or os.mkfifo(pipe)
     for option in ["-image", "-mftfile", "-partition", "-script"]:
         run(option, pipe)  # nobody writes: ends all the same
