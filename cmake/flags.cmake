@@ -41,7 +41,7 @@ elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
     include(CheckPIESupported)
     check_pie_supported()
     target_compile_options(build_flags INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong
-        -fstack-clash-protection -fcf-protection)
+        -fstack-clash-protection -fcf-protection -fno-plt)
     target_compile_definitions(build_flags INTERFACE _GLIBCXX_ASSERTIONS)
     target_link_options(build_flags INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
 endif()

@@ -44,6 +44,14 @@ void note_parent(file_record& record, const name_entry& entry) {
     if (made) reference = entry.parent;
 }
 
+// The map keeps the first name under a key; the parents still learn of the second. Apart, for it is rare and its entry
+// is large.
+[[gnu::cold, gnu::noinline]] void note_second_name(const attribute_context& attribute) {
+    name_entry second;
+    fill_name_entry(second, attribute.value(), attribute.records.future_limit);
+    note_parent(attribute.record, second);
+}
+
 const char* volume_version_word(unsigned major, unsigned minor) {
     if (major == 1 && minor == 2) return " (WinNT)";
     if (major != 3) return "(Unk version)";
@@ -86,12 +94,7 @@ void take_file_name(const attribute_context& attribute) {
         return;
     }
     note_passed_over(attribute);
-    if (is_path_name) {
-        // The map keeps the first under a key; the parents still learn of the second.
-        name_entry second;
-        fill_name_entry(second, value, attribute.records.future_limit);
-        note_parent(attribute.record, second);
-    }
+    if (is_path_name) note_second_name(attribute);
 }
 
 void take_object_id(const attribute_context& attribute) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <new>
 
-#include "base/bytes.h"
 #include "ntfs/record_source.h"
 #include "ntfs/volume.h"
 #include "sources/plain_file.h"
@@ -61,14 +60,15 @@ bool fill(record_block& block, record_source& records, std::uint64_t inode, std:
 
 }  // namespace
 
-bool take_from_block(record_block& block, record_source& records, std::uint64_t inode, std::uint64_t end,
-                     std::vector<std::uint8_t>& buffer) {
-    const bool inside = inode >= block.first && inode - block.first < block.count;
+byte_span take_from_block(record_block& block, record_source& records, std::uint64_t inode, std::uint64_t end,
+                          std::vector<std::uint8_t>& buffer) {
     const bool size_known = records.mft_reader == nullptr || records.record_size_learned;
-    if (!inside && (!size_known || inode < block.alone_to || inode >= end || !fill(block, records, inode, end)))
-        return false;
+    if (!block.holds(inode) &&
+        (!size_known || inode < block.alone_to || inode >= end || !fill(block, records, inode, end)))
+        return {};
     const auto at = static_cast<std::size_t>((inode - block.first) * block.stride);
-    const byte_view bytes = byte_view(block.bytes).part(at, block.record_size);
+    const byte_span bytes = byte_span(block.bytes).part(at, block.record_size);
+    if (block.stride >= block.record_size) return bytes;
     buffer.assign(bytes.data, bytes.data + bytes.size);
-    return true;
+    return buffer;
 }

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/bytes.h"
+
 struct record_source;
 
 struct record_block {
@@ -15,9 +17,12 @@ struct record_block {
     std::uint32_t stride = 0;    // bytes from one record to the next
     std::uint32_t record_size = 0;
     std::vector<std::uint8_t> bytes;
+
+    bool holds(std::uint64_t number) const { return number >= first && number - first < count; }
 };
 
-// The bytes of record `inode`, out of the block or of a new one that begins with it. Records from `end` on are not
-// read. False: it has to be read alone.
-bool take_from_block(record_block& block, record_source& records, std::uint64_t inode, std::uint64_t end,
-                     std::vector<std::uint8_t>& buffer);
+// The bytes of record `inode` where they lie in the block, or in a new one that begins with it; in `buffer` only if
+// records overlap. The caller may change them: a record is taken once. Records from `end` on are not read. Empty: it
+// has to be read alone.
+byte_span take_from_block(record_block& block, record_source& records, std::uint64_t inode, std::uint64_t end,
+                          std::vector<std::uint8_t>& buffer);

@@ -71,9 +71,9 @@ bool read_record_bytes(std::vector<std::uint8_t>& buffer, record_source& records
 }
 
 // Classified by its signature, and fixed up unless it is "BAAD".
-bool settle_record(std::vector<std::uint8_t>& buffer, bool& bad, bool& torn, const record_source& records) {
-    if (buffer.empty()) return true;
-    const record_kind kind = classify_record(buffer, no_fixup_limits);
+bool settle_record(byte_span bytes, bool& bad, bool& torn, const record_source& records) {
+    if (bytes.size == 0) return true;
+    const record_kind kind = classify_record(bytes, no_fixup_limits);
     if (kind == record_kind::none) return false;
     bad = kind == record_kind::bad;
     if (bad) {
@@ -81,8 +81,8 @@ bool settle_record(std::vector<std::uint8_t>& buffer, bool& bad, bool& torn, con
         return true;
     }
     // By default nobody learns that the parts of a record were not written together.
-    if (records.thorough) torn = is_torn(buffer, records.sector_size);
-    apply_fixups(buffer, records.sector_size);
+    if (records.thorough) torn = is_torn(bytes, records.sector_size);
+    apply_fixups(bytes, records.sector_size);
     return true;
 }
 
@@ -99,12 +99,17 @@ bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, record_sourc
            settle_record(buffer, bad, torn, records);
 }
 
-bool read_record_ahead(std::vector<std::uint8_t>& buffer, bool& torn, record_source& records, std::uint64_t inode,
-                       record_block& block, std::uint64_t end) {
+bool read_record_ahead(byte_view& record, std::vector<std::uint8_t>& buffer, bool& torn, record_source& records,
+                       std::uint64_t inode, record_block& block, std::uint64_t end) {
     bool bad = torn = false;
     if (!source_usable(records)) return false;
-    const bool came = take_from_block(block, records, inode, end, buffer) || read_record_bytes(buffer, records, inode);
-    return came && settle_record(buffer, bad, torn, records);
+    byte_span bytes = take_from_block(block, records, inode, end, buffer);
+    if (bytes.size == 0) {
+        if (!read_record_bytes(buffer, records, inode)) return false;
+        bytes = buffer;
+    }
+    record = bytes;
+    return settle_record(bytes, bad, torn, records);
 }
 
 std::uint16_t fill_header_fields(file_record& record, std::uint64_t inode, byte_view bytes) {

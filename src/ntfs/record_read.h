@@ -22,10 +22,10 @@ bool source_usable(const record_source& records);
 // The first call on an extracted $MFT learns record_size.
 bool read_file_record(std::vector<std::uint8_t>& buffer, bool& bad, record_source& records, std::uint64_t inode);
 
-// The same for a walk in rising order up to `end`: records come out of a block where that can be read. "BAAD" is
-// delivered without a word. `torn` is set only where the source is read thoroughly.
-bool read_record_ahead(std::vector<std::uint8_t>& buffer, bool& torn, record_source& records, std::uint64_t inode,
-                       record_block& block, std::uint64_t end);
+// The same for a walk in rising order up to `end`: `record` lies in a block where that can be read, else in `buffer`,
+// until the next call. "BAAD" is delivered without a word. `torn` is set only where the source is read thoroughly.
+bool read_record_ahead(byte_view& record, std::vector<std::uint8_t>& buffer, bool& torn, record_source& records,
+                       std::uint64_t inode, record_block& block, std::uint64_t end);
 
 // Number, header, sequence, base reference; returns the first attribute's offset.
 std::uint16_t fill_header_fields(file_record& record, std::uint64_t inode, byte_view bytes);

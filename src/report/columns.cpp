@@ -1,6 +1,5 @@
 #include "report/columns.h"
 
-#include "report/report_output.h"
 #include "run/run_context.h"
 
 namespace {
@@ -23,16 +22,9 @@ void add_column(report_scratch& scratch, const report_column& column, const mft_
 
 }  // namespace
 
-void row_in_hand::add_text(std::string_view text, std::uint32_t flags) {
-    next += cell_set_text(scratch.row, next, text, flags);
-}
-
-void row_in_hand::add_number(std::uint64_t value, cell_kind kind, std::uint32_t flags) {
-    next += cell_set_value(scratch.row, next, value, kind, flags);
-}
-
 void row_in_hand::add_time(std::uint64_t filetime) {
-    add_number(filetime, ctx.pair_datetime ? cell_paired_date_time : cell_date_time);
+    const cell_kind kind = ctx.pair_datetime ? cell_paired_date_time : cell_date_time;
+    next += cell_set_value(scratch.row, next, filetime, kind);
 }
 
 void choose_columns(report_scratch& scratch, std::span<const report_column> table, const report_call& first,

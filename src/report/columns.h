@@ -7,9 +7,8 @@
 #include <string_view>
 
 #include "report/default_report.h"
+#include "report/report_output.h"
 #include "report/writer.h"
-
-struct report_scratch;
 
 // A row under construction, filled from left to right.
 struct row_in_hand {
@@ -22,10 +21,17 @@ struct row_in_hand {
     const name_entry* dos_name = nullptr;
     int next = 0;  // place of the next cell
 
-    void add_text(std::string_view text, std::uint32_t flags = 0);
-    void add_number(std::uint64_t value, cell_kind kind, std::uint32_t flags = 0);
+    // Here, to be inlined: each record asks a dozen times.
+    void add_text(std::string_view text, std::uint32_t flags = 0) { add({cell_text, flags, 0, text, 0}); }
+    void add_number(std::uint64_t value, cell_kind kind, std::uint32_t flags = 0) { add({kind, flags, 0, {}, value}); }
     // One cell or two, as the run pairs dates and times.
     void add_time(std::uint64_t filetime);
+
+private:
+    void add(const result_cell& cell) {
+        if (next < scratch.row.cell_count) scratch.row.cells[static_cast<std::size_t>(next)] = cell;
+        ++next;
+    }
 };
 
 constexpr int width_of_time = -1;      // one column or two, by the run's formats

@@ -25,7 +25,7 @@ void append_data_type(text_buffer& out, const attr_entry& attribute, std::uint64
     const bool has_text = !attribute.non_resident() && !attribute.value_text.empty();
     char* at = out.room(constant_parts + most_utf8 * attribute.name.size() + attribute.label.size() +
                         attribute.value_text.size());
-    const auto put = [&at](std::string_view text) { at += text.copy(at, text.size()); };
+    const auto put = [&at](std::string_view text) { at = put_text(at, text); };
     put("[");
     if (!attribute.name.empty()) {
         bool complete = true;
@@ -57,10 +57,9 @@ constexpr filter_hit filter_hits[] = {
 };
 
 void append_hit(text_buffer& out, const filter_hit& hit, const file_record& record) {
-    const filter_match& match = record.matches[hit.kind];
-    if (!match.hit) return;
+    if (!record.matches[hit.kind].hit) return;
     append_item(out, hit.word);
-    out += match.text;
+    out += record.matches[hit.kind].text;
     out += ')';
 }
 
@@ -89,6 +88,19 @@ void append_number_text(text_buffer& out, std::uint64_t value, std::size_t digit
 
 void append_name(text_buffer& out, std::u16string_view name, bool whole) {
     whole ? append_whole_utf8(out, name) : append_utf8(out, name);
+}
+
+void append_lowered(text_buffer& out, std::u16string_view name, std::u16string& wide, bool whole) {
+    const auto is_ascii = [](char16_t unit) { return unit < 0x80; };
+    if (std::all_of(name.begin(), name.end(), is_ascii)) {
+        char* to = out.room(name.size());
+        for (const char16_t unit : name) *to++ = static_cast<char>(lower_unit(unit));
+        out.set_end(to);
+        return;
+    }
+    wide.assign(name);
+    lower_in_place(wide);
+    append_name(out, wide, whole);
 }
 
 void append_reparse_targets(text_buffer& out, const file_record& record, bool whole) {

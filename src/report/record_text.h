@@ -21,6 +21,8 @@ std::u16string_view extension_of(std::u16string_view name, bool leading_dot_coun
 void append_number_text(text_buffer& out, std::uint64_t value, std::size_t digits, const mft_entries_ctx& ctx);
 // `whole`: a name that is no UTF-16 is not cut where it ceases to be.
 void append_name(text_buffer& out, std::u16string_view name, bool whole);
+// The same in lower case, made in `wide` where it takes more than ASCII.
+void append_lowered(text_buffer& out, std::u16string_view name, std::u16string& wide, bool whole);
 void append_reparse_targets(text_buffer& out, const file_record& record, bool whole = false);
 void append_object_ids(text_buffer& out, const file_record& record);
 // Runs of a non-resident attribute, or what a resident one holds.

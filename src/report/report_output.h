@@ -24,15 +24,16 @@ struct report_scratch {
     bool rows_planned = false;    // made at the first row:
     date_plan date;
     time_plan clock;
+    bool tags_line_ends = false;          // that stand inside a text
     char separator[16] = {};              // its head, for a copy of a fixed size
     std::vector<std::string> json_names;  // of each column: ,"name":
     std::size_t fixed_room = 0;           // bytes that the cells of a row take at most, beside their texts
 
     result_row row;
     text_buffer line;
-    text_buffer shared_back;  // text of the last cells that rows of a group have in common
-    text_buffer macb, inode, ext, other_info, path_and_name, clusters, head_bytes, type, name, links, object_ids,
-        streams;
+    text_buffer shared_front, shared_back;  // text of the first and last cells that rows of a group have in common
+    short_text macb;
+    text_buffer inode, ext, other_info, path_and_name, clusters, head_bytes, type, name, links, object_ids, streams;
     std::u16string wide_ext;
     std::vector<text_buffer> names;  // narrow names of the present group
     timeline times;

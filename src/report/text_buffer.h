@@ -11,25 +11,35 @@
 #include "base/digits.h"
 #include "base/text.h"
 
+// Copies the bytes of a text in place; returns where they end.
+inline char* put_text(char* to, std::string_view text) {
+    if (!text.empty()) std::memcpy(to, text.data(), text.size());
+    return to + text.size();
+}
+
 class text_buffer {
 public:
+    text_buffer() = default;
+    text_buffer(text_buffer&&) = default;  // no copies: the places point into the bytes
+    text_buffer& operator=(text_buffer&&) = default;
+
     // At least `count` bytes to write to, behind what is there. set_end says how far they were used.
     char* room(std::size_t count) {
-        if (bytes_.size() - used_ < count) bytes_.resize(2 * (used_ + count));
-        return bytes_.data() + used_;
+        if (static_cast<std::size_t>(limit_ - at_) < count) [[unlikely]]
+            grow(count);
+        return at_;
     }
-    void set_end(const char* end) { used_ = static_cast<std::size_t>(end - bytes_.data()); }
+    void set_end(char* end) { at_ = end; }
 
-    void clear() { used_ = 0; }
+    void clear() { at_ = bytes_.data(); }
     // Forgets what stands behind the first `count` bytes.
-    void cut(std::size_t count) { used_ = count; }
-    std::size_t size() const { return used_; }
-    bool empty() const { return used_ == 0; }
-    std::string_view view() const { return {bytes_.data(), used_}; }
+    void cut(std::size_t count) { at_ = bytes_.data() + count; }
+    std::size_t size() const { return static_cast<std::size_t>(at_ - bytes_.data()); }
+    bool empty() const { return at_ == bytes_.data(); }
+    std::string_view view() const { return {bytes_.data(), size()}; }
 
     text_buffer& operator+=(std::string_view text) {
-        char* to = room(text.size());
-        set_end(to + text.copy(to, text.size()));
+        set_end(put_text(room(text.size()), text));
         return *this;
     }
     // A literal: its length is known, and it is copied without a call.
@@ -37,18 +47,27 @@ public:
     text_buffer& operator+=(const char (&literal)[size]) {
         char* to = room(size);
         std::memcpy(to, literal, size);
-        used_ += size - 1;
+        at_ = to + size - 1;
         return *this;
     }
     text_buffer& operator+=(char c) {
         *room(1) = c;
-        ++used_;
+        ++at_;
         return *this;
     }
 
 private:
+    // Apart, so that room is small enough to stand wherever it is called.
+    [[gnu::noinline]] void grow(std::size_t count) {
+        const std::size_t used = size();
+        bytes_.resize(2 * (used + count));
+        at_ = bytes_.data() + used;
+        limit_ = bytes_.data() + bytes_.size();
+    }
+
     std::vector<char> bytes_;
-    std::size_t used_ = 0;
+    char* at_ = nullptr;     // behind what is there
+    char* limit_ = nullptr;  // of the room that there is
 };
 
 // As base/text.h and base/numbers.h append them to a string.

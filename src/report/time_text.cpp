@@ -11,18 +11,21 @@ constexpr char month_names[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
 char* put_pair(char* to, int value) { return digits::put_two(to, static_cast<unsigned>(value)); }
 char* put_four(char* to, int value) { return put_pair(put_pair(to, value / 100), value % 100); }
 
-// The first `count` digits of the fraction, whose unit is 100 nanoseconds.
-char* put_fraction(char* to, std::uint32_t remainder, std::size_t count) {
+[[gnu::noinline]] char* put_any_fraction(char* to, std::uint32_t remainder, std::size_t count) {
     constexpr std::uint32_t powers[] = {10'000'000, 1'000'000, 100'000, 10'000, 1000, 100, 10, 1};
     const std::size_t told = count < 7 ? count : 7;
-    if (count == 3) {  // the usual case, without a division by a variable
-        to[0] = static_cast<char>('0' + remainder / 1'000'000);
-        return digits::put_two(to + 1, remainder / 10'000 % 100);
-    }
     std::uint32_t value = remainder / powers[told];
     for (std::size_t index = told; index-- > 0; value /= 10) to[index] = static_cast<char>('0' + value % 10);
     for (std::size_t index = told; index < count; ++index) to[index] = '0';
     return to + count;
+}
+
+// The first `count` digits of the fraction, whose unit is 100 nanoseconds.
+char* put_fraction(char* to, std::uint32_t remainder, std::size_t count) {
+    if (count != 3) return put_any_fraction(to, remainder, count);
+    // The usual case, without a division by a variable.
+    to[0] = static_cast<char>('0' + remainder / 1'000'000);
+    return digits::put_two(to + 1, remainder / 10'000 % 100);
 }
 
 char delimiter_of(std::string_view format) {

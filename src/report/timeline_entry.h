@@ -1,11 +1,15 @@
 // One distinct timestamp of a file, as the default report gathers it.
-// Filled and written by timeline_report; kept between records by report_scratch, so that its storage is reused.
-// Formats nothing.
+// Written by timeline_report; kept between records by report_scratch, so that its storage is reused.
+// Formats nothing but the names.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+
+struct mft_entries_ctx;
+struct report_call;
+struct report_scratch;
 
 // Where a time comes from: its letters stand in a text of its own.
 enum time_source { from_si, from_long_name, from_dos_name, time_sources };
@@ -33,3 +37,7 @@ struct row_places {
     std::size_t own_begin() const { return static_cast<std::size_t>(date); }
     std::size_t own_end() const { return static_cast<std::size_t>(macb) + 1; }
 };
+
+// Every distinct time of the call, ascending, each with the letters and names that share it, into scratch.times; the
+// names into scratch.names.
+void fill_timeline(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "base/numbers.h"
 #include "base/text.h"
 #include "report/columns.h"
 #include "report/default_report.h"
@@ -13,102 +12,6 @@
 #include "run/run_context.h"
 
 namespace {
-
-struct four_times {
-    std::uint64_t modified, accessed, mft_changed, created;
-};
-
-template <class entry>
-four_times times_of(const entry& from) {
-    return {from.modified, from.accessed, from.mft_changed, from.created};
-}
-
-// The entry of a timestamp, made if it is new. A call has a handful of them: looking at each beats any order.
-timeline_entry& entry_at(timeline& times, std::uint64_t time) {
-    const std::size_t used = times.times.size();
-    for (std::size_t index = 0; index < used; ++index) {
-        if (times.times[index] == time) return times.entries[index];
-    }
-    times.times.push_back(time);
-    if (used == times.entries.size()) times.entries.emplace_back();
-    timeline_entry& entry = times.entries[used];
-    std::memset(entry.macb, '.', sizeof entry.macb);
-    std::memset(entry.touched, 0, sizeof entry.touched);
-    entry.long_names.clear();
-    entry.dos_names.clear();
-    return entry;
-}
-
-void put_in_order(timeline& times) {
-    times.order.resize(times.times.size());
-    for (std::uint32_t index = 0; index < times.order.size(); ++index) {
-        std::size_t place = index;
-        while (place > 0 && times.times[times.order[place - 1]] > times.times[index]) {
-            times.order[place] = times.order[place - 1];
-            --place;
-        }
-        times.order[place] = index;
-    }
-}
-
-void add_name(std::vector<std::uint32_t>& names, std::uint32_t index, const std::vector<text_buffer>& texts) {
-    if (!names.empty() && names.back() == index) return;  // most times of a group share their name
-    const std::string_view text = texts[index].view();
-    auto place = names.begin();
-    while (place != names.end() && texts[*place].view() < text) ++place;
-    if (place == names.end() || texts[*place].view() != text) names.insert(place, index);
-}
-
-constexpr std::uint32_t no_name = ~std::uint32_t{0};
-
-// A name that times are added with: its place among the group's narrow names.
-struct dated_name {
-    std::uint32_t index = no_name;
-    bool is_dos = false;
-};
-
-void add_times(report_scratch& scratch, const four_times& times, time_source source, dated_name name) {
-    const std::uint64_t values[4] = {times.modified, times.accessed, times.mft_changed, times.created};
-    bool done[4] = {};
-    for (std::size_t letter = 0; letter < 4; ++letter) {
-        if (done[letter] || values[letter] == 0) continue;
-        timeline_entry& entry = entry_at(scratch.times, values[letter]);
-        entry.touched[source] = true;
-        // One look-up for all letters of the same time.
-        for (std::size_t other = letter; other < 4; ++other) {
-            if (values[other] != values[letter]) continue;
-            entry.macb[source][other] = "macb"[other];
-            done[other] = true;
-        }
-        if (name.index != no_name)
-            add_name(name.is_dos ? entry.dos_names : entry.long_names, name.index, scratch.names);
-    }
-}
-
-dated_name narrow_name(report_scratch& scratch, std::uint32_t index, const name_entry& name, bool whole) {
-    if (index == scratch.names.size()) scratch.names.emplace_back();
-    scratch.names[index].clear();
-    append_name(scratch.names[index], name.name, whole);
-    return {scratch.names[index].empty() ? no_name : index, name.is_dos};
-}
-
-// Every distinct time of the call, ascending, each with the letters and names that share it.
-void fill_timeline(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
-    scratch.times.times.clear();
-    const file_record& record = call.record;
-    const si_entry* si = record.std_infos.empty() ? nullptr : &record.std_infos.begin()->value;
-    std::uint32_t names = 0;
-    for (const name_entry* each : call.path != nullptr ? names_in(record, call.path->key) : all_names(record)) {
-        const name_entry& name = *each;
-        if (name.is_dos && ctx.hide_dos_fntimes) continue;
-        const dated_name dated = narrow_name(scratch, names++, name, ctx.format_jsonl);
-        if (si != nullptr) add_times(scratch, times_of(*si), from_si, dated);
-        if (call.path == nullptr) continue;
-        add_times(scratch, times_of(name), name.is_dos ? from_dos_name : from_long_name, dated);
-    }
-    if (scratch.times.times.empty() && si != nullptr) add_times(scratch, times_of(*si), from_si, {});
-    put_in_order(scratch.times);
-}
 
 std::string_view inode_text(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
     text_buffer& text = scratch.inode;
@@ -120,12 +23,8 @@ std::string_view inode_text(const report_call& call, report_scratch& scratch, co
 std::string_view ext_text(const report_call& call, report_scratch& scratch, const mft_entries_ctx& ctx) {
     text_buffer& text = scratch.ext;
     text.clear();
-    if (call.path != nullptr && !call.record.is_directory() && !scratch.times.times.empty()) {
-        std::u16string_view ext = extension_of(call.path->value.name, true);
-        scratch.wide_ext.assign(ext.begin(), ext.end());
-        lower_in_place(scratch.wide_ext);
-        append_name(text, scratch.wide_ext, ctx.format_jsonl);
-    }
+    if (call.path != nullptr && !call.record.is_directory() && !scratch.times.times.empty())
+        append_lowered(text, extension_of(call.path->value.name, true), scratch.wide_ext, ctx.format_jsonl);
     if (text.empty()) text += "none";
     return text.view();
 }
@@ -193,32 +92,32 @@ std::string_view last_column_text(const report_call& call, report_scratch& scrat
     return text.view();
 }
 
-// "si:[m...]; fn:[macb]": built in place, by pieces of a fixed size, since every row has its own.
-std::string_view macb_text(const timeline_entry& entry, report_scratch& scratch) {
-    struct opening {
-        char text[8];
-        std::size_t size;
-    };
-    constexpr opening openings[time_sources] = {{"si:[", 4}, {"fn:[", 4}, {"fn8.3[", 6}};
-    constexpr std::size_t most = 64;
-    text_buffer& text = scratch.macb;
-    text.clear();
-    char* const start = text.room(most);
-    char* at = start;
+struct macb_opening {
+    static constexpr std::size_t between = 2;  // what stands ahead of any but the first
+    char text[between + 8];
+    std::size_t size;  // without that
+};
+constexpr macb_opening macb_openings[time_sources] = {{"; si:[", 4}, {"; fn:[", 4}, {"; fn8.3[", 6}};
+
+// "si:[m...]; fn:[macb]": every row has its own. Pieces of a fixed size are put down whether they count or not, since
+// which of them do can not be foreseen, and a wrong guess costs more than a piece.
+const short_text& macb_text(const timeline_entry& entry, report_scratch& scratch) {
+    constexpr std::size_t longest_piece = 16;
+    short_text& text = scratch.macb;
+    std::memset(text.bytes, ' ', sizeof text.bytes);
+    std::size_t size = 0;
     for (std::size_t source = 0; source < time_sources; ++source) {
-        if (!entry.touched[source]) continue;
-        if (at != start) {
-            std::memcpy(at, "; ", 2);
-            at += 2;
-        }
-        std::memcpy(at, openings[source].text, sizeof openings[source].text);
-        at += openings[source].size;
-        std::memcpy(at, entry.macb[source], 4);
-        at[4] = ']';
-        at += 5;
+        const macb_opening& opening = macb_openings[source];
+        const std::size_t ahead = size == 0 ? 0 : opening.between;
+        char* const letters = text.bytes + size + ahead + opening.size;
+        std::memcpy(text.bytes + size, opening.text + opening.between - ahead, 8);
+        std::memcpy(letters, entry.macb[source], 4);
+        letters[4] = ']';
+        size += entry.touched[source] ? ahead + opening.size + 5 : 0;
     }
-    text.set_end(at);
-    return text.view();
+    std::memset(text.bytes + size, ' ', longest_piece);  // over the pieces that do not count
+    text.size = size;
+    return text;
 }
 
 // The first long name stands behind the path; further ones and 8.3 names follow in brackets.
@@ -231,8 +130,7 @@ std::string_view path_and_name(const timeline_entry& entry, const report_call& c
         text += name;
     };
     const auto add_bracket = [&text](std::string_view opening, std::string_view name) {
-        text += opening;
-        text += name;
+        (text += opening) += name;
         text += ']';
     };
     for (std::size_t index = 0; index < entry.long_names.size(); ++index) {
@@ -284,7 +182,7 @@ bool wants_heads(const call_t&, const ctx_t& ctx) { return ctx.fetch_header && !
 
 void add_inode(row_in_hand& row) {
     if (row.ctx.format_jsonl) return row.add_number(row.call.record.inode, cell_u64);
-    row.add_text(inode_text(row.call, row.scratch, row.ctx), cell_inode_text);
+    row.add_text(inode_text(row.call, row.scratch, row.ctx), cell_plain_text);
 }
 
 void add_size(row_in_hand& row) {
@@ -303,15 +201,15 @@ void leave_date(row_in_hand& row) {
 void leave_macb(row_in_hand& row) { row.scratch.places.macb = row.next++; }
 void leave_path(row_in_hand& row) { row.scratch.places.path = row.next++; }
 
-// Numbers that stand in decimal whatever the run's base.
-constexpr std::uint32_t decimal = cell_always_decimal;
+// Numbers that stand in decimal whatever the run's base, and words that no option changes.
+constexpr std::uint32_t decimal = cell_always_decimal, plain = cell_plain_text;
 
 constexpr report_column columns[] = {
     {"mft entry", 10, nullptr, add_inode},
     {"seqnum", 6, nullptr, [](row_in_hand& row) { row.add_number(row.call.record.sequence, cell_u16, decimal); }},
     {"parent mft", 10, nullptr, [](row_in_hand& row) { row.add_number(parent_number(row.call.path), cell_u64); }},
     {"seqnum", 6, nullptr, [](row_in_hand& row) { row.add_number(parent_sequence(row.call.path), cell_u16, decimal); }},
-    {"type", 7, nullptr, [](row_in_hand& row) { row.add_text(record_type_word(row.call.record, row.ctx)); }},
+    {"type", 7, nullptr, [](row_in_hand& row) { row.add_text(record_type_word(row.call.record, row.ctx), plain); }},
     {"ext", 9, nullptr, [](row_in_hand& row) { row.add_text(ext_text(row.call, row.scratch, row.ctx)); }},
     {"ref", 3, nullptr, [](row_in_hand& row) { row.add_number(row.call.record.link_count(), cell_u32, decimal); }},
     // Kept: a width of 1 never pads.
@@ -337,25 +235,85 @@ struct row_form {
     void (*append_back)(text_buffer& line, const row_in_hand& group);
 };
 
+void set_own_cells(const row_in_hand& group, std::uint64_t time, const timeline_entry& entry) {
+    report_scratch& scratch = group.scratch;
+    const cell_kind kind = group.ctx.pair_datetime ? cell_paired_date_time : cell_date_time;
+    cell_set_value(scratch.row, scratch.places.date, time, kind);
+    cell_set_text(scratch.row, scratch.places.macb, macb_text(entry, scratch).view());
+}
+
+void append_front_cells(text_buffer& line, const row_in_hand& group) {
+    append_cells(line, group.scratch.row, 0, group.scratch.places.own_begin(), group.scratch, group.ctx);
+}
+
+void append_back_cells(text_buffer& line, const row_in_hand& group) {
+    const result_row& row = group.scratch.row;
+    append_cells(line, row, group.scratch.places.own_end(), row.cells.size(), group.scratch, group.ctx);
+}
+
 constexpr row_form cells_form = {
-    [](text_buffer& line, const row_in_hand& group) {
-        append_cells(line, group.scratch.row, 0, group.scratch.places.own_begin(), group.scratch, group.ctx);
+    append_front_cells,
+    [](text_buffer& line, const row_in_hand& group, std::uint64_t time, const timeline_entry& entry) {
+        report_scratch& scratch = group.scratch;
+        append_time_and_word(line, time, macb_text(entry, scratch), scratch.places.own_begin(), scratch, group.ctx);
     },
-    [](text_buffer& line, const row_in_hand& group, std::uint64_t, const timeline_entry&) {
+    append_back_cells,
+};
+
+constexpr row_form labelled_form = {
+    append_front_cells,
+    [](text_buffer& line, const row_in_hand& group, std::uint64_t time, const timeline_entry& entry) {
+        set_own_cells(group, time, entry);
         const row_places& places = group.scratch.places;
         append_cells(line, group.scratch.row, places.own_begin(), places.own_end(), group.scratch, group.ctx);
     },
-    [](text_buffer& line, const row_in_hand& group) {
-        const result_row& row = group.scratch.row;
-        append_cells(line, row, group.scratch.places.own_end(), row.cells.size(), group.scratch, group.ctx);
-    },
+    append_back_cells,
 };
 
 constexpr row_form json_form = {
     [](text_buffer&, const row_in_hand&) {},  // the time comes first, so that a sort by lines is one by time
-    append_json_own,
+    [](text_buffer& line, const row_in_hand& group, std::uint64_t time, const timeline_entry& entry) {
+        set_own_cells(group, time, entry);
+        append_json_own(line, group, time, entry);
+    },
     append_json_back,
 };
+
+const row_form& form_of(const mft_entries_ctx& ctx) {
+    if (ctx.format_jsonl) return json_form;
+    return ctx.format_multiline ? labelled_form : cells_form;
+}
+
+// A row for each time of the group that is in the run's range.
+void write_group(const row_in_hand& group, report_output& out) {
+    report_scratch& scratch = out.scratch;
+    const row_form& form = form_of(group.ctx);
+    text_buffer& lines = scratch.line;
+    lines.clear();
+    scratch.shared_front.clear();
+    form.append_front(scratch.shared_front, group);
+    const timeline_entry* previous = nullptr;
+    for (const std::uint32_t index : scratch.times.order) {
+        const timeline_entry& entry = scratch.times.entries[index];
+        const std::uint64_t time = scratch.times.times[index];
+        if (!in_time_range(time, group.ctx)) continue;
+        if (previous == nullptr || !same_names(*previous, entry)) {
+            const std::string_view path = path_and_name(entry, group.call, scratch, group.ctx.format_jsonl);
+            cell_set_text(scratch.row, scratch.places.path, path);
+            scratch.shared_back.clear();
+            form.append_back(scratch.shared_back, group);
+            scratch.shared_back += '\n';
+        }
+        previous = &entry;
+        lines += scratch.shared_front.view();
+        form.append_own(lines, group, time, entry);
+        lines += scratch.shared_back.view();
+        if (lines.size() < most_held) continue;
+        write_line(out, lines.view());
+        lines.clear();
+    }
+    if (!lines.empty()) write_line(out, lines.view());
+}
 
 }  // namespace
 
@@ -368,30 +326,5 @@ void write_timeline_rows(const report_call& call, report_output& out, const mft_
 
     row_in_hand group{call, scratch, ctx};
     fill_row(group);
-    const row_form& form = ctx.format_jsonl ? json_form : cells_form;
-    result_row& row = scratch.row;
-    const row_places& places = scratch.places;
-    text_buffer& line = scratch.line;
-    line.clear();
-    form.append_front(line, group);
-    const std::size_t front = line.size();
-    const timeline_entry* previous = nullptr;
-    for (const std::uint32_t index : scratch.times.order) {
-        const timeline_entry& entry = scratch.times.entries[index];
-        const std::uint64_t time = scratch.times.times[index];
-        if (!in_time_range(time, ctx)) continue;
-        if (previous == nullptr || !same_names(*previous, entry)) {
-            cell_set_text(row, places.path, path_and_name(entry, call, scratch, ctx.format_jsonl));
-            scratch.shared_back.clear();
-            form.append_back(scratch.shared_back, group);
-            scratch.shared_back += '\n';
-        }
-        previous = &entry;
-        cell_set_value(row, places.date, time, ctx.pair_datetime ? cell_paired_date_time : cell_date_time);
-        cell_set_text(row, places.macb, macb_text(entry, scratch));
-        line.cut(front);
-        form.append_own(line, group, time, entry);
-        line += scratch.shared_back.view();
-        write_line(out, line.view());
-    }
+    write_group(group, out);
 }

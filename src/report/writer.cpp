@@ -12,14 +12,13 @@
 
 namespace {
 
-// Rows are written through a plain pointer: append_cells makes room for all cells of a call at once.
-char* put(char* to, std::string_view text) { return to + text.copy(to, text.size()); }
-
-// Blanks come in blocks of a fixed size, which the compiler writes without a call; the rest is written over.
+// Rows are written through a plain pointer: append_cells makes room for all cells of a call at once. Blanks come in
+// blocks of a fixed size, which the compiler writes without a call; the rest is written over.
 constexpr std::size_t blank_block = 32;
 
 char* put_blanks(char* to, std::size_t count) {
-    for (std::size_t done = 0; done < count; done += blank_block) std::memset(to + done, ' ', blank_block);
+    std::memset(to, ' ', blank_block);
+    for (std::size_t done = blank_block; done < count; done += blank_block) std::memset(to + done, ' ', blank_block);
     return to + count;
 }
 
@@ -40,7 +39,7 @@ char* put_number(char* to, const result_cell& cell, std::size_t width, const mft
         if (count < width) to = put_blanks(to, width - count);
         return digits::put_decimal(to, cell.value);
     }
-    to = put(to, "0x");
+    to = put_text(to, "0x");
     const std::size_t padded = width >= 2 ? width - 2 : 0;
     return digits::put_hex(to, cell.value, is_padded(ctx) ? padded : digits_without_white_space(cell.kind));
 }
@@ -54,15 +53,15 @@ char* put_with_tags(char* to, std::string_view text) {
         const bool next_is_feed = at + 1 < text.size() && text[at + 1] == '\n';
         const bool next_is_return = at + 1 < text.size() && text[at + 1] == '\r';
         if (text[at] == '\r' && next_is_feed) {
-            to = put(to, "[CRLF]");
+            to = put_text(to, "[CRLF]");
             ++at;
         } else if (text[at] == '\n' && next_is_return) {
-            to = put(to, "[LFCR]");
+            to = put_text(to, "[LFCR]");
             ++at;
         } else if (text[at] == '\n') {
-            to = put(to, "[LF]");
+            to = put_text(to, "[LF]");
         } else if (text[at] == '\r' && !any_feed) {
-            to = put(to, "[CR]");
+            to = put_text(to, "[CR]");
         } else {
             *to++ = text[at];
         }
@@ -87,14 +86,13 @@ public:
           columns_(scratch.columns.data()),
           count_(scratch.columns.size()),
           ctx_(ctx),
-          scratch_(scratch),
-          tagged_(line_ends_are_tagged(ctx)) {}
+          scratch_(scratch) {}
 
     // The most bytes that the cells can take.
     std::size_t room_for(std::size_t from, std::size_t to) const {
         std::size_t texts = 0;
         for (std::size_t index = from; index < to; ++index) texts += cells_[index].text.size();
-        return scratch_.fixed_room + (tagged_ ? longest_tag : 1) * texts;
+        return scratch_.fixed_room + (scratch_.tags_line_ends ? longest_tag : 1) * texts;
     }
 
     // Behind each cell but the row's last stands the separator.
@@ -111,9 +109,19 @@ public:
         return to;
     }
 
+    // A time, and a word that no option changes, with a separator behind each.
+    char* put_time_and_word(char* to, std::size_t index, std::uint64_t filetime, const short_text& word) const {
+        const std::size_t width = pad_width(columns_[index++]);
+        to = ctx_.pair_datetime ? put_paired_time(to, filetime, width)
+                                : put_split_time(to, filetime, width, &columns_[index++]);
+        to = put_separator(to);
+        std::memcpy(to, word.bytes, sizeof word.bytes);
+        return put_separator(to + std::max(word.size, pad_width(columns_[index])));
+    }
+
 private:
     // Writes the cell at `index`, and moves on to the second of a date and time pair.
-    char* put_cell(char* to, std::size_t& index) const {
+    [[gnu::always_inline]] char* put_cell(char* to, std::size_t& index) const {
         const result_cell& cell = cells_[index];
         const std::size_t width = pad_width(columns_[index]);
         switch (cell.kind) {
@@ -121,7 +129,9 @@ private:
             case cell_u16:
             case cell_u32:
             case cell_u64: return put_number(to, cell, width, ctx_);
-            case cell_text: return put_text(to, cell.text, width);
+            case cell_text:
+                if ((cell.flags & cell_plain_text) != 0) return pad_right(to, put_text(to, cell.text), width);
+                return put_cell_text(to, cell.text, width);
             case cell_paired_date_time: return put_paired_time(to, cell.value, width);
             case cell_date_time:
                 ++index;
@@ -142,13 +152,13 @@ private:
 
     char* put_separator(char* to) const {
         const std::size_t size = ctx_.separator.size();
-        if (size > sizeof scratch_.separator) return put(to, ctx_.separator);
+        if (size > sizeof scratch_.separator) return put_text(to, ctx_.separator);
         std::memcpy(to, scratch_.separator, sizeof scratch_.separator);  // a block of a fixed size, as with blanks
         return to + size;
     }
 
     char* put_label(char* to, const result_cell& column) const {
-        return pad_right(to, put(to, column.text), scratch_.label_width);
+        return pad_right(to, put_text(to, column.text), scratch_.label_width);
     }
 
     static char* put_end_of_line(char* to) {
@@ -156,12 +166,12 @@ private:
         return to + 1;
     }
 
-    char* put_text(char* to, std::string_view text, std::size_t width) const {
+    char* put_cell_text(char* to, std::string_view text, std::size_t width) const {
         if (text.empty()) return put_blanks(to, width);
-        char* const end = tagged_ && holds_line_end(text) ? put_with_tags(to, text) : put(to, text);
-        if (ctx_.replace_from != 0 && text.find(ctx_.replace_from) != std::string_view::npos) {
+        const bool tags = scratch_.tags_line_ends && holds_line_end(text);
+        char* const end = tags ? put_with_tags(to, text) : put_text(to, text);
+        if (ctx_.replace_from != 0 && std::memchr(text.data(), ctx_.replace_from, text.size()) != nullptr)
             std::replace(to, end, ctx_.replace_from, ctx_.replace_to);
-        }
         return pad_right(to, end, width);
     }
 
@@ -207,7 +217,6 @@ private:
     std::size_t count_;
     const mft_entries_ctx& ctx_;
     const report_scratch& scratch_;
-    bool tagged_;
 };
 
 // What holds for all rows of a run: the formats taken apart, the separator, and the room that cells take beside texts.
@@ -215,6 +224,7 @@ void plan_rows(report_scratch& scratch, const mft_entries_ctx& ctx) {
     if (scratch.rows_planned) return;
     scratch.date = plan_date(ctx.date_format);
     scratch.clock = plan_time(ctx.time_format);
+    scratch.tags_line_ends = line_ends_are_tagged(ctx);
     ctx.separator.copy(scratch.separator, sizeof scratch.separator);
     constexpr std::size_t most_of_any_value = date_room + time_room + 2 * blank_block;
     scratch.fixed_room = sizeof scratch.separator;
@@ -225,9 +235,6 @@ void plan_rows(report_scratch& scratch, const mft_entries_ctx& ctx) {
     if (ctx.format_multiline) scratch.fixed_room += scratch.columns.size() * (scratch.label_width + blank_block);
     scratch.rows_planned = true;
 }
-
-// A record of a hundred thousand rows must not lie in memory whole: at this size, in bytes, they leave early.
-constexpr std::size_t most_held = 64 * 1024;
 
 void write_block(report_output& out, std::string_view lines) {
     if (out.failed) return;
@@ -312,6 +319,15 @@ void append_cells(text_buffer& line, const result_row& row, std::size_t from, st
                                       : cells.put_cells(start, from, count, in_row));
 }
 
+// Flattened: every row has these cells, and what they take is called from hardly anywhere else.
+[[gnu::flatten]] void append_time_and_word(text_buffer& line, std::uint64_t filetime, const short_text& word,
+                                           std::size_t column, report_scratch& scratch, const mft_entries_ctx& ctx) {
+    plan_rows(scratch, ctx);
+    const cells_writer cells(scratch.row, ctx, scratch);
+    char* const start = line.room(scratch.fixed_room + sizeof word.bytes);
+    line.set_end(cells.put_time_and_word(start, column, filetime, word));
+}
+
 void write_row(report_output& out, const result_row& row, const mft_entries_ctx& ctx) {
     if (out.header_pending) write_header(out, ctx);
     text_buffer& line = out.scratch.line;
@@ -326,7 +342,7 @@ void append_date_and_time(text_buffer& line, const time_point& time, std::string
     plan_rows(scratch, ctx);
     char* at = line.room(date_room + between.size() + time_room);
     at += put_date(at, time, scratch.date);
-    at = put(at, between);
+    at = put_text(at, between);
     line.set_end(at + put_time(at, time, scratch.clock));
 }
 

@@ -28,7 +28,7 @@ enum cell_kind : std::uint16_t {
 };
 
 constexpr std::uint32_t cell_always_decimal = 1u << 30;
-constexpr std::uint32_t cell_inode_text = 1u << 23;  // carried, without meaning to the writer
+constexpr std::uint32_t cell_plain_text = 1u << 23;  // a word of the program's own: nothing in it is replaced or tagged
 
 // A cell of a row, or a column definition: then `text` is the label. Texts are not copied: they must outlive the row.
 struct result_cell {
@@ -69,12 +69,28 @@ void write_row(report_output& out, const result_row& row, const mft_entries_ctx&
 // -multiline each is a line with its label, and the line end that a caller puts behind a row makes the empty line.
 void append_cells(text_buffer& line, const result_row& row, std::size_t from, std::size_t to, report_scratch& scratch,
                   const mft_entries_ctx& ctx);
+// A short text with blanks behind it: a copy of all its bytes pads it, too, and none depends on its length.
+struct short_text {
+    char bytes[64];
+    std::size_t size = 0;
+
+    std::string_view view() const { return {bytes, size}; }
+};
+
+// The cells that a row does not share, without a row: a time in the column `column`, or in two from there on, and a
+// word of the program's own in the next one, which needs no replacing and is at most as wide as a short text. A
+// separator stands behind each. Not for -multiline.
+void append_time_and_word(text_buffer& line, std::uint64_t filetime, const short_text& word, std::size_t column,
+                          report_scratch& scratch, const mft_entries_ctx& ctx);
 // Date and time of a valid point in the run's formats.
 void append_date_and_time(text_buffer& line, const time_point& time, std::string_view between, report_scratch& scratch,
                           const mft_entries_ctx& ctx);
-// Writes and flushes in one go, or holds the line back where held_rows says so. A failure is noted and ends the walk;
-// nothing is written behind it.
+// Writes and flushes in one go, or holds the line back where held_rows says so; several lines, each with its end, are
+// taken as one. A failure is noted and ends the walk; nothing is written behind it.
 void write_line(report_output& out, std::string_view line);
+
+// A record of a hundred thousand rows must not lie in memory whole: at this size, in bytes, they leave early.
+constexpr std::size_t most_held = 64 * 1024;
 
 // While it lives, lines are held back; when it goes, they leave in one write. There is one for each record, so that a
 // record costs one call of the system however many rows it has, and all of them are out before the next is read.

@@ -45,11 +45,11 @@ bool begin_walk(record_walk& walk) {
     return open_and_prepare(walk.ctx) && source_usable(walk.ctx);
 }
 
-void visit_record(record_walk& walk, std::uint64_t inode, std::uint64_t offset) {
+void visit_record(record_walk& walk, byte_view bytes, std::uint64_t inode, std::uint64_t offset) {
     if (walk.state.torn) [[unlikely]]
         log_diag(walk.ctx.log, "err: torn record %llx", static_cast<unsigned long long>(inode));
     try {
-        if (!parse_file_record(walk.record, walk.buffer, inode, walk.ctx, walk.state)) return;
+        if (!parse_file_record(walk.record, bytes, inode, walk.ctx, walk.state)) return;
         walk.record.record_offset = offset;
         write_report(walk.record, walk.out, walk.ctx);
     } catch (const std::bad_alloc&) {

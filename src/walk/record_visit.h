@@ -18,17 +18,16 @@ struct record_walk {
     mft_entries_ctx& ctx;
     walk_state state;
     file_record record;
-    std::vector<std::uint8_t> buffer;  // the bytes of the record in hand
+    std::vector<std::uint8_t> buffer;  // for the bytes of the record in hand, unless they lie elsewhere
 
     record_walk(report_output& results, mft_entries_ctx& context) : out(results), ctx(context) {}
 };
 
 // Opens the source. False: there is nothing to walk.
 bool begin_walk(record_walk& walk);
-// Decodes and selects what lies in the buffer; an accepted record goes to the run's report. `offset` is what the record
-// tells of its place, 0 for nothing. A record that runs out of memory is dropped, but for the rows that its report has
-// made by then.
-void visit_record(record_walk& walk, std::uint64_t inode, std::uint64_t offset);
+// Decodes and selects `bytes`; an accepted record goes to the run's report. `offset` is what the record tells of its
+// place, 0 for nothing. A record that runs out of memory is dropped, but for the rows that have left by then.
+void visit_record(record_walk& walk, byte_view bytes, std::uint64_t inode, std::uint64_t offset);
 // For the log: the record was dropped for want of memory.
 void tell_out_of_memory(const mft_entries_ctx& ctx, std::uint64_t inode);
 // False: results cannot be written any more, so the walk ends.

@@ -130,7 +130,7 @@ std::uint64_t carried_inode(byte_view record) {
 void visit_slot(cluster_walk& walk) {
     if (walk.buffer.size() < walk.slot_size || !may_be_record(walk.buffer)) return;
     // Kept: the place of such a record is not told, whatever -filerecord_offset says.
-    visit_record(walk, carried_inode(walk.buffer), 0);
+    visit_record(walk, walk.buffer, carried_inode(walk.buffer), 0);
 }
 
 // Guard: record 0 may claim records of 4 GiB. Those are read only where one begins.

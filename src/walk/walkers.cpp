@@ -45,11 +45,11 @@ bool begin_number_walk(number_walk& walk) {
     return true;
 }
 
-// The record's bytes into the walk's buffer. False: none.
-bool fetch(number_walk& walk, std::uint64_t number) {
+// The record's bytes. False: none.
+bool fetch(number_walk& walk, std::uint64_t number, byte_view& bytes) {
     try {
-        return read_record_ahead(walk.buffer, walk.state.torn, walk.ctx, number, walk.block, walk.end) &&
-               !walk.buffer.empty();
+        return read_record_ahead(bytes, walk.buffer, walk.state.torn, walk.ctx, number, walk.block, walk.end) &&
+               bytes.size != 0;
     } catch (const std::bad_alloc&) {
         tell_out_of_memory(walk.ctx, number);
         return false;
@@ -60,14 +60,16 @@ bool fetch(number_walk& walk, std::uint64_t number) {
 bool visit(number_walk& walk, std::uint64_t number) {
     mft_entries_ctx& ctx = walk.ctx;
     if (number % walk.progress_step == 0) show_progress(ctx, number, walk.total);
-    if (!fetch(walk, number)) return true;
-    visit_record(walk, number, ctx.record_offset_wanted ? number * ctx.effective_record_size() : 0);
+    byte_view bytes;
+    if (!fetch(walk, number, bytes)) return true;
+    visit_record(walk, bytes, number, ctx.record_offset_wanted ? number * ctx.effective_record_size() : 0);
     return walk_goes_on(walk);
 }
 
 // Guard: a volume may declare more records than a disk can hold. Those outside its source cannot be read: not tried.
-std::uint64_t next_number(const mft_entries_ctx& ctx, std::uint64_t number, std::uint64_t end) {
-    if (ctx.volume == nullptr) return number;
+std::uint64_t next_number(const number_walk& walk, std::uint64_t number, std::uint64_t end) {
+    const mft_entries_ctx& ctx = walk.ctx;
+    if (ctx.volume == nullptr || walk.block.holds(number)) return number;
     const std::uint64_t next = next_record_inside(*ctx.volume, number);
     if (next != number && number < end) {
         log_diag(ctx.log, "err: records %llx to %llx lie outside of the source",
@@ -104,8 +106,8 @@ void walk_mft_sequence(report_output& out, mft_entries_ctx& ctx) {
         log_diag(ctx.log, "err: record %llx is none of the %llx records that there are",
                  static_cast<unsigned long long>(ctx.mft_start), static_cast<unsigned long long>(walk.total));
     }
-    for (std::uint64_t number = next_number(ctx, ctx.mft_start, end); number < end && visit(walk, number);) {
-        number = next_number(ctx, number + 1, end);
+    for (std::uint64_t number = next_number(walk, ctx.mft_start, end); number < end && visit(walk, number);) {
+        number = next_number(walk, number + 1, end);
     }
     end_walk(walk);
 }
