@@ -33,7 +33,8 @@ if(WIN32)
     target_link_options(build_flags INTERFACE -static -Wl,--no-insert-timestamp)
     target_compile_definitions(build_flags INTERFACE UNICODE _UNICODE _WIN32_WINNT=0x0A00)
     if(CMAKE_BUILD_TYPE STREQUAL "Release")
-        target_compile_options(build_flags INTERFACE -fstack-protector-strong)
+        # No -fstack-clash-protection: mingw's GCC 12 crashes on it.
+        target_compile_options(build_flags INTERFACE -fstack-protector-strong -fcf-protection)
         target_link_options(build_flags INTERFACE -fstack-protector-strong)  # for its library
         target_compile_definitions(build_flags INTERFACE _GLIBCXX_ASSERTIONS)
     endif()

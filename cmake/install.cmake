@@ -1,14 +1,15 @@
 # What is installed where, and the packages. `cmake --install` takes the program and the files; package.sh makes of the
 # parts below a .deb, an archive with a static Linux binary and one with the exe:
 #   program   the program                     static    the same, without any library of the system
-#   files     documents, sample, completions  manual    the manual page as it stands
+#   files     documents, sample, completions  manual    the manual page and zsh's completion, which a .deb has elsewhere
 #   debian    what only a .deb has
 
 include(GNUInstallDirs)
 
 set(shells_folder ${PROJECT_SOURCE_DIR}/completions)
 file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
-list(APPEND documents ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
+# Above the documents, as in the sources: its links say docs/.
+set(first_documents ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
 set(samples ${PROJECT_SOURCE_DIR}/samples/small.mft ${PROJECT_SOURCE_DIR}/samples/small.img.gz
     ${PROJECT_SOURCE_DIR}/samples/case.img.gz ${PROJECT_SOURCE_DIR}/samples/oddities.img.gz
     ${PROJECT_SOURCE_DIR}/samples/README.md)
@@ -17,6 +18,7 @@ set(left_by_runs PATTERN __pycache__ EXCLUDE PATTERN .snakemake EXCLUDE)
 if(WIN32)
     # One folder to unpack anywhere.
     install(TARGETS grelmoor RUNTIME DESTINATION . COMPONENT program)
+    install(FILES ${first_documents} DESTINATION . COMPONENT files)
     install(FILES ${documents} DESTINATION docs COMPONENT files)
     install(FILES ${samples} DESTINATION samples COMPONENT files)
     install(DIRECTORY examples DESTINATION . COMPONENT files ${left_by_runs})
@@ -33,7 +35,8 @@ else()
     install(PROGRAMS $<TARGET_FILE:grelmoor_static> DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME grelmoor
         COMPONENT static EXCLUDE_FROM_ALL)
     install(FILES docs/grelmoor.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT manual)
-    install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT files)
+    install(FILES ${first_documents} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT files)
+    install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT files)
     install(FILES ${samples} DESTINATION ${CMAKE_INSTALL_DOCDIR}/samples COMPONENT files)
     install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS COMPONENT files
         ${left_by_runs})

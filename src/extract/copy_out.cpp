@@ -183,6 +183,18 @@ bool is_selected_for_copy(const file_record& record, const attr_entry& attribute
     return ctx.copy_normal_data && attribute.label == "unnamed data";
 }
 
+void tell_missing_streams(const file_record& record, const mft_entries_ctx& ctx) {
+    const filter_entry* entry = is_read(ctx.log) ? ctx.selected_inodes.find(record.inode) : nullptr;
+    if (entry == nullptr || !entry->has_stream) return;
+    for (const std::u16string& stream : entry->streams) {
+        const auto has_its_name = [&stream](const auto& item) { return lowered(item.value.name) == stream; };
+        if (std::any_of(record.attributes.begin(), record.attributes.end(), has_its_name)) continue;
+        std::string text = "err: record ";
+        append_hex(text, record.inode);
+        log_diag_text(ctx.log, text + ": no such stream: " + utf8_from_utf16(stream));
+    }
+}
+
 bool copy_stream(const file_record& record, const mft_entries_ctx& ctx, const attr_entry& attribute,
                  stream_state& state) {
     const std::u16string own_name = std::move(state.extracted_path);

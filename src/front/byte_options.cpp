@@ -86,6 +86,7 @@ int take_signatures(mft_entries_ctx& ctx, const std::u16string& value, wide_list
         const signature_word* word = find_signature_word(item);
         if (word == nullptr) {
             write_standard_error("Error: -filter_sig option specified invalid option, aborting\n");
+            log_diag_text(ctx.log, "err: -filter_sig: no such signature, it has no effect: " + utf8_from_utf16(item));
             continue;
         }
         ctx.signature_kind = static_cast<std::uint32_t>(word->kind);

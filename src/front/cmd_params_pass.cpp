@@ -172,21 +172,23 @@ bool remove_white_space(cmd_params& params, const std::string&) {
     return true;
 }
 
-void take_format(std::string& format, const std::string& value, bool valid) {
+void take_format(const cmd_params& params, std::string& format, const std::string& value, bool valid) {
     if (valid) {
         format = lowered_ascii(value);
     } else {
-        write_standard_error("invalid " + value + ", using default format\n");
+        const std::string words = "invalid " + value + ", using default format";
+        write_standard_error(words + "\n");
+        log_diag_text(&params.diags_log, "err: " + words);
     }
 }
 
 bool set_date_format(cmd_params& params, const std::string& value) {
-    take_format(params.date_format, value, is_date_format(value));
+    take_format(params, params.date_format, value, is_date_format(value));
     return true;
 }
 
 bool set_time_format(cmd_params& params, const std::string& value) {
-    take_format(params.time_format, value, is_time_format(value));
+    take_format(params, params.time_format, value, is_time_format(value));
     return true;
 }
 

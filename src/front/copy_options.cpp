@@ -51,7 +51,11 @@ void choose_streams(mft_entries_ctx& ctx, wide_list& list) {
 }  // namespace
 
 int copy_files(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list) {
-    if (!set_copy_format(ctx) || !set_copy_directory(ctx, value)) return -1;
+    if (!set_copy_format(ctx)) {
+        log_diag_text(ctx.log, "err: -action_copy_files writes a report of its own, not that of -filepath_only");
+        return -1;
+    }
+    if (!set_copy_directory(ctx, value)) return -1;
     ctx.copy_files = ctx.copy_active = true;
     choose_streams(ctx, list);
     return 0;

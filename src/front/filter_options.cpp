@@ -40,18 +40,24 @@ int add_inodes(mft_entries_ctx& ctx, flat_map<std::uint64_t, filter_entry>& tabl
     return 0;
 }
 
+void tell_no_date(const mft_entries_ctx& ctx, const char* option, const std::u16string& value) {
+    log_diag_text(ctx.log, "err: " + std::string(option) + ": no date, it has no effect: " + utf8_from_utf16(value));
+}
+
 }  // namespace
 
 int take_start_time(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
     parse_filter_date(low_bytes(value), "", ctx.time_start);
-    if (ctx.time_start == 0) write_standard_error("Error: invalid filter start time, defaulting to 0\n");
+    if (ctx.time_start == 0) {
+        write_standard_error("Error: invalid filter start time, defaulting to 0\n");
+        tell_no_date(ctx, "-filter_start_time", value);
+    }
     ctx.time_stop = ~std::uint64_t{0};
     return 0;
 }
 
 int take_stop_time(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
-    if (!parse_filter_date(low_bytes(value), "23:59:59", ctx.time_stop))
-        log_diag(ctx.log, "err: -filter_stop_time: no date, it has no effect: %s", low_bytes(value).c_str());
+    if (!parse_filter_date(low_bytes(value), "23:59:59", ctx.time_stop)) tell_no_date(ctx, "-filter_stop_time", value);
     return 0;
 }
 

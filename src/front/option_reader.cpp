@@ -7,6 +7,7 @@
 #include "base/numbers.h"
 #include "base/text.h"
 #include "front/cmd_params_pass.h"
+#include "front/idle_options.h"
 #include "front/scanners.h"
 #include "front/script_file.h"
 #include "front/walk_pass.h"
@@ -61,31 +62,6 @@ bool settle_log(mft_entries_ctx& ctx, bool options_are_read) {
     return false;
 }
 
-// Read for the sake of old command lines, and by nothing behind the passes.
-constexpr const char* without_effect[] = {"-alias",      "-aliaspath", "-filter",  "-filter_dir_recurse",
-                                          "-find_objid", "-gzip",      "-hexdump", "-indxfile",
-                                          "-jp",         "-lnk",       "-pipe",    "-threads",
-                                          "-verbose",    "-v",         "-zlib",    "-zlibex"};
-
-std::vector<const char*> named_without_effect(std::vector<std::string> args) {
-    std::vector<const char*> named;
-    for (const char* name : without_effect) {
-        if (take_flag(name, args)) named.push_back(name);
-    }
-    return named;
-}
-
-// What a run passed over must not look like an answer: a misspelt filter selects nothing and refuses nothing.
-// Instances got the same arguments, of which this run has told.
-void tell_unused(const mft_entries_ctx& ctx, const std::vector<const char*>& idle, std::vector<std::string> left) {
-    if (ctx.instance_number != -1) return;
-    std::string value;
-    if (ctx.cpu_count > 1) take_value("-tempdir", value, left);  // the split takes it
-    for (const char* name : idle) log_diag(ctx.log, "info: %s has no effect", name);
-    for (std::size_t index = 1; index < left.size(); ++index)
-        log_diag_text(ctx.log, "err: no option took this argument, it has no effect: " + left[index]);
-}
-
 option_result read_passes(mft_entries_ctx& ctx, std::vector<std::string>& args, const std::string& version,
                           const std::string& source_type) {
     if (source_type.empty()) ctx.source_type = "NTFS$MFT";
@@ -96,16 +72,17 @@ option_result read_passes(mft_entries_ctx& ctx, std::vector<std::string>& args, 
     const std::string without_script = append_script(list, ctx.evidence);
     protect_sources(ctx.evidence, list);
     args = narrowed(list);
-    const std::vector<const char*> idle = named_without_effect(args);
+    const std::vector<std::string> given = args;
     take_hashfile(ctx, list);
     if (!parse_cmd_params(ctx, args)) return options_invalid;
-    if (!without_script.empty()) log_diag(ctx.log, "err: the script is left out: %s", without_script.c_str());
+    if (!without_script.empty()) log_diag_text(ctx.log, "err: the script is left out: " + without_script);
     ctx.version_text = version;
 
     list = widened(args);
     const int result = parse_walk_options(ctx, list);
+    // The pass was at its end, and every option has been asked for: the source may be what is misspelt.
+    if (result == 0 || result == no_source_given) tell_idle_options(ctx, given, narrowed(list));
     if (result != 0) return static_cast<option_result>(result);
-    tell_unused(ctx, idle, narrowed(list));
     if (is_live_source(ctx) && !is_elevated_admin()) {
         write_standard_error(missing_rights);
         return options_read;
@@ -121,5 +98,6 @@ option_result parse_run_options(mft_entries_ctx& ctx, std::vector<std::string>& 
     ctx.reset();
     const option_result result = read_passes(ctx, args, version, source_type);
     protect(ctx.evidence, ctx);
-    return settle_log(ctx, result == options_read) ? result : option_failed;
+    const bool options_are_read = result == options_read || result == no_source_given;
+    return settle_log(ctx, options_are_read) ? result : option_failed;
 }

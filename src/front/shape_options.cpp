@@ -68,7 +68,8 @@ int place_results(mft_entries_ctx& ctx, const std::u16string&, wide_list&) {
 
 int dump_record(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
     ctx.find_mft = ctx.fetch_header = true;
-    if (!parse_u64(low_bytes(value), ctx.mft_start)) tell_no_number(ctx, "-find_mft", value);
+    if (!parse_u64(low_bytes(value), ctx.mft_start))
+        tell_no_number(ctx, "-find_mft", value, ctx.mft_start == 0 ? "taken as 0" : "-mftstart counts");
     ctx.mft_count = 1;
     ctx.head_length = 2048;
     return 0;

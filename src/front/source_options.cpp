@@ -25,10 +25,11 @@ std::u16string shadow_device(const std::u16string& value) {
     return prefix + value.substr(from, value.find(u'\\', from) - from);
 }
 
-// Opened for this test alone. Kept: in spite of its words the run goes on, and fails where the source is opened.
+// Opened for this test alone. Kept: in spite of its words the run goes on, and fails where the source is opened, which
+// tells the log why.
 void test_live_volume(const mft_entries_ctx& ctx) {
     std::unique_ptr<ntfs_volume> volume;
-    if (open_volume(live_choice(ctx.live_volume_text), volume, ctx.log)) return;
+    if (open_volume(live_choice(ctx.live_volume_text), volume, nullptr)) return;
     write_standard_error("prob validating volume " + utf8_from_utf16(ctx.live_volume_text) +
                          " as a NTFS partition, aborting...\n");
 }
@@ -44,7 +45,7 @@ template <class check_call>
 bool run_check(const mft_entries_ctx& ctx, offset_check& asked, const check_call& check) {
     if (ctx.show_progress) asked.progress = show_search;
     const bool accepted = check(asked);
-    if (!asked.reason.empty()) log_diag(ctx.log, "err: the source cannot be read: %s", asked.reason.c_str());
+    if (!asked.reason.empty()) log_diag_text(ctx.log, "err: the source cannot be read: " + asked.reason);
     return accepted;
 }
 
@@ -85,14 +86,13 @@ bool is_whole_chain(mft_entries_ctx& ctx) {
     for (const std::u16string& path : paths) protect(ctx.evidence, path);
     write_standard_error(text + "\n");
     if (paths.size() > ctx.vmdk_paths.size()) write_standard_error(suggested_array(paths));
-    if (chain.system_error != 0) log_diag(ctx.log, "err: %s", system_error_text(chain.system_error).c_str());
     return false;
 }
 
 }  // namespace
 
 int take_first_record(mft_entries_ctx& ctx, const std::u16string& value, wide_list&) {
-    if (!parse_u64(low_bytes(value), ctx.mft_start)) tell_no_number(ctx, "-mftstart", value);
+    if (!parse_u64(low_bytes(value), ctx.mft_start)) tell_no_number(ctx, "-mftstart", value, "taken as 0");
     ctx.mft_count = 1;
     return 0;
 }

@@ -17,8 +17,9 @@ using walk_effect = int (*)(mft_entries_ctx& ctx, const std::u16string& value, w
 // The lower-cased items of a list, as every option with a list reads it.
 void split_lowered(wide_list& out, const std::u16string& value);
 
-// For -diags: the value of an option, or an item of it, is no number, and the option has no effect.
-void tell_no_number(const mft_entries_ctx& ctx, const char* option, const std::u16string& value);
+// For -diags: the value of an option, or an item of it, is no number, and what comes of it.
+void tell_no_number(const mft_entries_ctx& ctx, const char* option, const std::u16string& value,
+                    const char* instead = "it has no effect");
 
 // shape_options.cpp: report shapes and results.
 int take_separator(mft_entries_ctx& ctx, const std::u16string& value, wide_list& list);

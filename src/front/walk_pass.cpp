@@ -130,8 +130,8 @@ bool take_step(const walk_step& step, std::u16string& value, wide_list& list) {
 
 void split_lowered(wide_list& out, const std::u16string& value) { split_list(out, lowered(value), "|,;"); }
 
-void tell_no_number(const mft_entries_ctx& ctx, const char* option, const std::u16string& value) {
-    log_diag(ctx.log, "err: %s: no number, it has no effect: %s", option, utf8_from_utf16(value).c_str());
+void tell_no_number(const mft_entries_ctx& ctx, const char* option, const std::u16string& value, const char* instead) {
+    log_diag_text(ctx.log, "err: " + std::string(option) + ": no number, " + instead + ": " + utf8_from_utf16(value));
 }
 
 int parse_walk_options(mft_entries_ctx& ctx, wide_list& list) {

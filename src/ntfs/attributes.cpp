@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "base/diagnostic_log.h"
+#include "base/numbers.h"
 #include "base/text.h"
 #include "ntfs/attribute_context.h"
 #include "ntfs/record_source.h"
@@ -168,8 +169,11 @@ attr_entry* insert_entry(const attribute_context& attribute, attr_key key, std::
 void note_passed_over(const file_record& record, std::uint32_t type, std::uint32_t number, std::u16string_view name,
                       const diagnostic_log* log) {
     if (!is_read(log)) return;
-    log_diag(log, "info: record %llx: attribute type %x id %x passed over, its place is taken: \"%s\"",
-             static_cast<unsigned long long>(record.inode), type, number, utf8_from_utf16(name).c_str());
+    std::string text = "info: record ";
+    append_hex(text, record.inode);
+    append_hex(text += ": attribute type ", type);
+    append_hex(text += " id ", number);
+    log_diag_text(log, text + " passed over, its place is taken: \"" + utf8_from_utf16(name) + "\"");
 }
 
 void note_passed_over(const attribute_context& attribute) {

@@ -70,6 +70,7 @@ void write_default_report(const file_record& record, report_output& out, const m
     const shape_writer write = shape_of(ctx);
     report_scratch& scratch = out.scratch;
     clear_stream_texts(scratch);
+    if (ctx.copy_files) tell_missing_streams(record, ctx);
     if (record.parents.empty()) {
         write({record, nullptr, nullptr, false}, out, ctx);
         return;

@@ -4,6 +4,17 @@
 
 #include "platform/host_paths.h"
 
+namespace {
+
+// As a log that was cut short, or edited, may end.
+bool ends_inside_line(const native_file& file) {
+    const std::int64_t size = file_size(file);
+    char last = '\n';
+    return size > 0 && read_at(file, static_cast<std::uint64_t>(size) - 1, &last, 1) == 1 && last != '\n';
+}
+
+}  // namespace
+
 namespace uni {
 
 bool text_filebuf::open_held(const std::u16string& path) {
@@ -21,6 +32,7 @@ bool text_filebuf::release() {
 bool text_filebuf::release_shared(bool cut) {
     held_ = false;
     if (cut && !cut_file(file_)) return false;
+    if (ends_inside_line(file_)) waiting_.insert(0, 1, '\n');
     return write_only_at_end(file_) && write_text(file_, std::exchange(waiting_, {}));
 }
 

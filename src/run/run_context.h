@@ -105,6 +105,7 @@ struct mft_settings : named_sources {
     std::uint64_t mft_count = 0;      // 0: the walker fills it in
     bool selected_elsewhere = false;  // another instance walks selected_inodes
     bool close_source_after_walk = false;
+    bool source_refused = false;  // told once, and not tried again
     std::string indx_file_path;
 
     // Filters.

@@ -91,10 +91,11 @@ bool is_endless(const vmdk_chain& chain) {
 
 bool vmdk_chain::add(const std::u16string& path) {
     auto disk = std::make_unique<vmdk_disk>();
-    if (!disk->open(path)) {
-        system_error = disk->system_error;
-        return false;
-    }
+    const bool opened = disk->open(path);
+    if (!opened) system_error = disk->system_error;
+    const std::string why = disk->system_error != 0 ? system_error_text(disk->system_error) : disk->fault;
+    if (!why.empty()) log_diag_text(log, "err: " + utf8_from_utf16(path) + ": " + why);
+    if (!opened) return false;
     std::string id = disk->cid;
     disks.try_emplace(std::move(id), std::move(disk));
     return true;

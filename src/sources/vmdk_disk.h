@@ -14,6 +14,7 @@ struct vmdk_disk {
     native_file file;
     std::uint64_t file_size = 0;     // bytes
     bool valid = false;              // everything below was read
+    const char* fault = "";          // what speaks against it: its bytes may be read all the same
     std::uint32_t system_error = 0;  // of the last open or read that the system refused; 0: none
 
     // Values of the descriptor as they stand there, quotes included. A base's parent_cid is "ffffffff".

@@ -6,12 +6,15 @@
 #include <cstddef>
 #include <cstdint>
 
-constexpr std::uint32_t vmdk_magic = 0x564D444B;  // "KDMV"
-constexpr std::uint32_t vmdk_sector = 512;        // bytes
+constexpr std::uint32_t vmdk_magic = 0x564D444B;       // "KDMV"
+constexpr std::uint32_t vmdk_text_magic = 0x69442023;  // "# Di": a descriptor in a file of its own
+constexpr std::uint32_t vmdk_compressed = 1u << 16;    // among the flags: of every grain
+constexpr std::uint32_t vmdk_sector = 512;             // bytes
 
 struct vmdk_header_at {
     enum : std::size_t {
         magic = 0,               // 4
+        flags = 8,               // 4
         capacity = 12,           // 8  sectors of the virtual disk
         grain_size = 20,         // 8
         descriptor_offset = 28,  // 8

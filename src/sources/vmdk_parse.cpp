@@ -155,6 +155,19 @@ bool parse(vmdk_disk& disk) {
            read_tables(disk, directory) && look_at_first_grain(disk);
 }
 
+const char* fault_of(vmdk_disk& disk) {
+    std::vector<std::uint8_t> bytes;
+    read_held(disk, 0, vmdk_header_at::size, bytes);
+    const byte_view header(bytes);
+    const std::uint32_t magic = header.u32(vmdk_header_at::magic);
+    if (magic == vmdk_text_magic) return "a description alone: flat and split disks are not read";
+    if (magic != vmdk_magic) return "no virtual disk";
+    if ((header.u32(vmdk_header_at::flags) & vmdk_compressed) != 0)
+        return "its grains are compressed: they are not read";
+    if (disk.cid.empty()) return "no description inside: a part of a split disk";
+    return disk.valid ? "" : "its tables cannot be read";
+}
+
 }  // namespace
 
 bool vmdk_disk::open(const std::u16string& path_to_open) {
@@ -169,5 +182,6 @@ bool vmdk_disk::open(const std::u16string& path_to_open) {
     } catch (const std::bad_alloc&) {
         valid = false;
     }
+    fault = fault_of(*this);
     return valid;
 }

@@ -55,10 +55,11 @@ bool prepare_volume(mft_entries_ctx& ctx, const std::vector<source_choice>& choi
 }  // namespace
 
 bool open_and_prepare(mft_entries_ctx& ctx) {
-    if (ctx.close_source_after_walk) return true;
+    if (ctx.close_source_after_walk || ctx.source_refused) return ctx.close_source_after_walk;
     const std::vector<source_choice> choices = choices_of(ctx);
     const bool is_mft_file = !choices.empty() && choices.front().kind == kind_mft_file;
-    return is_mft_file ? open_extracted_mft(ctx) : prepare_volume(ctx, choices);
+    ctx.source_refused = !(is_mft_file ? open_extracted_mft(ctx) : prepare_volume(ctx, choices));
+    return !ctx.source_refused;
 }
 
 void close_source(mft_entries_ctx& ctx) {

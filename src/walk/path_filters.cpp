@@ -60,7 +60,7 @@ void add_subtree(directory_entries& entries, mft_entries_ctx& ctx, const path_ta
     const std::u16string base(has_drive ? std::u16string_view(found.path).substr(0, 2) : root_text);
     subtree_map directories;
     if (!expand_subtree(directories, found.inode, std::int64_t{depth} - 1, *ctx.volume, base, ctx.log)) {
-        log_diag(ctx.log, "err: not expanded, the directory alone counts: %s", utf8_from_utf16(text).c_str());
+        log_diag_text(ctx.log, "err: not expanded, the directory alone counts: " + utf8_from_utf16(text));
         return add_directory(entries, found.inode, text);
     }
     for (const auto& [inode, path] : directories) add_directory(entries, inode, path);
@@ -93,7 +93,7 @@ void resolve_file(mft_entries_ctx& ctx, const std::u16string& item) {
     if (lookup_path(found, ctx, item.substr(0, colon), false)) {
         add_inode_entry(ctx.selected_inodes, found.inode, stream, entry_file);
     } else {
-        log_diag(ctx.log, "err: no such file, filter ignored: %s", utf8_from_utf16(item).c_str());
+        log_diag_text(ctx.log, "err: no such file, filter ignored: " + utf8_from_utf16(item));
     }
 }
 

@@ -9,12 +9,6 @@
 
 namespace {
 
-// Kept: limits of size and time, and a wish for free clusters, do not count here.
-bool only_inodes_are_selected(const mft_entries_ctx& ctx) {
-    return ctx.dir_inodes.empty() && ctx.name_entries.empty() && ctx.extensions.empty() && ctx.wildcards.empty() &&
-           !ctx.deleted_only && !ctx.deleted_all && ctx.rules.empty() && !ctx.selected_inodes.empty();
-}
-
 // $MFT first, of which `deleted_only` records; then free clusters, where the in-use bit says nothing.
 void walk_both(report_output& out, mft_entries_ctx& ctx, bool deleted_only) {
     ctx.deleted_only = ctx.and_logic = deleted_only;
@@ -30,6 +24,11 @@ void walk_both(report_output& out, mft_entries_ctx& ctx, bool deleted_only) {
 }
 
 }  // namespace
+
+bool only_inodes_are_selected(const mft_entries_ctx& ctx) {
+    return ctx.dir_inodes.empty() && ctx.name_entries.empty() && ctx.extensions.empty() && ctx.wildcards.empty() &&
+           !ctx.deleted_only && !ctx.deleted_all && ctx.rules.empty() && !ctx.selected_inodes.empty();
+}
 
 void run_walks(report_output& out, mft_entries_ctx& ctx) {
     if (only_inodes_are_selected(ctx)) return walk_mft_inodes(out, ctx);

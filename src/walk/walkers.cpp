@@ -45,6 +45,13 @@ bool begin_number_walk(number_walk& walk) {
     return true;
 }
 
+// Two copies joined, or a record 0 of an older state: what it does not declare is walked where it is asked for.
+void tell_undeclared(const number_walk& walk) {
+    if (walk.ctx.mft_reader == nullptr || walk.beyond <= walk.total + 1) return;
+    log_diag(walk.ctx.log, "err: record 0 declares %llx records, the file holds %llx: the others need -mftrange",
+             static_cast<unsigned long long>(walk.total), static_cast<unsigned long long>(walk.beyond - 1));
+}
+
 // The record's bytes. False: none.
 bool fetch(number_walk& walk, std::uint64_t number, byte_view& bytes) {
     try {
@@ -96,6 +103,7 @@ void walk_mft_sequence(report_output& out, mft_entries_ctx& ctx) {
     std::uint64_t end = walk.total;
     if (ctx.mft_count == 0) {
         ctx.mft_count = walk.total;
+        tell_undeclared(walk);
     } else {
         // Guard: a range may be asked for up to 2^64; numbers that the source cannot hold are not tried.
         const std::uint64_t room = std::numeric_limits<std::uint64_t>::max() - ctx.mft_start;

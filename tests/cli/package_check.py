@@ -15,6 +15,7 @@ from support import require, skip
 # What the package manager writes for itself.
 OWN_TRACES = ("var/log/", "var/lib/dpkg/status-old", "var/lib/dpkg/lock", "var/lib/dpkg/triggers/", "var/cache/")
 EXPECTED = ["usr/bin/grelmoor", "usr/share/man/man1/grelmoor.1.gz", "usr/share/doc/grelmoor/copyright",
+            "usr/share/doc/grelmoor/README.md", "usr/share/doc/grelmoor/docs/tutorial.md",
             "usr/share/bash-completion/completions/grelmoor", "usr/share/zsh/vendor-completions/_grelmoor",
             "usr/share/fish/vendor_completions.d/grelmoor.fish"]
 

@@ -1,6 +1,8 @@
 // What all fuzz targets have in common: their limits. An input that takes longer than a second, or more memory than a
 // damaged volume may cost, is a finding like a crash, in a search and when the corpus is replayed.
 // Linked into every target, which is a run_input.
+#include <sys/resource.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -13,19 +15,28 @@ namespace {
 
 // Of the processor, sanitizers included: other programs of a busy machine do not count.
 constexpr std::clock_t longest_run = CLOCKS_PER_SEC;
+// KiB by which one input may raise the peak of the process, sanitizers included.
+constexpr long most_growth = 256 * 1024;
+
+long peak_memory() {
+    rusage used{};
+    getrusage(RUSAGE_SELF, &used);
+    return used.ru_maxrss;
+}
 
 // For runs that never end, by the wall's clock.
 char endless[] = "-timeout=60";
-char memory[] = "-rss_limit_mb=768";
-char quiet[] = "-close_fd_mask=2";  // the program's own words
-char plain[] = "-entropic=0";       // its bookkeeping takes longer than a small target
+char memory[] = "-rss_limit_mb=768";  // of the whole process, while an input still runs
+char quiet[] = "-close_fd_mask=2";    // the program's own words
+char plain[] = "-entropic=0";         // its bookkeeping takes longer than a small target
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const long peak = peak_memory();
     const std::clock_t start = std::clock();
     run_input(data, size);
-    if (std::clock() - start > longest_run) std::abort();
+    if (std::clock() - start > longest_run || peak_memory() - peak > most_growth) std::abort();
     return 0;
 }
 

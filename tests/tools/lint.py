@@ -38,10 +38,17 @@ def by_folder(files):
     return list(folders.values())
 
 
+def one_of_several(path, number):
+    """Each program has its main, each fuzz target its run_input and its laws: under names of their own they stand together."""
+    names = ("main", "run_input", "LLVMFuzzerTestOneInput", "expect", "most_records", "shapes")
+    own = "".join(f"#define {name} {name}_{number}\n" for name in names)
+    return own + f'#include "{path}"\n' + "".join(f"#undef {name}\n" for name in names)
+
+
 def tidy(batch, checks, flags, work):
     """What clang-tidy finds in sources that are compiled as one."""
     joined = work / "joined.cpp"
-    joined.write_text("".join(f'#include "{path}"\n' for path in batch))
+    joined.write_text("".join(one_of_several(path, number) for number, path in enumerate(batch)))
     command = ["clang-tidy", "--quiet", f"--config-file={ROOT}/.clang-tidy", f"--checks={checks}", joined, "--", *LANGUAGE, *flags]
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     if done.returncode != 0 and len(batch) > 1:
