@@ -8,17 +8,13 @@ Differs by design, and is left out:
 - marks of resident attributes and the directory bit among the file flags, which the toolkit does not show
 """
 import collections
-import gzip
-import json
-import lzma
-import os
 import re
 import struct
-import subprocess
-import sys
 
 import support
-from witness import KNOWN, LAST_32_BIT_TIME, TIMES, expanded, filetime, istat_entry, main, printable, shown
+from support import equal
+from toolkit import TIMES, expanded, filetime, live_volume, printable, shown, stored_volumes
+from witness import KNOWN
 
 LABELS = {"obj id": 64, "security descr": 80, "vol name": 96, "vol info": 112, "Data Attrib": 128, "indx root": 144, "indx alloc": 160, "bitmap": 176, "reparse point": 192, "logged stream": 256}
 SHORTER = {"Sparse_File": "Sparse", "Reparse_Pt": "Reparse_Point", "Content_Not_Indexed": "Not_Content_Indexed", "None Set": ""}
@@ -28,11 +24,11 @@ ENTRIES = ("access allowed", "access denied", "system audit", "system alarm")
 SIDS = {"S-1-1-0": "World", "S-1-3-0": "Owner", "S-1-5-11": "Authenticated User", "S-1-5-18": "Local System", "S-1-5-32-544": "Admins", "S-1-5-32-545": "Users"}
 
 
-def dumps(options, source, numbers):
+def dumps(test, source, numbers):
     """The sections of each record's dump: a line that begins without a blank, and those behind it."""
-    command = options.command + source + "-quiet -find_mft 0 -timeformat hh:mm:ss.xxxxxxx -filter_inode".split() + ["|".join(map(str, numbers))]
-    output = subprocess.run(command, capture_output=True, check=True, timeout=300).stdout.replace(b"\r\n", b"\n")
-    blocks = [block.split("\n", 1)[1] for block in re.split(r"\n(?=File Record: )", output.decode("utf-8", "surrogateescape"))[1:]]
+    done = test.run(*source, "-find_mft", 0, "-timeformat", "hh:mm:ss.xxxxxxx", "-filter_inode", "|".join(map(str, numbers)))
+    text = done.stdout.decode("utf-8", "surrogateescape")
+    blocks = [block.split("\n", 1)[1] for block in re.split(r"\n(?=File Record: )", text)[1:]]
     return {number(block, "MFT entry:"): re.split(r"\n(?=\S)", block) for block in blocks}
 
 
@@ -60,35 +56,35 @@ def attribute(section):
     return (LABELS[label], name, frozenset(MARKS[mark] for mark in marks.split(", ")[1:])), (None if sizes[0] == 0 and runs else sizes, runs)
 
 
-def compare(comparison, where, entry, sections, descriptors):
+def compare(where, entry, sections, descriptors):
     header, parts = sections[0], collections.defaultdict(list)
     for section in sections[1:]:
         parts[re.match(r"Standard Info|Filename|", section).group()].append(section)
     links, kind = re.search(r"Ref Count: (.*)", header).group(1), re.search(r"Type: +(.*)", header).group(1)
-    comparison.equal(f"header {where}", (number(header, "Seq Num:"), "deleted" not in header, kind, "references" in header, int(links), len(parts["Standard Info"])),
+    equal(f"header {where}", (number(header, "Seq Num:"), "deleted" not in header, kind, "references" in header, int(links), len(parts["Standard Info"])),
                      (entry["sequence"], entry["allocated"], entry["kind"].lower(), "base" in entry, entry["links"] if entry["links"] != 15 else -1, int(bool(entry.get("si")))))
     for section in parts["Standard Info"]:
         flags = {SHORTER.get(word, word).replace("_", " ") for word in re.search(r"\((.*)\)", section).group(1).title().split(", ")}
-        comparison.equal(f"flags {where}", (flags - {"Directory"}) or {""}, set(entry["si"]["flags"].split(", ")))
-        comparison.equal(f"si {where}", times(section), tuple(shown(entry["si"]["times"][each]) for each in TIMES))
+        equal(f"flags {where}", (flags - {"Directory"}) or {""}, set(entry["si"]["flags"].split(", ")))
+        equal(f"si {where}", times(section), tuple(shown(entry["si"]["times"][each]) for each in TIMES))
         for label, field in (("secure id:", "security_id"), ("quota id:", "quota"), ("Jrnl num:", "usn")):
-            comparison.equal(f"ids {where}", number(section, label), entry["si"].get(field, number(section, label)))
+            equal(f"ids {where}", number(section, label), entry["si"].get(field, number(section, label)))
     theirs = {(printable(each["name"]), each["parent"], each["parent_sequence"], tuple(shown(each["times"][time]) for time in TIMES)) for each in entry["names"]}
     ours, through_list = {(printable(re.match(r"Filename Attrib: (.*?)(?:, \(indexed\))?\n", section).group(1)), number(section, "parnt mft:"), number(section, "parnt seq#"), times(section))
                           for section in parts["Filename"]}, any(each["type"] == 32 for each in entry["attributes"])
-    comparison.equal(f"names {where}", ours - theirs if through_list else ours, set() if through_list else theirs)
+    equal(f"names {where}", ours - theirs if through_list else ours, set() if through_list else theirs)
     ours = dict(map(attribute, parts[""]))
     theirs = {(each["type"], each["name"] or "", frozenset(() if each["resident"] else each["flags"])):
               ((each["size"],) if each["resident"] else (each["size"], each["init_size"]), each.get("runs") or [])
               for each in entry["attributes"] if each["type"] not in (16, 32, 48)}
-    comparison.equal(f"attributes {where}", set(ours) - set(theirs) if through_list else set(ours), set() if through_list else set(theirs))
+    equal(f"attributes {where}", set(ours) - set(theirs) if through_list else set(ours), set() if through_list else set(theirs))
     for what in set(ours) & set(theirs):
         sizes, runs = theirs[what]
-        comparison.equal(f"sizes {where}", ours[what][0] or sizes, sizes)
+        equal(f"sizes {where}", ours[what][0] or sizes, sizes)
         limit = 0 if entry["inode"] == 0 or ("base" in entry and ours[what][0] is None) else sum(length for _, length in runs)
-        comparison.equal(f"runs {where}", expanded(ours[what][1], limit), expanded(runs, limit))
+        equal(f"runs {where}", expanded(ours[what][1], limit), expanded(runs, limit))
     texts = [section.rstrip("\n").split("\n", 2)[2] for section in parts[""] if "Security Identifiers" in section]
-    comparison.equal(f"descriptors {where}", texts, [security_text(value) for value in descriptors])
+    equal(f"descriptors {where}", texts, [security_text(value) for value in descriptors])
 
 
 def security_text(value):
@@ -122,38 +118,27 @@ def descriptors_of(file, size, count):
     return found
 
 
-def from_facts(options, comparison):
-    data = support.require_data()
-    for packed in sorted([*data.glob("*.raw.gz"), *data.glob("mft/*.xz")]):
-        facts, image = json.load(lzma.open(data / "facts" / f"{packed.name.split('.')[0]}.json.xz")), options.work / packed.stem
-        with (gzip if packed.suffix == ".gz" else lzma).open(packed) as source, open(image, "wb") as file:
-            while block := source.read(1 << 20):
-                file.write(block) if block.strip(b"\0") else file.seek(len(block), os.SEEK_CUR)
-            file.truncate()
-        with open(image, "rb") as file:
-            if not facts["mft_only"]:  # all of $MFT lies in its first run
-                file.seek(facts["offset"] + int(facts["fsstat"]["First Cluster of MFT"]) * int(facts["fsstat"]["Cluster Size"]))
-            descriptors = descriptors_of(file, int(facts["fsstat"]["Size of MFT Entries"].split()[0]), len(facts["entries"]))
-        entries = [entry for entry in facts["entries"] if "error" not in entry and (packed.stem, entry["inode"]) not in KNOWN and entry["attributes"]]
-        source = ["-mftfile", image] if facts["mft_only"] else ["-image", image, "-offset", str(facts["offset"])]
-        dumped = dumps(options, source, [entry["inode"] for entry in entries])
+def open_mft(volume):
+    """The file that holds $MFT, at its first byte, and the bytes of a record."""
+    if volume.facts is None:
+        return open(support.SAMPLES / "small.mft", "rb"), 1024
+    file = open(volume.path, "rb")
+    if "-image" in volume.source:  # all of $MFT lies in its first run
+        file.seek(volume.offset + int(volume.facts["First Cluster of MFT"]) * int(volume.facts["Cluster Size"]))
+    return file, int(volume.facts["Size of MFT Entries"].split()[0])
+
+
+def main():
+    test = support.Test(__doc__, "facts", "sample")
+    for volume in stored_volumes(test, "*.raw.gz", "mft/*.xz") if test.part == "facts" else [live_volume(test, test.sample())]:
+        entries = [entry for entry in volume.entries if entry["attributes"] and (volume.label, entry["inode"]) not in KNOWN]
+        dumped = dumps(test, volume.source, [entry["inode"] for entry in entries])
+        descriptors = descriptors_of(*open_mft(volume), 1 + max(entry["inode"] for entry in entries))
         for entry in entries:
-            compare(comparison, f"{packed.stem}:{entry['inode']}", entry, dumped[entry["inode"]], descriptors[entry["inode"]])
-        image.unlink()
-
-
-def from_sample(options, comparison):
-    support.require("istat")
-    image, count = options.work / "small.img", (support.SAMPLES / "small.mft").stat().st_size // 1024
-    image.write_bytes(gzip.open(support.SAMPLES / "small.img.gz").read())
-    dumped, descriptors = dumps(options, ["-image", image], range(count)), descriptors_of(open(support.SAMPLES / "small.mft", "rb"), 1024, count)
-    for inode in range(count):
-        asked = subprocess.run(["istat", "-r", "-f", "ntfs", "-z", "UTC", image, str(inode)], capture_output=True)
-        beyond = any(time is None or time > LAST_32_BIT_TIME for section in dumped.get(inode, []) for time in times(section))
-        entry = istat_entry(asked.stdout.decode("utf-8", "replace"), inode) if asked.returncode == 0 and not beyond else None
-        if entry is not None and entry["attributes"]:
-            compare(comparison, f"sample:{inode}", entry, dumped[inode], descriptors[inode])
+            where = f"{volume.label}:{entry['inode']}"
+            compare(where, entry, dumped[entry["inode"]], descriptors[entry["inode"]])
+    support.finish(500)
 
 
 if __name__ == "__main__":
-    sys.exit(main(__doc__, {"facts": from_facts, "sample": from_sample}))
+    main()

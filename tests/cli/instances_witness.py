@@ -8,33 +8,24 @@ faults: instances that are killed, cannot write or are too many, and a run that 
 import os
 import re
 import signal
+import shutil
 import subprocess
-import sys
 import time
 
 import support
+from support import equal
 
 SHAPES = ["", "-csv", "-csvperpath", "-filepath_only", "-csvl2t", "-bodyfile", "-hashfile md5", "-multiline", "-jsonl",
           "-no_run_header -csv", "-no_run_header -filepath_only"]
 MIB = 1 << 20
-options = support.read_options(__doc__, "rows", "words", "faults")
-work, under_wine = options.work, options.launcher is not None
-faults = []
-
-
-def equal(what, ours, theirs):
-    if ours != theirs:
-        faults.append(f"{what}:\n  ours    {str(ours)[:600]}\n  witness {str(theirs)[:600]}")
-
-
-def host(path):
-    return f"Z:{path}" if under_wine else str(path)
+test = support.Test(__doc__, "rows", "words", "faults")
+work, host = test.work, test.host
 
 
 def run(*words, folder=None, code=0):
-    done = subprocess.run([*options.command, *map(str, words)], capture_output=True, cwd=folder or work, timeout=300)
+    done = test.run(*words, cwd=folder or work)
     equal(f"exit code of {words}", done.returncode, code)
-    return done.stderr.decode().replace("\r", "")
+    return done.stderr
 
 
 def body(path):
@@ -42,7 +33,7 @@ def body(path):
 
 
 def single(*words):
-    run(*words, "-quiet", "-out", "single")
+    run(*words, "-out", "single")
     return body(work / "single")
 
 
@@ -64,11 +55,10 @@ def separate(count, shape, *words):
 
 
 def sources():
-    volume, disk = work / "volume.dd", work / "disk.dd"
-    support.unpack(support.SAMPLES / "small.img.gz", volume)
+    volume, disk = test.sample(), work / "disk.dd"
     yield ["-mftfile", host(support.SAMPLES / "small.mft")]
     yield ["-image", host(volume)]
-    if support.shutil.which("sgdisk") and support.shutil.which("qemu-img"):
+    if shutil.which("sgdisk") and shutil.which("qemu-img"):
         content = volume.read_bytes()
         disk.write_bytes(bytes(MIB) + content + bytes(MIB))
         subprocess.run(["sgdisk", "-o", "-n", f"1:2048:+{len(content) // 512}", disk], check=True, stdout=subprocess.DEVNULL)
@@ -80,10 +70,10 @@ def sources():
 def rows():
     for number, source in enumerate(sources()):
         # Each start of Wine costs more than a walk.
-        for shape in SHAPES if not under_wine or number == 1 else SHAPES[1:2]:
+        for shape in SHAPES if not test.under_wine or number == 1 else SHAPES[1:2]:
             expected = single(*source, *shape.split())
             equal(f"enough rows of {source} {shape}", expected.count(b"\n") > 50, True)
-            for count in [1, 2, 3, 7, 64] if not under_wine else [3]:
+            for count in [1, 2, 3, 7, 64] if not test.under_wine else [3]:
                 split(count, *source, *shape.split())
                 equal(f"{count} {source} {shape}", body(work / "split"), expected)
             equal(f"separate {source} {shape}", separate(3, shape, *source), expected)
@@ -97,7 +87,7 @@ def rows():
     equal("-outdir beside -out", body(work / "named too"), single(*few))
     copies = {}
     for name, call in [("one", single), ("several", lambda *words: split(3, *words))]:
-        call("-image", host(work / "volume.dd"), "-csv", "-action_copy_files", host(work / name), "-all")
+        call("-image", host(work / "small.img"), "-csv", "-action_copy_files", host(work / name), "-all")
         copies[name] = {path.relative_to(work / name): path.read_bytes() for path in (work / name).rglob("*") if path.is_file()}
     equal("copies", copies["several"], copies["one"])
     equal("enough copies", len(copies["one"]) > 20, True)
@@ -107,12 +97,12 @@ def words():
     names = ["a b", "$(touch hit)", "%PATH%", "a&b", "c^d", "d;e'f", "n\u00e4h-\u6587", "(x) !y!"]
     source = (support.SAMPLES / "small.mft").read_bytes()
     expected = single("-mftfile", host(support.SAMPLES / "small.mft"), "-csv")
-    for name in names + ["%GRELMOOR_LINE_1%", "%GRELMOOR_MERGED_FILE%"] + ([] if under_wine else ["e`id`", "f\\", "g*|<>"]):
+    for name in names + ["%GRELMOOR_LINE_1%", "%GRELMOOR_MERGED_FILE%"] + ([] if test.under_wine else ["e`id`", "f\\", "g*|<>"]):
         folder = work / name
         folder.mkdir(exist_ok=True)
         (folder / "x.mft").write_bytes(source)
         # In a path, variables are put in; on Windows a quote becomes a blank, too.
-        temp = [] if under_wine and set("%'") & set(name) else ["-tempdir", host(folder / "t")]
+        temp = [] if test.under_wine and set("%'") & set(name) else ["-tempdir", host(folder / "t")]
         split(2, "-mftfile", host(folder / "x.mft"), "-csv", *temp, folder=folder)
         equal(f"rows of {name}", body(folder / "split"), expected)
     for value in names + ['q"uo"te', "back\\", "back back\\", "%", "\\\\", "a=b,c"]:
@@ -141,7 +131,7 @@ def start_long_run():
     long_mft = work / "long.mft"
     long_mft.write_bytes((support.SAMPLES / "small.mft").read_bytes())
     os.truncate(long_mft, 64 << 30)
-    parent = subprocess.Popen([*options.command, "-mftfile", long_mft, "-mftrange", str(64 << 20), "-csv", "-cpu", "2", "-diags", "log",
+    parent = subprocess.Popen([*test.command, "-mftfile", long_mft, "-mftrange", str(64 << 20), "-csv", "-cpu", "2", "-diags", "log",
                                "-out", "split"], cwd=work, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     for _ in range(200):
         time.sleep(0.05)
@@ -162,7 +152,7 @@ def is_gone(pid):
     return False
 
 
-def faults_part():
+def faults():
     mft = ["-mftfile", support.SAMPLES / "small.mft", "-csv"]
     expected = single(*mft)
     split(1_000_000, *mft)
@@ -185,8 +175,7 @@ def faults_part():
     told = split(2, *mft, "-tempdir", work / "file" / "t", "-diags", "log")
     log = (work / "log").read_text()
     equal("no folder", (body(work / "split"), log.count("- for merge"), told.count("for output, aborting")), (b"", 2, 2))
-    subprocess.run(["env", "--ignore-signal=CHLD", *options.command, *mft, "-cpu", "2", "-out", "split", "-diags", "log"], cwd=work,
-                   capture_output=True)
+    test.run(*mft, "-cpu", 2, "-out", "split", "-diags", "log", through=["env", "--ignore-signal=CHLD"], cwd=work)
     equal("ends of instances ignored", "ended with" in (work / "log").read_text(), False)
     small = work / "small"
     small.mkdir(exist_ok=True)
@@ -200,6 +189,5 @@ def faults_part():
     (work / "long.mft").unlink()
 
 
-{"rows": rows, "words": words, "faults": faults_part}[options.part]()
-print(*faults, f"{len(faults)} faults", sep="\n")
-sys.exit(1 if faults else 0)
+{"rows": rows, "words": words, "faults": faults}[test.part]()
+support.finish(20)
