@@ -1,13 +1,9 @@
 // What all fuzz targets have in common: their limits. An input that takes longer than a second, or more memory than a
 // damaged volume may cost, is a finding like a crash, in a search and when the corpus is replayed.
 // Linked into every target, which is a run_input.
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <ctime>
-#include <vector>
 
-int run_input(const std::uint8_t* data, std::size_t size);
+#include "fuzz/target.h"
 
 namespace {
 
