@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Runs the commands of a document and compares what they print with what the document shows.
 
-In a fenced block that opens with ```console, a line "$ ..." is a command for bash; a line that ends in a back slash goes
-on in the next. What follows, up to the next command or the fence, is its output, standard error included, to the byte.
-A line "[...]" stands for any number of lines. Each command is a shell of its own (UTC, C.UTF-8) in one scratch folder a
+In a fenced block that opens with ```console, a line "$ ..." is a command for bash; one that ends in a back slash
+goes on in the next. What follows, up to the next command or the fence, is its output to the byte, standard error too. A
+line "[...]" stands for any number of lines. Each command is a shell of its own (UTC, C.UTF-8) in one scratch folder a
 document (HOME too), where copies of samples/ (packed images unpacked) and examples/ lie, with grelmoor on the PATH.
 ```console needs=jq,/dev/fuse is passed over, with a word, where a program or a file that one may write is missing.
 --rewrite writes what the commands print into the document: the difference is the review.
@@ -42,7 +42,8 @@ def lay_out(scratch, program):
     shutil.rmtree(programs, ignore_errors=True)
     programs.mkdir()
     (programs / "grelmoor").symlink_to(program)
-    return {**os.environ, "HOME": str(scratch), "PATH": f"{programs}:{os.environ['PATH']}", "LC_ALL": "C.UTF-8", "TZ": "UTC"}
+    path = f"{programs}:{os.environ['PATH']}"
+    return {**os.environ, "HOME": str(scratch), "PATH": path, "LC_ALL": "C.UTF-8", "TZ": "UTC"}
 
 
 def printed(command, scratch, environment):

@@ -8,6 +8,7 @@ import os
 import pathlib
 import random
 import re
+import struct
 
 import made_volumes
 import support
@@ -16,7 +17,8 @@ from toolkit import output
 
 DIRECTORIES, DRAWS = 300, 8
 WORDS = ["Alpha", "BETA gamma", "ÄÖÜ straße", "Ёлка", "Ωmega", "ファイル", "x" * 120, "Çedilla É", "PLAIN", "Ǆ Ǉ"]
-LINKS = [("Mount", "C:\\Groß", 0), ("Symbolic", "D:\\Groß", 4), ("Chain", "\\Symbolic", 4), ("Itself", "C:\\Itself", 4), ("Nowhere", "C:\\nothing", 0)]
+LINKS = [("Mount", "C:\\Groß", 0), ("Symbolic", "D:\\Groß", 4), ("Chain", "\\Symbolic", 4), ("Itself", "C:\\Itself", 4),
+         ("Nowhere", "C:\\nothing", 0)]
 
 
 def make_tree(root, count, rng):
@@ -40,10 +42,10 @@ def make_link(path, target, flags):
     """A symbolic link (4 bytes of flags) or a mount point (none), by its reparse data."""
     path.mkdir()
     texts = [text.encode("utf-16-le") for text in ("\\??\\" + target, target)]
-    buffer = b"".join(n.to_bytes(2, "little") for n in (0, len(texts[0]), len(texts[0]) + 2, len(texts[1]))) + bytes(flags)
-    buffer += texts[0] + b"\0\0" + texts[1] + b"\0\0"
-    tag = 0xA000000C if flags else 0xA0000003
-    os.setxattr(path, "system.ntfs_reparse_data", tag.to_bytes(4, "little") + len(buffer).to_bytes(4, "little") + buffer)
+    sizes = struct.pack("<4H", 0, len(texts[0]), len(texts[0]) + 2, len(texts[1]))
+    buffer = sizes + bytes(flags) + texts[0] + b"\0\0" + texts[1] + b"\0\0"
+    header = struct.pack("<2I", 0xA000000C if flags else 0xA0000003, len(buffer))
+    os.setxattr(path, "system.ntfs_reparse_data", header + buffer)
 
 
 def listed(image, inode, *options):
@@ -58,7 +60,8 @@ def selected(test, image, path):
 def check(test, image, wanted, rng):
     rows = 0
     for path, inode in wanted:
-        text = "".join(rng.choice([c.lower(), c.upper()]) if len(c.upper()) == 1 else c for c in str(path).replace("/", "\\"))
+        plain = str(path).replace("/", "\\")
+        text = "".join(rng.choice([c.lower(), c.upper()]) if len(c.upper()) == 1 else c for c in plain)
         for item, options in (("\\" + text, []), (f"c:\\{text}\\*?", ["-r"])):
             witness = listed(image, inode, *options)
             rows += len(witness)

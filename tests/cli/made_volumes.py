@@ -30,7 +30,8 @@ def format_volume(image, sector_size, cluster_size, size):
 def mounted(image):
     root = image.parent / "mounted"
     root.mkdir(exist_ok=True)
-    made = subprocess.run(["ntfs-3g", "-o", "streams_interface=windows,compression", image, root], stderr=subprocess.PIPE)
+    command = ["ntfs-3g", "-o", "streams_interface=windows,compression", image, root]
+    made = subprocess.run(command, stderr=subprocess.PIPE)
     if made.returncode != 0:
         # /dev/fuse may be there and out of reach, as in a container.
         support.skip("ntfs-3g cannot mount here: " + made.stderr.decode(errors="replace").strip())
@@ -66,9 +67,9 @@ def scatter(root, cluster_size, pieces):
 def contents(cluster_size):
     """By name, what is written; of the compressed ones, only where there is compression."""
     noise, size, unit = random.Random(cluster_size).randbytes, 3 * cluster_size + 77, 16 * cluster_size
-    yield from {"empty": b"", "resident.txt": b"some words", "plain.bin": noise(size), "whole.bin": noise(4 * cluster_size),
-                "with streams.txt": b"main", "with streams.txt:small": b"resident stream",
-                "with streams.txt:large": noise(size), "deleted.bin": noise(size)}.items()
+    yield from {"empty": b"", "resident.txt": b"some words", "plain.bin": noise(size), "deleted.bin": noise(size),
+                "whole.bin": noise(4 * cluster_size), "with streams.txt": b"main",
+                "with streams.txt:small": b"resident stream", "with streams.txt:large": noise(size)}.items()
     yield from {} if cluster_size > 4096 else {
         "compressed/words": text(5 * unit + 100, "the same words over and over again"),
         "compressed/noise": noise(3 * unit + 1),  # units that do not shrink

@@ -70,8 +70,8 @@ def compare_made_disks(test):
     quiet("sgdisk", "-a", "1", *(word for end in ends for word in ["-n", end]), gpt)
     quiet("mkntfs", "-F", "-q", "-s", "512", volume)
     put(gpt, MIB, volume.read_bytes())
-    parts = ["primary ntfs 1 8", "primary linux-swap 8 9", "extended 10 60", "logical fat32 11 20", "logical ntfs 21 30",
-             "logical ext2 31 50"]
+    parts = ["primary ntfs 1 8", "primary linux-swap 8 9", "extended 10 60", "logical fat32 11 20",
+             "logical ntfs 21 30", "logical ext2 31 50"]
     quiet("parted", "-s", mbr, "unit MiB mklabel msdos mkpart " + " mkpart ".join(parts))
     compare_list(test, gpt, {MIB: "ntfs"})
     compare_list(test, mbr, {})
@@ -108,7 +108,8 @@ def compare_disks_of_others(test, data):
 def compare_reads(tool, kind, device, content, sector, place):
     """Whole sectors, reads that begin or end inside one, and one over the end, which counts as whole."""
     size = len(content)
-    for offset, count in [(sector, sector), (100, 512), (sector - 1, 2), (size - sector - 3, 2 * sector), (12345, 65537)]:
+    over_the_end = size - sector - 3
+    for offset, count in [(sector, sector), (100, 512), (sector - 1, 2), (over_the_end, 2 * sector), (12345, 65537)]:
         told, _, delivered = output(tool, kind, device, offset, count).partition(b"\n")
         equal(f"{kind} {device} {offset}+{count}", told.decode(), f"{size} {sector} {place}")
         equal(f"{kind} {device} {offset}+{count} bytes", delivered, content[offset:offset + count].ljust(count, b"\0"))

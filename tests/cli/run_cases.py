@@ -20,7 +20,8 @@ import support
 
 RELEASE = support.ROOT / "build" / "release"
 # What differs from run to run, once its shape has been checked: moment, machine, command; ahead of a log, the command.
-HEADER = re.compile(r'run time: .+ \d\d:\d\d:\d\d\.\d\d\d \[local time\]; computer: .+; os: .+\n"cmdline: .+"\n\n|^->.+ -diags .+\n')
+HEADER = re.compile(r'run time: .+ \d\d:\d\d:\d\d\.\d{3} \[local time\]; computer: .+; os: .+\n"cmdline: .+"\n\n'
+                    r'|^->.+ -diags .+\n')
 
 
 def unpacked(source, work):
@@ -75,7 +76,9 @@ def run_case(case, options):
     command = options.launcher + [options.program] + arguments_of(case, work, scratch)
     done = subprocess.run(command, capture_output=True, cwd=scratch, timeout=120, stdin=subprocess.DEVNULL)
     results = scratch / "out"
-    streams = {"stdout": done.stdout, "stderr": done.stderr, **({"out": results.read_bytes()} if results.exists() else {})}
+    streams = {"stdout": done.stdout, "stderr": done.stderr}
+    if results.exists():
+        streams["out"] = results.read_bytes()
     for name, raw in streams.items():
         compare(case, name, plain_lines(raw, bool(options.launcher), name), options.rewrite)
     wanted = int((case / "exit").read_text()) if (case / "exit").exists() else 0

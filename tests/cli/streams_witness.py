@@ -5,12 +5,12 @@ facts:   volumes made by Windows, beside the checkout, against stored facts (siz
 sample:  the sample volumes, against istat and icat.
 volumes: volumes made on the spot by mkntfs and ntfs-3g, against istat and icat; wants root and /dev/fuse.
 
-By default and with -thorough: sizes, runs, the bytes of each copy, and its MD5 in its name. By default, too: a second run
-changes no copy, and the default report has the MD5 of unnamed streams. Differs by design, and is left out:
+By default and with -thorough: sizes, runs, the bytes of each copy, and its MD5 in its name. By default, too: a second
+run changes no copy, and the default report has the MD5 of unnamed streams. Differs by design, and is left out:
 - record 8, one hole as large as the volume, for which the toolkit delivers nothing
 - by default, what a copy holds behind the initialised size: the clusters' bytes, which the toolkit blanks
-- by default, on sectors above 512 bytes, what lies across sector ends: words are put back at the ends of the boot sector's
-  sectors, and a record written in steps of 512 bytes keeps its check words in between
+- by default, on sectors above 512 bytes, what lies across sector ends: words are put back at the ends of the boot
+  sector's sectors, and a record written in steps of 512 bytes keeps its check words in between
 Ends with 77, "skipped", where what it needs is not there.
 """
 import hashlib
@@ -79,7 +79,8 @@ def check_by_default(test, volume, streams, least):
         digests = check_copies(test, volume, streams)
         found.append({path: path.stat().st_ino for path in copies.rglob("*")})
     equal(f"copies after a second run over {volume.label}", found[1], found[0])
-    labels, *rows = test.rows(*volume.source, "-csv", "-base10", "-hashfile", "md5|sha1", "-filter_inode", numbers_of(streams))
+    words = ["-csv", "-base10", "-hashfile", "md5|sha1", "-filter_inode", numbers_of(streams)]
+    labels, *rows = test.rows(*volume.source, *words)
     reported = {int(row[0]): row[labels.index("MD5 hash")] for row in rows if row[labels.index("MD5 hash")]}
     for (number, name), digest in digests.items():
         equal(f"digest of {number} of {volume.label}", digest if name else reported.get(number), digest)

@@ -107,7 +107,8 @@ class Test:
         parser.add_argument("--launcher", help="what the program runs under")
         parser.add_argument("--work", required=True, type=pathlib.Path)
         options = parser.parse_args()
-        self.part, self.program, self.under_wine = getattr(options, "part", ""), options.program, options.launcher is not None
+        self.part, self.program = getattr(options, "part", ""), options.program
+        self.under_wine = options.launcher is not None
         self.command = [*([options.launcher] if options.launcher else []), options.program]
         self.work = options.work.resolve() / self.part
         self.work.mkdir(parents=True, exist_ok=True)
@@ -118,7 +119,8 @@ class Test:
 
     def run(self, *words, through=(), **settings):
         """What came of the program: `stdout` and, as text, `stderr`, with the line ends of this host; `returncode`."""
-        done = subprocess.run([*through, *self.command, "-quiet", *map(str, words)], capture_output=True, timeout=600, **settings)
+        command = [*through, *self.command, "-quiet", *map(str, words)]
+        done = subprocess.run(command, capture_output=True, timeout=600, **settings)
         done.stdout, done.stderr = done.stdout.replace(b"\r\n", b"\n"), done.stderr.decode().replace("\r", "")
         return done
 

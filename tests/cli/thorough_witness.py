@@ -116,9 +116,10 @@ def check_facts(test):
     left_out = {("xw_MFT", 560), ("xw_MFT", 485)}
     for volume in stored_volumes(test, "mft/*.xz", "*.raw.gz"):
         rows, entries = rows_of(test, volume.source, "-thorough"), {entry["inode"]: entry for entry in volume.entries}
-        check_names(rows, {number: {climbed(entries, name["parent"], name["parent_sequence"]) + name["name"]
-                                    for name in entry["names"] if name["namespace"] != 2}
-                           for number, entry in entries.items() if number != 5 and (volume.label, number) not in left_out})
+        paths_of_names = lambda names: {climbed(entries, name["parent"], name["parent_sequence"]) + name["name"]
+                                        for name in names if name["namespace"] != 2}
+        check_names(rows, {number: paths_of_names(entry["names"]) for number, entry in entries.items()
+                           if number != 5 and (volume.label, number) not in left_out})
         wrong = {entry["inode"] for entry in volume.refused if "Incorrect update" in entry["error"]}
         equal(f"torn {volume.label}", torn(rows), wrong)
 

@@ -1,4 +1,4 @@
-"""What an independent toolkit says of volumes and $MFT files, in one form: that of the facts stored beside the checkout.
+"""What an independent toolkit says of volumes and $MFT files, in the form of the facts stored beside the checkout.
 
 An entry is one record: number, sequence, allocation, names with parents and FILETIMEs, attributes with sizes and runs.
 Used by the witnesses. Knows nothing of the program but the words that name a source.
@@ -57,8 +57,8 @@ def filetime(date, time, form="%m/%d/%Y"):
 def times_of(block):
     labels = {"Created": "created", "File Modified": "modified", "MFT Modified": "mft_changed", "Accessed": "accessed"}
     found = re.findall(r"^([\w ]+):\t(\d{4}-\S*) (\S*)", block, re.M)
-    # The last: how istat prints a FILETIME of 0.
-    return {labels[label]: 0 if date == "2076-11-29" and time.startswith("08:54:34") else filetime(date, time, "%Y-%m-%d")
+    is_zero = lambda date, time: f"{date} {time}".startswith("2076-11-29 08:54:34")  # how istat prints it
+    return {labels[label]: 0 if is_zero(date, time) else filetime(date, time, "%Y-%m-%d")
             for label, date, time in found if label in labels}
 
 
@@ -68,8 +68,9 @@ def attributes_of(block):
             r"(?:  init_size: (\d+))?(.*(?:\n  Starting .*)*)", block):
         runs = [(None if "Sparse" in line or start == "X" else int(start), int(length))
                 for line, start, length in re.findall(r"^(  Starting address: (\w+), length: (\d+).*)$", rest, re.M)]
-        yield {"type": int(kind), "id": int(ident), "name": None if name == "N/A" else name, "size": int(size), "runs": runs,
-               "resident": residence == "Resident", "flags": marks.split(", ")[1:], "init_size": int(initialised or 0)}
+        yield {"type": int(kind), "id": int(ident), "name": None if name == "N/A" else name, "size": int(size),
+               "init_size": int(initialised or 0), "resident": residence == "Resident",
+               "flags": marks.split(", ")[1:], "runs": runs}
 
 
 def istat_entry(text, inode):
@@ -96,10 +97,10 @@ def entries_of(image, numbers=None, with_digests=False):
     if numbers is None:  # all but the folder that the toolkit adds
         numbers = range(int(re.search(rb"Range: \d+ - (\d+)", output("fsstat", "-f", "ntfs", image)).group(1)))
     for number in numbers:
-        told = output("istat", "-r", "-f", "ntfs", "-z", "UTC", image, number, may_refuse=True).decode("utf-8", "replace")
+        told = output("istat", "-r", "-f", "ntfs", "-z", "UTC", image, number, may_refuse=True)
         if not told:
             continue
-        entry = istat_entry(told, int(number))
+        entry = istat_entry(told.decode("utf-8", "replace"), int(number))
         for each in entry["attributes"] if with_digests else ():
             if each["type"] == DATA:
                 content = output("icat", "-f", "ntfs", image, f"{number}-{DATA}-{each['id']}", may_refuse=True)

@@ -73,13 +73,16 @@ def plant_and_compare(test, sector, cluster):
         column = 4 if shape == "-csv" else None
         of_mft = {key[0]: rows for key, rows in rows_of(test, image, shape)}
         found = rows_of(test, image, shape, "-filter_unalloc_clusters")
-        plain = lambda rows: [[re.sub("unalloc(-deleted)?|file|dir|del", "T", cell.strip()) if column in (None, index) else cell
-                               for index, cell in enumerate(row)] for row in rows]
+        without_type = lambda cell: re.sub("unalloc(-deleted)?|file|dir|del", "T", cell.strip())
+        plain_row = lambda row: [without_type(cell) if column in (None, index) else cell for index, cell in enumerate(row)]
+        plain = lambda rows: list(map(plain_row, rows))
         # Copies that lie behind each other are one run of rows.
         runs = [(number, len(list(group))) for number, group in itertools.groupby(expected)]
-        equal(f"{sector}/{cluster} {shape}", [plain(rows) for key, rows in found], [plain(of_mft[number]) * count for number, count in runs])
+        wanted = [plain(of_mft[number]) * count for number, count in runs]
+        equal(f"{sector}/{cluster} {shape}", [plain(rows) for key, rows in found], wanted)
         equal(f"{sector}/{cluster} {shape} has some", len(found) > 8, cluster >= size)
-        equal(f"{sector}/{cluster} {shape} says so", all("unalloc" in "".join(row) for key, rows in found for row in rows), True)
+        says_so = all("unalloc" in "".join(row) for key, rows in found for row in rows)
+        equal(f"{sector}/{cluster} {shape} says so", says_so, True)
 
 
 def slots_of(image, size):
@@ -88,13 +91,14 @@ def slots_of(image, size):
         for at in range(0, len(free), size) if free.strip(b"\0") else ():
             record = free[at:at + size]
             offset, count, sequence = struct.unpack_from("<HH8xH", record, 4)
-            if (record[:4] == b"FILE" and offset < 49 and count <= 9) or (record[:4] == b"BAAD" and offset <= 64 and count <= 10):
+            last_offset, most = {b"FILE": (48, 9), b"BAAD": (64, 10)}.get(record[:4], (-1, -1))
+            if offset <= last_offset and count <= most:
                 yield struct.unpack_from("<I", record, 44)[0] if offset == 48 else 2**64 - 1, sequence
     equal("blkls", search.wait(), 0)
 
 
 def search_real_volumes(test):
-    """Nothing survives in the free space of the real volumes, so that each is searched a second time with copies in it."""
+    """Nothing survives in the free space of the real volumes: each is searched a second time with copies in it."""
     for packed in sorted(support.require_data().glob("ntfs-si*.raw.gz")):
         image = support.unpack(packed, test.work / "volume.dd", behind=65536)  # where the volume lies in these disks
         mft, bitmap = output("icat", image, 0), output("icat", image, 6)

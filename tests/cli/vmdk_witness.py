@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Virtual disks made by qemu-img: rows against those over the raw disk that it converts them to, and the words for disks
-that cannot be read. Ends with 77, "skipped", where qemu is not there.
+"""Virtual disks made by qemu-img: rows against those over the raw disk that it converts them to, and the words for
+disks that cannot be read. Ends with 77, "skipped", where qemu is not there.
 """
 import lzma
 import subprocess
@@ -27,11 +27,13 @@ def make_chain(content, count):
     """Grain i is true in file i % count; older files hold something else there, or, each fifth, nothing."""
     chain = [work / f"{number}.vmdk" for number in range(count)]
     for number, path in enumerate(chain):
-        qemu("qemu-img", "create", "-f", "vmdk", *(["-b", chain[number - 1].name, "-F", "vmdk"] if number else []), path, len(content))
+        below = ["-b", chain[number - 1].name, "-F", "vmdk"] if number else []
+        qemu("qemu-img", "create", "-f", "vmdk", *below, path, len(content))
         commands = []
         for index in range(len(content) // GRAIN):
-            (work / f"grain{index}").write_bytes(content[index * GRAIN:][:GRAIN])
-            if any(content[index * GRAIN:][:GRAIN]) and (index % count == number or index % count > number and index % 5):
+            grain = content[index * GRAIN:][:GRAIN]
+            (work / f"grain{index}").write_bytes(grain)
+            if any(grain) and (index % count == number or index % count > number and index % 5):
                 what = f"-s grain{index}" if index % count == number else "-P 0x46"
                 commands += ["-c", f"write {what} {index * GRAIN} {GRAIN}"]
         qemu("qemu-io", "-f", "vmdk", *commands, path)
@@ -63,12 +65,14 @@ def compare_words(chain):
     array, gone = 'suggested array: -vmdk "{}"\n', "Child VMDK points to a parent VMDK that doesn't exist, aborting\n\n"
     steps = "".join(f"=> vmdk file: {child}\n depends on parent vmdk {parent.name}\n"
                     for child, parent in zip(chain[:0:-1], chain[-2::-1]))
-    equal("a snapshot alone", run("-vmdk", chain[-1:])[1], steps + "\n" + array.format(" | ".join(map(str, chain[::-1]))))
+    suggested = array.format(" | ".join(map(str, chain[::-1])))
+    equal("a snapshot alone", run("-vmdk", chain[-1:])[1], f"{steps}\n{suggested}")
     hint, cid = b'parentFileNameHint="0.vmdk"', chain[1].read_bytes()[TEXT].split(b"CID=")[1][:8]
     beside = "=> vmdk file: @\n depends on parent vmdk %s\n\n" + array.format(f"@ | {chain[0]}")
     for change, told in [
             (b'ENCODING="windows-1252"\nparentFileNameHint="C:\\vm\\0.vmdk"', beside % "C:\\vm\\0.vmdk"),
-            (b'parentfilenamehint="/vm/0.vmdk"', beside % "/vm/0.vmdk"), (hint.replace(b'"', b"") + b"\r", beside % "0.vmdk"),
+            (b'parentfilenamehint="/vm/0.vmdk"', beside % "/vm/0.vmdk"),
+            (hint.replace(b'"', b"") + b"\r", beside % "0.vmdk"),
             (hint.replace(b"0.", b"gone."), gone), (hint.replace(b"0.", b"child."), gone),
             (b"parentCID=" + cid, "Child VMDK CID errors, aborting\n\n")]:
         path = rewrite("child.vmdk", chain[1], hint, change)
@@ -76,7 +80,8 @@ def compare_words(chain):
     # The base is there under another id; the disks are looked at in the order of their ids.
     child = rewrite("child.vmdk", chain[1], b"0.vmdk", b"other.vmdk")
     for prefix, told in [(b"!", "invalid disk collection of snaps\n\n"), (b"~", "\n")]:
-        equal("another id", run("-vmdk", [child, rewrite("other.vmdk", chain[0], b"\nCID=", b"\nCID=" + prefix)])[1], told)
+        other = rewrite("other.vmdk", chain[0], b"\nCID=", b"\nCID=" + prefix)
+        equal("another id", run("-vmdk", [child, other])[1], told)
     no_table, other = "couldn't find any partitions on disk\n\n", work / "form.vmdk"
     for form in ["monolithicFlat", "twoGbMaxExtentFlat", "twoGbMaxExtentSparse", "streamOptimized"]:
         qemu("qemu-img", "convert", "-O", "vmdk", "-o", f"subformat={form}", work / "raw.dd", other)

@@ -40,23 +40,27 @@ def run_list(text):
 
 def program_records(test, *words):
     """Rows of the per-path report with every attribute, by record number; `stream` is None if it is no $DATA."""
-    labels, *rows = test.rows(*words, "-csvperpath", "-base10", "-timeformat", "hh:mm:ss.xxxxxxx", "-action_include_clusterinfo")
+    shape = ["-csvperpath", "-base10", "-timeformat", "hh:mm:ss.xxxxxxx", "-action_include_clusterinfo"]
+    labels, *rows = test.rows(*words, *shape)
     records = collections.defaultdict(list)
     for row in rows:
         cells, times = dict(zip(labels, row)), [filetime(row[at], row[at + 1]) for at in range(4, 20, 2)]
         kind, _, label = cells["type"].partition(":")
-        name, _, stream = cells["name"].rpartition(":") if label not in NO_STREAM and ":" in cells["name"] else (cells["name"], "", "")
+        has_stream = label not in NO_STREAM and ":" in cells["name"]
+        name, _, stream = cells["name"].rpartition(":") if has_stream else (cells["name"], "", "")
         records[int(row[0])].append({
-            "sequence": int(row[1]), "parent": (int(row[2]), int(row[3])), "si": tuple(times[:4]), "fn": tuple(times[4:]),
-            "deleted": kind == "del", "name": name, "stream": stream if label in ("", "ads") else None,
-            "size": cells["size"], "runs": run_list(row[-1]), "copy": cells.get("extracted file path/file")})
+            "sequence": int(row[1]), "parent": (int(row[2]), int(row[3])), "deleted": kind == "del",
+            "si": tuple(times[:4]), "fn": tuple(times[4:]), "name": name,
+            "stream": stream if label in ("", "ads") else None, "size": cells["size"],
+            "runs": run_list(row[-1]), "copy": cells.get("extracted file path/file")})
     return records
 
 
 def compare_names(where, rows, entry, list_is_elsewhere):
     theirs = [name for name in entry["names"] if name["namespace"] != 2]
     if not list_is_elsewhere:
-        equal(f"parents {where}", {row["parent"] for row in rows}, {(name["parent"], name["parent_sequence"]) for name in theirs})
+        parents = {(name["parent"], name["parent_sequence"]) for name in theirs}
+        equal(f"parents {where}", {row["parent"] for row in rows}, parents)
     known = {(name["parent"], name["parent_sequence"], printable(name["name"]),
               tuple(shown(name["times"][each]) for each in TIMES)) for name in theirs}
     equal(f"names {where}", {(*row["parent"], printable(row["name"]), row["fn"]) for row in rows} - known, set())
@@ -70,8 +74,9 @@ def compare_streams(where, rows, entry, list_is_elsewhere):
     for name in set(ours) & set(theirs):
         equal(f"size {where}:{name}", int(ours[name]["size"]), theirs[name]["size"])
         if entry["inode"] != 0 and ours[name]["runs"]:
-            limit = sum(length for _, length in theirs[name].get("runs", []))
-            equal(f"runs {where}:{name}", expanded(ours[name]["runs"], limit), expanded(theirs[name].get("runs", []), limit))
+            runs = theirs[name].get("runs", [])
+            limit = sum(length for _, length in runs)
+            equal(f"runs {where}:{name}", expanded(ours[name]["runs"], limit), expanded(runs, limit))
 
 
 def compare(where, entry, rows, list_is_elsewhere):
@@ -93,7 +98,8 @@ def main():
     for volume in volumes:
         records = program_records(test, *volume.source)
         for entry in volume.entries:
-            list_is_elsewhere = test.part == "facts" and any(each["type"] == 32 and not each["resident"] for each in entry["attributes"])
+            list_is_elsewhere = test.part == "facts" and any(
+                each["type"] == 32 and not each["resident"] for each in entry["attributes"])
             if (volume.label, entry["inode"]) not in KNOWN:
                 compare(f"{volume.label}:{entry['inode']}", entry, records[entry["inode"]], list_is_elsewhere)
     support.finish(500)
