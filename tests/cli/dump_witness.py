@@ -13,7 +13,7 @@ import struct
 
 import support
 from support import equal
-from toolkit import TIMES, expanded, filetime, live_volume, printable, shown, stored_volumes
+from toolkit import TIMES, expanded, filetime, printable, shown, volumes
 from witness import KNOWN
 
 LABELS = {"obj id": 64, "security descr": 80, "vol name": 96, "vol info": 112, "Data Attrib": 128, "indx root": 144,
@@ -162,8 +162,7 @@ def open_mft(volume):
 
 def main():
     test = support.Test(__doc__, "facts", "sample")
-    is_facts = test.part == "facts"
-    for volume in stored_volumes(test, "*.raw.gz", "mft/*.xz") if is_facts else [live_volume(test, test.sample())]:
+    for volume in volumes(test, "*.raw.gz", "mft/*.xz"):
         entries = {entry["inode"]: entry for entry in volume.entries
                    if entry["attributes"] and (volume.label, entry["inode"]) not in KNOWN}
         dumped, descriptors = dumps(test, volume.source, entries), descriptors_of(*open_mft(volume), 1 + max(entries))

@@ -110,15 +110,11 @@ def main():
         made_volumes.require_what_makes_them()
         for shape in made_volumes.SHAPES:
             check_made_volume(test, *shape)
-    elif test.part == "facts":
-        for volume in toolkit.stored_volumes(test, "*.raw.gz"):
-            check_by_default(test, volume, streams_of(volume), 20)
-            check_thoroughly(test, volume)
     else:
-        support.require("istat", "icat")
-        volume = toolkit.live_volume(test, test.sample(), with_digests=True)
-        check_by_default(test, volume, streams_of(volume), 80)
-        check_thoroughly(test, volume)
+        for volume in toolkit.volumes(test, "*.raw.gz", with_digests=True):
+            check_by_default(test, volume, streams_of(volume), 80 if test.part == "sample" else 20)
+            check_thoroughly(test, volume)
+    if test.part == "sample":
         check_thoroughly(test, toolkit.live_volume(test, test.sample("oddities.img"), with_digests=True))
     support.finish(200)
 

@@ -17,7 +17,7 @@ import subprocess
 
 import support
 from support import equal
-from toolkit import DATA, EPOCH, live_volume, output, stored_volumes
+from toolkit import DATA, EPOCH, output, volumes
 
 LETTERS = {"modified": "M", "accessed": "A", "mft_changed": "C", "created": "B"}
 VIRTUAL = "/$OrphanFiles"  # where the toolkit puts what has no path
@@ -105,8 +105,7 @@ def check_hash_list(test, volume, place, entries):
 def main():
     test = support.Test(__doc__, "facts", "sample")
     support.require("mactime", "fls", "istat", "icat")
-    volumes = stored_volumes(test, "*.raw.gz") if test.part == "facts" else [live_volume(test, test.sample())]
-    for volume in volumes:
+    for volume in volumes(test, "*.raw.gz"):
         place, known = ["-o", volume.offset // 512, "-f", "ntfs"], SAMPLE if test.part == "sample" else {}
         check_body_file(test, volume, place, known)
         check_json_lines(test, volume)

@@ -125,3 +125,11 @@ def stored_volumes(test, *patterns):
         refused = [entry for entry in facts["entries"] if "error" in entry]
         yield Volume(label, image, [*kind, test.host(image)], facts["offset"], facts["fsstat"], read, refused)
         image.unlink()
+
+
+def volumes(test, *patterns, **how):
+    """Those of the test's part: facts or sample."""
+    if test.part == "facts":
+        return stored_volumes(test, *patterns)
+    support.require("fsstat", "istat", "icat")
+    return [live_volume(test, test.sample(), **how)]

@@ -18,7 +18,7 @@ import re
 
 import support
 from support import equal
-from toolkit import DATA, TIMES, expanded, filetime, live_volume, printable, shown, stored_volumes
+from toolkit import DATA, TIMES, expanded, filetime, printable, shown, volumes
 
 KNOWN = {
     ("xw_MFT", 560): "the name's length reaches past the attribute's value: the toolkit cuts it at the value",
@@ -94,8 +94,7 @@ def compare(where, entry, rows, list_is_elsewhere):
 
 def main():
     test = support.Test(__doc__, "facts", "sample")
-    volumes = stored_volumes(test, "mft/*.xz") if test.part == "facts" else [live_volume(test, test.sample())]
-    for volume in volumes:
+    for volume in volumes(test, "mft/*.xz"):
         records = program_records(test, *volume.source)
         for entry in volume.entries:
             list_is_elsewhere = test.part == "facts" and any(
