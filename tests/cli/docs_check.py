@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Runs the commands of a document and compares what they print with what the document shows.
 
-In a fenced block that opens with ```console, a line "$ ..." is a command for bash; a line that ends in a back slash goes
-on in the next. What follows, up to the next command or the fence, is its output, standard error included, to the byte.
-A line "[...]" stands for any number of lines. Each command is a shell of its own (UTC, C.UTF-8) in one scratch folder a
+In a fenced block that opens with ```console, a line "$ ..." is a command for bash; one that ends in a back slash
+goes on in the next. What follows, up to the next command or the fence, is its output to the byte, standard error too. A
+line "[...]" stands for any number of lines. Each command is a shell of its own (UTC, C.UTF-8) in one scratch folder a
 document (HOME too), where copies of samples/ (packed images unpacked) and examples/ lie, with grelmoor on the PATH.
 ```console needs=jq,/dev/fuse is passed over, with a word, where a program or a file that one may write is missing.
 --rewrite writes what the commands print into the document: the difference is the review.
@@ -14,9 +14,9 @@ import pathlib
 import re
 import shutil
 import subprocess
-import sys
 
 import support
+from support import equal
 
 FENCE = re.compile(r"^(`{3,})console(?: +needs=(\S+))? *\n(.*?)^\1 *$", re.M | re.S)
 COMMAND = re.compile(r"^\$ (?:.*\\\n)*.*\n", re.M)
@@ -42,7 +42,8 @@ def lay_out(scratch, program):
     shutil.rmtree(programs, ignore_errors=True)
     programs.mkdir()
     (programs / "grelmoor").symlink_to(program)
-    return {**os.environ, "HOME": str(scratch), "PATH": f"{programs}:{os.environ['PATH']}", "LC_ALL": "C.UTF-8", "TZ": "UTC"}
+    path = f"{programs}:{os.environ['PATH']}"
+    return {**os.environ, "HOME": str(scratch), "PATH": path, "LC_ALL": "C.UTF-8", "TZ": "UTC"}
 
 
 def printed(command, scratch, environment):
@@ -58,56 +59,52 @@ def agrees(expected, text):
 
 
 def run_block(body, where, scratch, environment):
-    """The block as it should be, and what is wrong with it."""
+    """The block with what its commands print."""
     commands = list(COMMAND.finditer(body))
-    if not commands or body[:commands[0].start()].strip():
-        return body, [f"{where}: a console block begins with a line \"$ ...\""]
-    result, faults = "", []
-    ends = [command.start() for command in commands[1:]] + [len(body)]
+    begins = commands[0].start() if commands else len(body)
+    equal(f"lines ahead of the first \"$ ...\" at {where}", body[:begins].strip(), "")
+    result, ends = body[:begins], [command.start() for command in commands[1:]] + [len(body)]
     for command, end in zip(commands, ends):
         expected, text = body[command.end():end], printed(command.group()[2:], scratch, environment)
-        if not agrees(expected, text):
-            faults.append(f"{where}: {command.group()}it printed:\n{text}")
-            expected = text
-        result += command.group() + expected
-    return result, faults
+        if agrees(expected, text):
+            text = expected
+        equal(f"output at {where}: {command.group()}", text, expected)
+        result += command.group() + text
+    return result
 
 
 def check(document, scratch, environment):
-    """The document with what its commands print, the faults, and how many blocks ran."""
-    text, result, faults, ran, at = document.read_text(), "", [], 0, 0
+    """The document with what its commands print."""
+    text, result, at = document.read_text(), "", 0
     blocks = list(FENCE.finditer(text))
-    if len(blocks) != len(re.findall("^`{3,}console", text, re.M)):
-        faults.append(f"{document.name}: a console block that is not closed, or with other words than needs=...")
+    opened = re.findall("^`{3,}console", text, re.M)
+    equal(f"blocks of {document.name} that are closed, and say no more than needs=...", len(blocks), len(opened))
     for block in blocks:
         where = f"{document.name}:{text.count(chr(10), 0, block.start()) + 1}"
         if absent := missing(block.group(2)):
             print(f"{where}: passed over, not here: {', '.join(absent)}")
             continue
-        body, wrong = run_block(block.group(3), where, scratch, environment)
-        result += text[at:block.start(3)] + body
-        at, ran, faults = block.end(3), ran + 1, faults + wrong
-    return result + text[at:], faults, ran
+        result += text[at:block.start(3)] + run_block(block.group(3), where, scratch, environment)
+        at = block.end(3)
+    return result + text[at:]
 
 
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--program", default=support.ROOT / "build" / "release" / "grelmoor", type=os.path.abspath)
-    parser.add_argument("--work", default=support.ROOT / "build" / "release" / "docs", type=pathlib.Path)
+    parser.add_argument("--work", default=support.ROOT / "build" / "release" / "docs_check", type=pathlib.Path)
     parser.add_argument("--rewrite", action="store_true")
     parser.add_argument("document", type=pathlib.Path)
     options = parser.parse_args()
     scratch = options.work.resolve() / options.document.stem
     environment = lay_out(scratch, options.program)
-    text, faults, ran = check(options.document, scratch, environment)
+    text = check(options.document, scratch, environment)
     if options.rewrite:
         options.document.write_text(text)
-    print("\n".join(faults))
-    print(f"{options.document.name}: {ran} blocks ran, {len(faults)} outputs differ")
-    if ran == 0 and not faults:
+    if not support.compared["output"] and not support.differences:
         support.skip("no block of it can run here")
-    return 1 if faults else 0
+    support.finish()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    main()

@@ -8,33 +8,25 @@ faults: instances that are killed, cannot write or are too many, and a run that 
 import os
 import re
 import signal
+import shutil
 import subprocess
-import sys
 import time
 
 import support
+from support import equal
+from toolkit import output
 
 SHAPES = ["", "-csv", "-csvperpath", "-filepath_only", "-csvl2t", "-bodyfile", "-hashfile md5", "-multiline", "-jsonl",
           "-no_run_header -csv", "-no_run_header -filepath_only"]
 MIB = 1 << 20
-options = support.read_options(__doc__, "rows", "words", "faults")
-work, under_wine = options.work, options.launcher is not None
-faults = []
-
-
-def equal(what, ours, theirs):
-    if ours != theirs:
-        faults.append(f"{what}:\n  ours    {str(ours)[:600]}\n  witness {str(theirs)[:600]}")
-
-
-def host(path):
-    return f"Z:{path}" if under_wine else str(path)
+test = support.Test(__doc__, "rows", "words", "faults")
+work, host = test.work, test.host
 
 
 def run(*words, folder=None, code=0):
-    done = subprocess.run([*options.command, *map(str, words)], capture_output=True, cwd=folder or work, timeout=300)
+    done = test.run(*words, cwd=folder or work)
     equal(f"exit code of {words}", done.returncode, code)
-    return done.stderr.decode().replace("\r", "")
+    return done.stderr
 
 
 def body(path):
@@ -42,7 +34,7 @@ def body(path):
 
 
 def single(*words):
-    run(*words, "-quiet", "-out", "single")
+    run(*words, "-out", "single")
     return body(work / "single")
 
 
@@ -64,15 +56,14 @@ def separate(count, shape, *words):
 
 
 def sources():
-    volume, disk = work / "volume.dd", work / "disk.dd"
-    support.unpack(support.SAMPLES / "small.img.gz", volume)
+    volume, disk = test.sample(), work / "disk.dd"
     yield ["-mftfile", host(support.SAMPLES / "small.mft")]
     yield ["-image", host(volume)]
-    if support.shutil.which("sgdisk") and support.shutil.which("qemu-img"):
+    if shutil.which("sgdisk") and shutil.which("qemu-img"):
         content = volume.read_bytes()
         disk.write_bytes(bytes(MIB) + content + bytes(MIB))
-        subprocess.run(["sgdisk", "-o", "-n", f"1:2048:+{len(content) // 512}", disk], check=True, stdout=subprocess.DEVNULL)
-        subprocess.run(["qemu-img", "convert", "-O", "vmdk", disk, work / "disk.vmdk"], check=True)
+        output("sgdisk", "-o", "-n", f"1:2048:+{len(content) // 512}", disk)
+        output("qemu-img", "convert", "-O", "vmdk", disk, work / "disk.vmdk")
         yield ["-image", host(disk), "-offset", MIB]
         yield ["-vmdk", host(work / "disk.vmdk"), "-offset", MIB]
 
@@ -80,10 +71,10 @@ def sources():
 def rows():
     for number, source in enumerate(sources()):
         # Each start of Wine costs more than a walk.
-        for shape in SHAPES if not under_wine or number == 1 else SHAPES[1:2]:
+        for shape in SHAPES if not test.under_wine or number == 1 else SHAPES[1:2]:
             expected = single(*source, *shape.split())
             equal(f"enough rows of {source} {shape}", expected.count(b"\n") > 50, True)
-            for count in [1, 2, 3, 7, 64] if not under_wine else [3]:
+            for count in [1, 2, 3, 7, 64] if not test.under_wine else [3]:
                 split(count, *source, *shape.split())
                 equal(f"{count} {source} {shape}", body(work / "split"), expected)
             equal(f"separate {source} {shape}", separate(3, shape, *source), expected)
@@ -100,8 +91,9 @@ def rows():
     equal("a source is left", source.exists(), True)
     copies = {}
     for name, call in [("one", single), ("several", lambda *words: split(3, *words))]:
-        call("-image", host(work / "volume.dd"), "-csv", "-action_copy_files", host(work / name), "-all")
-        copies[name] = {path.relative_to(work / name): path.read_bytes() for path in (work / name).rglob("*") if path.is_file()}
+        call("-image", host(work / "small.img"), "-csv", "-action_copy_files", host(work / name), "-all")
+        paths = [path for path in (work / name).rglob("*") if path.is_file()]
+        copies[name] = {path.relative_to(work / name): path.read_bytes() for path in paths}
     equal("copies", copies["several"], copies["one"])
     equal("enough copies", len(copies["one"]) > 20, True)
 
@@ -110,12 +102,13 @@ def words():
     names = ["a b", "$(touch hit)", "%PATH%", "a&b", "c^d", "d;e'f", "n\u00e4h-\u6587", "(x) !y!"]
     source = (support.SAMPLES / "small.mft").read_bytes()
     expected = single("-mftfile", host(support.SAMPLES / "small.mft"), "-csv")
-    for name in names + ["%GRELMOOR_LINE_1%", "%GRELMOOR_INSTANCE%"] + ([] if under_wine else ["e`id`", "f\\", "g*|<>"]):
+    of_posix = [] if test.under_wine else ["e`id`", "f\\", "g*|<>"]
+    for name in [*names, "%GRELMOOR_LINE_1%", "%GRELMOOR_INSTANCE%", *of_posix]:
         folder = work / name
         folder.mkdir(exist_ok=True)
         (folder / "x.mft").write_bytes(source)
         # In a path, variables are put in; on Windows a quote becomes a blank, too.
-        temp = [] if under_wine and set("%'") & set(name) else ["-tempdir", host(folder / "t")]
+        temp = [] if test.under_wine and set("%'") & set(name) else ["-tempdir", host(folder / "t")]
         split(2, "-mftfile", host(folder / "x.mft"), "-csv", *temp, folder=folder)
         equal(f"rows of {name}", body(folder / "split"), expected)
     for value in names + ['q"uo"te', "back\\", "back back\\", "%", "\\\\", "a=b,c"]:
@@ -144,8 +137,8 @@ def start_long_run():
     long_mft = work / "long.mft"
     long_mft.write_bytes((support.SAMPLES / "small.mft").read_bytes())
     os.truncate(long_mft, 64 << 30)
-    parent = subprocess.Popen([*options.command, "-mftfile", long_mft, "-mftrange", str(64 << 20), "-csv", "-cpu", "2", "-diags", "log",
-                               "-out", "split"], cwd=work, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    words = ["-mftfile", long_mft, "-mftrange", str(64 << 20), "-csv", "-cpu", "2", "-diags", "log", "-out", "split"]
+    parent = subprocess.Popen([*test.command, *words], cwd=work, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     for _ in range(200):
         time.sleep(0.05)
         # The first adds its rows to the merged file itself.
@@ -172,8 +165,9 @@ def interrupted_copies():
     os.truncate(work / "big.dd", 8 << 30)
     subprocess.run(["mkntfs", "-F", "-Q", "-q", work / "big.dd"], check=True, capture_output=True)
     for count in ["1", "2"]:  # the stream of record 8 is as long as the volume
-        copying = subprocess.Popen([*options.command, "-image", "big.dd", "-filter_inode", "8", "-all", "-action_copy_files", "cut",
-                                    "-cpu", count, "-out", "split"], cwd=work, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        words = ["-image", "big.dd", "-filter_inode", "8", "-all", "-action_copy_files", "cut", "-cpu", count]
+        copying = subprocess.Popen([*test.command, *words, "-out", "split"], cwd=work, stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.DEVNULL)
         while copying.poll() is None and not list(work.glob("cut/*__temp__.bin")):
             time.sleep(0.01)
         copying.terminate()
@@ -181,7 +175,7 @@ def interrupted_copies():
     (work / "big.dd").unlink()
 
 
-def faults_part():
+def faults():
     mft = ["-mftfile", support.SAMPLES / "small.mft", "-csv"]
     expected = single(*mft)
     split(1_000_000, *mft)
@@ -203,18 +197,19 @@ def faults_part():
     (work / "file").write_text("")
     told = split(2, *mft, "-tempdir", work / "file" / "t", "-diags", "log")
     log = (work / "log").read_text()
-    equal("no folder", (body(work / "split"), log.count("- for merge"), told.count("for output, aborting")), (b"", 2, 2))
-    subprocess.run(["env", "--ignore-signal=CHLD", *options.command, *mft, "-cpu", "2", "-out", "split", "-diags", "log"], cwd=work,
-                   capture_output=True)
+    equal("no folder", (body(work / "split"), log.count("- for merge"), told.count("for output, abort")), (b"", 2, 2))
+    test.run(*mft, "-cpu", 2, "-out", "split", "-diags", "log", through=["env", "--ignore-signal=CHLD"], cwd=work)
     equal("ends of instances ignored", "ended with" in (work / "log").read_text(), False)
     for path in ["/dev/stdout", "/proc/self/fd/1"]:  # another file to an instance
         with open(work / "stdout", "wb") as out:
-            subprocess.run([*options.command, *mft, "-cpu", "2", "-tempdir", work, "-out", path], cwd=work, stdout=out, stderr=subprocess.DEVNULL)
+            words = [*mft, "-cpu", "2", "-tempdir", work, "-out", path]
+            subprocess.run([*test.command, *words], cwd=work, stdout=out, stderr=subprocess.DEVNULL)
         equal(path, body(work / "stdout"), expected)
     interrupted_copies()
     small = work / "small"
     small.mkdir(exist_ok=True)
-    if os.geteuid() == 0 and subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "none", small], capture_output=True).returncode == 0:
+    made = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "none", small], capture_output=True)
+    if made.returncode == 0:
         split(2, *mft, "-tempdir", small, "-diags", "log")
         equal("full", set(body(work / "split").splitlines()) <= set(expected.splitlines()), True)
         # Which of the two still finds room is their race.
@@ -229,6 +224,5 @@ def faults_part():
     (work / "long.mft").unlink()
 
 
-{"rows": rows, "words": words, "faults": faults_part}[options.part]()
-print(*faults, f"{len(faults)} faults", sep="\n")
-sys.exit(1 if faults else 0)
+{"rows": rows, "words": words, "faults": faults}[test.part]()
+support.finish(20)

@@ -36,8 +36,9 @@ def clean_base(work):
     if not (work / "base.ready").exists():
         shutil.rmtree(base, ignore_errors=True)
         mirror = run("apt-get", "indextargets", "--format", "$(REPO_URI)").split()[:1]
-        made = subprocess.run(["debootstrap", "--variant=minbase", platform.freedesktop_os_release()["VERSION_CODENAME"],
-                               base, *mirror], capture_output=True, text=True, check=False)
+        suite = platform.freedesktop_os_release()["VERSION_CODENAME"]
+        command = ["debootstrap", "--variant=minbase", suite, base, *mirror]
+        made = subprocess.run(command, capture_output=True, text=True)
         if made.returncode != 0:
             skip("debootstrap: " + (made.stdout + made.stderr).strip()[-300:])
         (work / "base.ready").touch()
@@ -61,7 +62,8 @@ def state_of(root):
 
 
 def in_root(root, *command):
-    return run("chroot", root, "/usr/bin/env", "-i", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", "DEBIAN_FRONTEND=noninteractive", *command)
+    settings = ["PATH=/usr/sbin:/usr/bin:/sbin:/bin", "DEBIAN_FRONTEND=noninteractive"]
+    return run("chroot", root, "/usr/bin/env", "-i", *settings, *command)
 
 
 def install_and_remove(package, root):

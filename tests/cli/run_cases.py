@@ -2,8 +2,8 @@
 """Runs the program as its user does: one folder a case.
 
 A case holds `command` ("grelmoor ..." with $samples, $data and $tmp) and what is expected of it: stdout, stderr and
-out ($tmp/out, where -out $tmp/out was asked for), each as NAME.exact or NAME.like; `exit` if the code is not 0. What is
-absent means "empty". Lines of `command` that begin with "#" say what else agreed with the result. In a .like file a line "..." stands for any lines, and "..." inside a line for any text.
+out ($tmp/out, where -out or -diags asked for it), each as NAME.exact; `exit` if the code is not 0. What is absent means
+"empty". Lines of `command` that begin with "#" say what else agreed with the result.
 Under a launcher (Wine) the same cases run; line ends are LF there once they have been seen to be CR LF.
 --rewrite CASE (a name or a folder) writes what the built program gives into the .exact files: the difference is the
 review.
@@ -15,28 +15,26 @@ import re
 import shlex
 import shutil
 import subprocess
-import sys
 
 import support
 
 RELEASE = support.ROOT / "build" / "release"
+# What differs from run to run, once its shape has been checked: moment, machine, command; ahead of a log, the command.
+HEADER = re.compile(r'run time: .+ \d\d:\d\d:\d\d\.\d{3} \[local time\]; computer: .+; os: .+\n"cmdline: .+"\n\n'
+                    r'|^->.+ -diags .+\n')
+
 
 def unpacked(source, work):
     """The file itself, or what it is packed around, kept below the work folder."""
-    if source.exists():
+    packed = next((path for path in source.parent.glob(f"{source.name}.*") if path.suffix in support.OPENERS), None)
+    target = work / "unpacked" / source.name
+    if source.exists() or packed is None:
         return source
-    for suffix in support.OPENERS:
-        packed = source.with_name(source.name + suffix)
-        if not packed.exists():
-            continue
-        target = work / "unpacked" / source.name
-        if not target.exists():
-            target.parent.mkdir(parents=True, exist_ok=True)
-            part = target.with_name(f"{target.name}.{os.getpid()}")
-            support.unpack(packed, part)
-            part.rename(target)
-        return target
-    return source
+    if not target.exists():
+        target.parent.mkdir(parents=True, exist_ok=True)
+        # Cases run side by side.
+        support.unpack(packed, target.with_name(f"{target.name}.{os.getpid()}")).rename(target)
+    return target
 
 
 def arguments_of(case, work, scratch):
@@ -60,75 +58,45 @@ def plain_lines(raw, is_windows, what):
     if is_windows:
         assert raw.count(b"\n") == raw.count(b"\r\n"), f"{what}: a line end is no CR LF"
         raw = raw.replace(b"\r\n", b"\n")
-    return without_moment(raw.decode("utf-8", "surrogateescape"))
-
-
-# What differs from run to run, once its shape has been checked: moment, machine, command.
-HEADER = re.compile(r'run time: .+ \d\d:\d\d:\d\d\.\d\d\d \[local time\]; computer: .+; os: .+\n"cmdline: .+"\n\n')
-
-
-def without_moment(text):
-    return HEADER.sub("run time and command\n\n", text, count=1)
-
-
-def matches(expected, text):
-    pattern = []
-    for line in expected.splitlines(keepends=True):
-        if line.strip() == "...":
-            pattern.append(r"(?:.*\n)*?")
-        else:
-            pattern.append(".*".join(re.escape(piece) for piece in line.split("...")))
-    return re.fullmatch("".join(pattern), text) is not None
+    return HEADER.sub("run time and command\n\n", raw.decode("utf-8", "surrogateescape"), count=1)
 
 
 def compare(case, name, text, rewrite):
-    like, exact = case / f"{name}.like", case / f"{name}.exact"
-    if like.exists():
-        if matches(like.read_text(), text):
-            return True
-        expected = like
-    else:
-        if rewrite and text:
-            exact.write_text(text, errors="surrogateescape")
-        if text == (exact.read_text(errors="surrogateescape") if exact.exists() else ""):
-            return True
-        expected = exact
-    print(f"{case.name}: {name} differs from {expected.name}; it was:\n{text}")
-    return False
+    exact = case / f"{name}.exact"
+    if rewrite and text:
+        exact.write_text(text, errors="surrogateescape")
+    support.equal(f"{name} of {case.name}", text, exact.read_text(errors="surrogateescape") if exact.exists() else "")
 
 
 def run_case(case, options):
-    work = pathlib.Path(options.work).resolve()
+    work = options.work.resolve()
     scratch = work / case.name
     shutil.rmtree(scratch, ignore_errors=True)
     scratch.mkdir(parents=True)
     command = options.launcher + [options.program] + arguments_of(case, work, scratch)
     done = subprocess.run(command, capture_output=True, cwd=scratch, timeout=120, stdin=subprocess.DEVNULL)
-    is_windows = bool(options.launcher)
     results = scratch / "out"
     streams = {"stdout": done.stdout, "stderr": done.stderr}
     if results.exists():
         streams["out"] = results.read_bytes()
-    passed = all([compare(case, name, plain_lines(raw, is_windows, name), options.rewrite) for name, raw in streams.items()])
+    for name, raw in streams.items():
+        compare(case, name, plain_lines(raw, bool(options.launcher), name), options.rewrite)
     wanted = int((case / "exit").read_text()) if (case / "exit").exists() else 0
-    if done.returncode != wanted & 0xFF:
-        print(f"{case.name}: exit code {done.returncode}, not {wanted & 0xFF}")
-        passed = False
-    return passed
+    support.equal(f"exit code of {case.name}", done.returncode, wanted & 0xFF)
 
 
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--program", default=RELEASE / "grelmoor", type=os.path.abspath)
     parser.add_argument("--launcher", nargs=1, default=[])
-    parser.add_argument("--work", default=RELEASE / "cli")
+    parser.add_argument("--work", default=RELEASE / "run_cases", type=pathlib.Path)
     parser.add_argument("--rewrite", action="store_true")
     parser.add_argument("cases", nargs="+", type=pathlib.Path)
     options = parser.parse_args()
-    folders = [case if case.is_dir() else pathlib.Path(__file__).parent / case for case in options.cases]
-    failures = [case.name for case in folders if not run_case(case.resolve(), options)]
-    return 1 if failures else 0
+    for case in options.cases:
+        run_case((case if case.is_dir() else pathlib.Path(__file__).parent / case).resolve(), options)
+    support.finish()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    main()

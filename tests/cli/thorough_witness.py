@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Runs with -thorough against an independent toolkit: names with parent paths, streams, link targets, torn records.
+"""Runs with -thorough against an independent toolkit: names with parent paths, link targets, torn records. Streams: see
+streams_witness.py.
 
 samples: the sample volumes, and what the option changes in filters and offsets; facts: volumes and $MFT files made by
 Windows, beside the checkout; volumes: some made by mkntfs and ntfs-3g, for which it wants root and /dev/fuse.
@@ -7,44 +8,23 @@ What the toolkit puts below $OrphanFiles has "<path corrupted>" for its parent: 
 Ends with 77, "skipped", where what it needs is not there.
 """
 import collections
-import csv
-import hashlib
-import json
-import lzma
 import re
 import struct
-import subprocess
-import sys
-import tempfile
-from pathlib import Path
 
-import streams_witness as streams
+import made_volumes
 import support
+from support import equal
+from toolkit import output, stored_volumes
 
-options = support.read_options(__doc__, "samples", "facts", "volumes")
-compared, faults = collections.Counter(), []
-SHAPES = [(512, 512, 16, 200, 0), (4096, 4096, 32, 60, 0)]
-BAD_CLUSTERS = 8  # one hole as long as the volume: not copied
-
-
-def equal(what, ours, theirs):
-    compared[what.split()[0]] += 1
-    if ours != theirs:
-        faults.append(f"{what}: program {str(ours)[:300]}, toolkit {str(theirs)[:300]}")
+SHAPES = [(512, 512, 16, 200), (4096, 4096, 32, 60)]
 
 
-def output(*words):
-    return subprocess.run(list(map(str, words)), stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
-
-
-def rows_of(source, *words):
+def rows_of(test, source, *words, code=0):
     """Rows of the default report, by record number."""
-    source, words = ([f"Z:{word}" if options.launcher and word.startswith("/") else word for word in part] for part in (source, words))
-    out = output(*options.command, *source, "-csv", "-csv_separator", "tab", "-no_whitespace", "-quiet", *words)
-    lines = out.decode("utf-8", "replace").replace("\r", "").split("\n\n", 1)[-1].split("\n")
     rows = collections.defaultdict(list)
-    for row in csv.DictReader(lines, delimiter="\t", quoting=csv.QUOTE_NONE):
-        rows[int(row[next(iter(row))], 16)].append(row)
+    labels, *lines = test.rows(*source, "-csv", *words, code=code) or [[]]
+    for line in lines:
+        rows[int(line[0], 16)].append(dict(zip(labels, line)))
     return rows
 
 
@@ -64,31 +44,14 @@ def check_names(rows, expected):
         equal(f"paths of {number}", sorted(paths_of(rows[number])), sorted("[root]\\" + path for path in paths))
 
 
-def fls_paths(image, *where):
+def fls_paths(image):
     """Deleted files included, streams and what the toolkit adds of its own left out."""
     paths = collections.defaultdict(set)
-    for line in output("fls", "-f", "ntfs", "-r", "-p", *where, image).decode("utf-8", "replace").splitlines():
+    for line in output("fls", "-f", "ntfs", "-r", "-p", image).decode("utf-8", "replace").splitlines():
         kind, number, path = re.match(r"(\S+) (?:\* )?(\d+)\S*(?:\(realloc\))?:\t(.*)", line).groups()
         if kind[0] != "V" and ":" not in path and "OrphanFile-" not in path and "(realloc)" not in line:
             paths[int(number)].add(path.replace("$OrphanFiles/", "<path corrupted>/").replace("/", "\\"))
     return paths
-
-
-def check_streams(source, known):
-    """Each stream's copy holds what the toolkit reads. `known`: (record, name) to MD5, of streams that are not empty."""
-    known = {key: digest for key, digest in known.items() if key[0] != BAD_CLUSTERS}
-    numbers = "|".join(str(number) for number in sorted({number for number, _ in known}))
-    with tempfile.TemporaryDirectory(dir=options.work) as folder:
-        words = ["-action_copy_files", folder, "-all", "-filter_inode", numbers, "-thorough"]
-        rows, copies = rows_of(source, *words), {}
-        contents = {hashlib.md5(path.read_bytes()).hexdigest() for path in Path(folder).rglob("*") if path.is_file()}
-    for number, row in ((number, row) for number in rows for row in rows[number]):
-        name = row["name"].partition(":")[2] if row["type"].endswith(":ads") else ""
-        digest = re.search("_([0-9a-f]{32})_", row["extracted file path/file"] or "")
-        if row["type"] in ("file", "del", "file:ads", "del:ads", "dir:ads") and digest and digest[1] in contents:
-            copies[number, name] = digest[1]
-    for key, digest in known.items():
-        equal(f"stream {key}", copies.get(key), digest)
 
 
 def link_text(value):
@@ -100,17 +63,14 @@ def link_text(value):
     return next((text.removeprefix("\\??\\") for text in reversed(texts) if text), f"tag 0x{tag:08x}")
 
 
-def check_image(image):
-    source = ["-image", str(image)]
-    rows, expected = rows_of(source, "-thorough"), fls_paths(image)
+def check_image(test, image):
+    rows, expected = rows_of(test, ["-image", test.host(image)], "-thorough"), fls_paths(image)
     check_names(rows, expected)
     for number in expected:
-        shown = output("istat", "-f", "ntfs", image, number).decode("utf-8", "replace")
+        shown = output("istat", "-f", "ntfs", image, number, may_refuse=True).decode("utf-8", "replace")
         for ident in re.findall(r"^Type: \$REPARSE_POINT \((192-\d+)\)", shown, re.M):
             text = link_text(output("icat", "-f", "ntfs", image, f"{number}-{ident}"))
             equal(f"link {number}", {f"symlink: [{text}]" in row["other info"] for row in rows[number]}, {True})
-    known = {key: digest for key, size, _, _, digest in streams.icat_streams(image) if digest and size}
-    check_streams(source, {key: digest for key, digest in known.items() if key[0] in expected})
     return rows
 
 
@@ -118,23 +78,23 @@ def torn(rows):
     return {number for number in rows if any("torn record" in row["other info"] for row in rows[number])}
 
 
-def samples():
-    support.require("fls", "istat", "icat", "ils")
-    small, image, disk = (options.work / f"{name}.img" for name in ("small", "oddities", "disk"))
-    for each in (small, image):
-        support.unpack(support.SAMPLES / f"{each.name}.gz", each)
-    equal("torn small", torn(check_image(small)), set())
-    rows = check_image(image)
+def check_samples(test):
+    support.require("fls", "istat", "icat")
+    small, oddities, disk = test.sample(), test.sample("oddities.img"), test.work / "disk.img"
+    equal("torn small", torn(check_image(test, small)), set())
+    rows = check_image(test, oddities)
     number = {path.rpartition("\\")[2]: number for number in rows for path in paths_of(rows[number])}
     equal("torn oddities", torn(rows), {number["torn.txt"]})
     disk.write_bytes(bytes(1 << 20) + small.read_bytes())  # a volume that no partition table names
-    for source, filters, wanted in (
-            (["-image", str(image)], ["-filter_sig", "mz"], {number["setup.exe"]}),
-            (["-image", str(image)], ["-filter_dir", "\\links\\beside\\there"], {number["read me.txt"]}),
-            (["-image", str(image)], ["-filter_name", "item 19"], {number["item 19.txt"]}),
-            (["-image", str(disk), "-offset", "0x100000"], ["-filter_ext", "bin"], set(rows_of(["-image", str(small)], "-filter_ext", "bin")))):
-        equal(f"filters {filters} by default", set(rows_of(source, *filters)), set())
-        equal(f"filters {filters}", set(rows_of(source, *filters, "-thorough")), wanted)
+    by_extension = set(rows_of(test, ["-image", test.host(small)], "-filter_ext", "bin"))
+    for image, words, code, wanted in (
+            (oddities, ["-filter_sig", "mz"], 0, {number["setup.exe"]}),
+            (oddities, ["-filter_dir", "\\links\\beside\\there"], 0, {number["read me.txt"]}),
+            (oddities, ["-filter_name", "item 19"], 0, {number["item 19.txt"]}),
+            (disk, ["-offset", "0x100000", "-filter_ext", "bin"], 255, by_extension)):
+        source = ["-image", test.host(image)]
+        equal(f"filters {words} by default", set(rows_of(test, source, *words, code=code)), set())
+        equal(f"filters {words}", set(rows_of(test, source, *words, "-thorough")), wanted)
 
 
 def climbed(entries, parent, sequence, seen=()):
@@ -151,36 +111,29 @@ def climbed(entries, parent, sequence, seen=()):
     return climbed(entries, above["parent"], above["parent_sequence"], (*seen, parent)) + names[0]["name"] + "\\"
 
 
-def facts():
-    data = support.require_data()
-    for packed in sorted([*data.glob("mft/*.xz"), *data.glob("*.raw.gz")]):
-        label = packed.name.split(".")[0]
-        known = json.load(lzma.open(data / "facts" / f"{label}.json.xz"))
-        entries = {entry["inode"]: entry for entry in known["entries"] if "error" not in entry}
-        source, is_disk = options.work / packed.stem, packed.suffix == ".gz"
-        support.unpack(packed, source)
-        words = ["-image", str(source), "-offset", str(known["offset"])] if is_disk else ["-mftfile", str(source)]
-        rows = rows_of(words, "-thorough")
-        # The toolkit cuts a name that reaches past its attribute; it reads none behind a list that it cannot reach.
-        left_out = {("xw_MFT", 560), ("xw_MFT", 485)}
-        check_names(rows, {number: {climbed(entries, name["parent"], name["parent_sequence"]) + name["name"] for name in entry["names"]
-                                    if name["namespace"] != 2} for number, entry in entries.items()
-                           if number != 5 and (label, number) not in left_out})
-        equal(f"torn {label}", torn(rows), {entry["inode"] for entry in known["entries"] if "Incorrect update" in entry.get("error", "")})
-        if is_disk:
-            check_streams(words, {(number, each["name"] or ""): each["md5"] for number, entry in entries.items()
-                                  for each in entry["attributes"] if each["type"] == 128 and each["size"] and each.get("md5")})
-        source.unlink()
+def check_facts(test):
+    # The toolkit cuts a name that reaches past its attribute; it reads none behind a list that it cannot reach.
+    left_out = {("xw_MFT", 560), ("xw_MFT", 485)}
+    for volume in stored_volumes(test, "mft/*.xz", "*.raw.gz"):
+        rows, entries = rows_of(test, volume.source, "-thorough"), {entry["inode"]: entry for entry in volume.entries}
+        paths_of_names = lambda names: {climbed(entries, name["parent"], name["parent_sequence"]) + name["name"]
+                                        for name in names if name["namespace"] != 2}
+        check_names(rows, {number: paths_of_names(entry["names"]) for number, entry in entries.items()
+                           if number != 5 and (volume.label, number) not in left_out})
+        wrong = {entry["inode"] for entry in volume.refused if "Incorrect update" in entry["error"]}
+        equal(f"torn {volume.label}", torn(rows), wrong)
 
 
-def volumes():
-    streams.want_what_makes_volumes()
-    for shape in SHAPES:
-        with tempfile.TemporaryDirectory(dir=options.work) as work:
-            check_image(streams.make_volume(Path(work), shape))
+def main():
+    test = support.Test(__doc__, "samples", "facts", "volumes")
+    if test.part == "volumes":
+        made_volumes.require_what_makes_them()
+        for shape in SHAPES:
+            check_image(test, made_volumes.make_volume(test, *shape))
+    else:
+        {"samples": check_samples, "facts": check_facts}[test.part](test)
+    support.finish(100)
 
 
 if __name__ == "__main__":
-    {"samples": samples, "facts": facts, "volumes": volumes}[options.part]()
-    print(f"{sum(compared.values())} comparisons {dict(compared)}, {len(faults)} differ", *faults[:30], sep="\n   ")
-    sys.exit(1 if faults or sum(compared.values()) < 100 else 0)
+    main()

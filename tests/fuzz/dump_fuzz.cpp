@@ -1,14 +1,9 @@
 // Whatever the bytes of a few records that name each other: the dump of each ends and is no longer than what
 // the record's parts can need.
-#include <algorithm>
-#include <cstdlib>
-#include <sstream>
-
+#include "fuzz/target.h"
 #include "ntfs/record_read.h"
 #include "report/record_dump.h"
 #include "report/report_output.h"
-#include "sources/plain_file.h"
-#include "support/program_run.h"
 #include "walk/acceptance.h"
 #include "walk/walk_state.h"
 
@@ -26,9 +21,7 @@ int run_input(const std::uint8_t* data, std::size_t size) {
     size = std::min(size, most_bytes_read);
     const temporary_file file(build::bytes(data, data + size));
     const read_options read = options_of({"-mftfile", file.path()});
-    read.ctx->record_size_learned = true;
-    read.ctx->mft_reader = std::make_unique<plain_file>();
-    if (!read.ctx->mft_reader->open_read(read.ctx->mft_file_path)) std::abort();
+    open_mft(*read.ctx, file);
     file_record record;
     walk_state state;
     std::vector<std::uint8_t> buffer;
@@ -41,7 +34,7 @@ int run_input(const std::uint8_t* data, std::size_t size) {
         std::ostringstream out;
         report_output results{out};
         write_record_dump(record, results, *read.ctx);
-        if (out.view().size() > most_bytes(record)) std::abort();
+        expect(out.view().size() <= most_bytes(record));
     }
     return 0;
 }

@@ -1,9 +1,8 @@
 // Whatever the text: the name leads to no other folder, and both hosts can store it. The first byte picks the host.
-#include <cstdlib>
 #include <cstring>
 
-#include "base/text.h"
 #include "extract/host_names.h"
+#include "fuzz/target.h"
 
 static bool is_storable(std::u16string_view name, const host_name_rules& rules) {
     if (name.find_first_of(rules.forbidden) != name.npos || name == u"." || name == u"..") return false;

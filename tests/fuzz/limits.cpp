@@ -3,13 +3,9 @@
 // Linked into every target, which is a run_input.
 #include <sys/resource.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <ctime>
-#include <vector>
 
-int run_input(const std::uint8_t* data, std::size_t size);
+#include "fuzz/target.h"
 
 namespace {
 

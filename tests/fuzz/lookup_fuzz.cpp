@@ -1,19 +1,13 @@
 // Whatever the records of a small volume say, rings of directories, links, extension records and index blocks included:
 // listings and lookups end, each child of a node stands in its bytes, a second lookup finds what the first one found,
 // and subtrees stay within their bounds. The bytes are records 1 to 16; runs may take them for index blocks too.
-#include <algorithm>
-#include <cstdlib>
-
+#include "fuzz/target.h"
 #include "ntfs/directory_index.h"
 #include "ntfs/path_lookup.h"
 #include "ntfs/subtree.h"
 #include "support/open_volume.h"
 
 namespace {
-
-void expect(bool law) {
-    if (!law) std::abort();
-}
 
 void check_lookup(opened_volume& opened, const std::u16string& path) {
     path_target first, second;

@@ -1,7 +1,6 @@
 // Whatever the unit: its decoding ends and delivers no more than what remains of the stream. The first byte picks the
 // flags, the next two what remains, in steps of 7.
-#include <cstdlib>
-
+#include "fuzz/target.h"
 #include "ntfs/lznt1.h"
 
 int run_input(const std::uint8_t* data, std::size_t size) {

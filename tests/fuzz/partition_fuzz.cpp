@@ -1,16 +1,10 @@
 // Whatever the bytes of a disk: reading its tables ends, with a bounded list, and "true" means a list that holds
 // entries.
-
-#include <cstdlib>
-
+#include "fuzz/target.h"
 #include "sources/memory_source.h"
 #include "sources/partitions.h"
 
 namespace {
-
-void expect(bool law) {
-    if (!law) std::abort();
-}
 
 // Four slots in each sector that the chain can meet, and what stands in the first sector.
 void check_list(bool worked, const partition_list& list, std::size_t disk_size) {

@@ -1,25 +1,16 @@
 // Whatever the directories name as their parents: a walk shows the paths that a climb which reads every record afresh
 // would find. The climb here is the plain one, with a map of what it met; the program's keeps texts of earlier climbs.
-
-#include <cstdlib>
 #include <map>
 #include <set>
 
-#include "base/text.h"
+#include "fuzz/target.h"
 #include "ntfs/record_read.h"
-#include "run/run_context.h"
-#include "sources/plain_file.h"
-#include "support/program_run.h"
 #include "walk/acceptance.h"
 #include "walk/walk_state.h"
 
 namespace {
 
 constexpr std::size_t bytes_per_record = 4, first_number = 6, most_records = 48;
-
-void expect(bool law) {
-    if (!law) std::abort();
-}
 
 // Four bytes a record: its parent, a second parent, sequence numbers, and what kind of record it is with which name.
 build::bytes mft_of(const std::uint8_t* data, std::size_t count) {
@@ -106,8 +97,7 @@ int run_input(const std::uint8_t* data, std::size_t size) {
     const std::size_t count = std::min(size / bytes_per_record, most_records);
     const temporary_file file(mft_of(data, count));
     mft_entries_ctx ctx;
-    ctx.mft_reader = std::make_unique<plain_file>();
-    expect(ctx.mft_reader->open_read(utf16_from_utf8(file.path())));
+    open_mft(ctx, file);
     plain_cache cache;
     walk_state state;
     file_record record;

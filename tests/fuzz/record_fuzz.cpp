@@ -1,23 +1,12 @@
 // Whatever the bytes of a few records that name each other: decoding ends, runs follow each other, each name is known
 // to the maps of paths, and a record that is used again shows nothing of what it held before.
-
-#include <cstdlib>
-#include <string>
-
 #include "base/numbers.h"
-#include "base/text.h"
+#include "fuzz/target.h"
 #include "ntfs/record_read.h"
-#include "run/run_context.h"
-#include "sources/plain_file.h"
-#include "support/program_run.h"
 
 namespace {
 
 constexpr std::size_t record_size = 1024, most_records = 12;
-
-void expect(bool law) {
-    if (!law) std::abort();
-}
 
 template <class... numbers>
 void tell(std::string& out, std::string_view what, numbers... values) {
@@ -89,9 +78,7 @@ int run_input(const std::uint8_t* data, std::size_t size) {
     const temporary_file file(build::bytes(data, data + std::min(size, record_size * most_records)));
     static file_record reused;
     mft_entries_ctx ctx;
-    ctx.record_size_learned = true;
-    ctx.mft_reader = std::make_unique<plain_file>();
-    expect(ctx.mft_reader->open_read(utf16_from_utf8(file.path())));
+    open_mft(ctx, file);
     for (std::uint64_t inode = 0; inode * record_size < size && inode < most_records; ++inode) {
         const bool keep_values = inode % 2 == 0;
         file_record fresh;

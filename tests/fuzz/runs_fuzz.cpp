@@ -1,18 +1,9 @@
 // Whatever the bytes: both decoders of mapping pairs end, the runs follow each other without a gap, and a cluster that
 // is found lies in the run it is said to lie in.
-#include <cstdlib>
-
+#include "fuzz/target.h"
 #include "ntfs/layout.h"
 #include "ntfs/runs.h"
 #include "ntfs/streams.h"
-
-namespace {
-
-void expect(bool law) {
-    if (!law) std::abort();
-}
-
-}  // namespace
 
 int run_input(const std::uint8_t* data, std::size_t size) {
     const byte_view bytes(data, size);

@@ -1,19 +1,10 @@
 // Whatever a script holds: it becomes tokens without line ends, and the option passes end in one of their results,
 // the same one twice. Options that make files or look at devices are left out.
-
-#include <algorithm>
-#include <cstdlib>
-
-#include "base/text.h"
 #include "front/script_file.h"
+#include "fuzz/target.h"
 #include "support/describe_settings.h"
-#include "support/program_run.h"
 
 namespace {
-
-void expect(bool law) {
-    if (!law) std::abort();
-}
 
 bool reaches_out(const std::u16string& token) {
     constexpr std::u16string_view names[] = {u"-out",    u"-outfile", u"-diags",    u"-action_copy_files",

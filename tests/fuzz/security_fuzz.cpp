@@ -1,6 +1,5 @@
 // Whatever the bytes of a security descriptor: its text ends and is no longer than what two lists can hold.
-#include <cstdlib>
-
+#include "fuzz/target.h"
 #include "ntfs/security_descriptor.h"
 
 int run_input(const std::uint8_t* data, std::size_t size) {

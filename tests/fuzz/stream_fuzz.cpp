@@ -1,17 +1,12 @@
 // Whatever record 1 of a small volume says: decoding ends, and no stream delivers more than its runs or its record
 // hold. The first 1024 bytes are the record with its fixups on it, the rest lies in the clusters from 30 on.
-#include <cstdlib>
-
+#include "fuzz/target.h"
 #include "ntfs/streams.h"
 #include "support/open_volume.h"
 
 namespace {
 
 constexpr std::uint64_t most_delivered = 1 << 20;
-
-void expect(bool law) {
-    if (!law) std::abort();
-}
 
 bool count_bytes(void* target, byte_view bytes) {
     auto& count = *static_cast<std::uint64_t*>(target);

@@ -1,7 +1,6 @@
 // Whatever two files say of each other: looking for parents ends, proposing a longer list or none; in any order they
 // make the same chain, and it reads the same bytes.
-#include <cstdlib>
-
+#include "fuzz/target.h"
 #include "sources/vmdk_chain.h"
 #include "support/disk_builder.h"
 

@@ -1,7 +1,6 @@
 // Whatever the bytes of a virtual disk: opening it ends, what is kept of it is no larger than the file and one copy of
 // its header, and every byte read is the file's byte at the mapped place, or 0.
-#include <cstdlib>
-
+#include "fuzz/target.h"
 #include "sources/vmdk_chain.h"
 #include "support/disk_builder.h"
 

@@ -1,14 +1,9 @@
 // Whatever the boot sector and record 0: opening ends; in a valid volume every record has a place, numbers that are
 // stepped over only rise, and the three kinds of record read agree with each other.
-#include <cstdlib>
-
+#include "fuzz/target.h"
 #include "support/open_volume.h"
 
 namespace {
-
-void expect(bool law) {
-    if (!law) std::abort();
-}
 
 void check_reads(ntfs_volume& volume, std::uint64_t inode) {
     std::vector<std::uint8_t> plain, checked;

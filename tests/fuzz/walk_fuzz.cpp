@@ -1,20 +1,16 @@
 // Whatever is changed in a disk that holds one of each thing: a run over it ends, from the options to the last row, in
-// each shape of report and with each filter, from a file and from a source that fails. Each row of -csv has the columns
-// of the header line, each of -jsonl is one object in UTF-8.
+// each shape of report and with each filter, from a file, an extracted $MFT and a source that fails. Each row of -csv
+// has the columns of the header line, each of -jsonl is one object in UTF-8.
 //
 // An input: the shape, two bytes of filters, the source, then changes: two bytes of position, a count, as many bytes.
-#include <algorithm>
-#include <cstdlib>
 #include <iterator>
 #include <optional>
-#include <sstream>
 
-#include "base/text.h"
+#include "fuzz/target.h"
 #include "ntfs/streams.h"
 #include "ntfs/volume.h"
 #include "report/report_output.h"
 #include "support/open_volume.h"
-#include "support/program_run.h"
 #include "support/sample_volume.h"
 #include "support/temp_folder.h"
 #include "walk/phases.h"
@@ -70,11 +66,8 @@ enum source_bits : unsigned {
     whole_image = 16,  // file: no -offset
     cut_short = 32,
     thorough = 64,
+    as_mft = 128,  // file: the volume's $MFT alone
 };
-
-void expect(bool law) {
-    if (!law) std::abort();
-}
 
 build::bytes changed_disk(byte_view changes) {
     static const build::bytes sample = build::sample_disk();
@@ -85,6 +78,15 @@ build::bytes changed_disk(byte_view changes) {
         at += 3 + std::max<std::size_t>(bytes.size, 1);
     }
     return disk;
+}
+
+build::bytes mft_of(byte_view disk) {
+    build::bytes mft;
+    for (std::size_t inode = 0; inode < build::sample_records; ++inode) {
+        const byte_view record = disk.part(build::sample_record_at(inode), build::sample_cluster);
+        mft.insert(mft.end(), record.data, record.data + record.size);
+    }
+    return mft;
 }
 
 arguments options_of_run(byte_view input) {
@@ -142,10 +144,12 @@ void check_rows(const mft_entries_ctx& ctx, const std::string& report) {
     std::istringstream lines(report);
     std::string line;
     while (ctx.format_jsonl && std::getline(lines, line)) check_object(line);
-    if (!ctx.format_csv || ctx.find_mft || report.empty()) return;
-    std::getline(lines, line);
-    const auto columns = std::count(line.begin(), line.end(), ',');
-    while (std::getline(lines, line)) expect(std::count(line.begin(), line.end(), ',') == columns);
+    if (ctx.find_mft || report.empty()) return;
+    if (ctx.format_csv) check_columns(report, ',');
+    if (!ctx.csv_per_path || ctx.filepath_only || ctx.copy_files) return;
+    // Without -csv a name's line feeds stay: rows cannot be told apart then.
+    const auto separators_in = [](const std::string& text) { return std::count(text.begin(), text.end(), '|'); };
+    expect(separators_in(report) % separators_in(report.substr(0, report.find('\n'))) == 0);
 }
 
 }  // namespace
@@ -158,9 +162,14 @@ int run_input(const std::uint8_t* data, std::size_t size) {
     if ((bits & cut_short) != 0) disk.resize(disk.size() / 2 + input.u8(0));
     arguments options = options_of_run(input);
     // In memory: the name of an index file counts as a source, and is never opened.
-    const temporary_file file((bits & from_memory) != 0 ? build::bytes() : disk);
-    options.insert(options.end(), {(bits & from_memory) != 0 ? "-indxfile" : "-image", file.path()});
-    if ((bits & whole_image) == 0) options.insert(options.end(), {"-offset", "0x1000", "-ignore_image_size"});
+    const bool is_mft = (bits & (from_memory | as_mft)) == as_mft;
+    const temporary_file file((bits & from_memory) != 0 ? build::bytes() : is_mft ? mft_of(disk) : disk);
+    options.insert(options.end(), {(bits & from_memory) != 0 ? "-indxfile"
+                                   : is_mft                  ? "-mftfile"
+                                                             : "-image",
+                                   file.path()});
+    if ((bits & whole_image) == 0 && !is_mft)
+        options.insert(options.end(), {"-offset", "0x1000", "-ignore_image_size"});
     std::optional<temp_folder> copies;
     if (options.front() == "-action_copy_files")
         options.insert(options.begin() + 1, utf8_from_utf16(copies.emplace().path()));

@@ -1,5 +1,5 @@
 // Reads one stretch of a source as the program's own reader delivers it:
-//   source_cat file|volume|device|drive <path or number> <offset> <count>
+//   source_cat volume|device <path> <offset> <count>
 // One line "size sector partition-number partition-start", then the bytes. Ends with 1 if they cannot be read.
 #include <cstdio>
 #include <cstdlib>
@@ -9,20 +9,11 @@
 #include "base/text.h"
 #include "sources/source_reader.h"
 
-namespace {
-
-source_choice choice_of(std::string_view kind, const char* name) {
-    if (kind == "drive") return drive_choice(std::strtoull(name, nullptr, 10), 0);
-    const reader_kind as = kind == "file" ? kind_file : kind == "volume" ? kind_volume : kind_device_path;
-    return {.kind = as, .paths = {utf16_from_utf8(name)}};
-}
-
-}  // namespace
-
 int main(int count, char** arguments) {
     if (count != 5) return 2;
     source_reader reader;
-    open_source(reader, choice_of(arguments[1], arguments[2]));
+    const reader_kind kind = arguments[1] == std::string_view("volume") ? kind_volume : kind_device_path;
+    open_source(reader, {.kind = kind, .paths = {utf16_from_utf8(arguments[2])}});
     std::printf("%llu %u %d %llu\n", static_cast<unsigned long long>(reader.size()), reader.bytes_per_sector,
                 reader.partition_number, static_cast<unsigned long long>(reader.partition_offset));
     auto size = static_cast<std::uint32_t>(std::strtoul(arguments[4], nullptr, 10));
