@@ -138,6 +138,25 @@ TEST(volume, records_in_a_hole_or_beyond_63_bits_lie_nowhere) {
     }
 }
 
+// Record 0 reaches over two records; record 1 has the next two. What was passed over may be named again.
+TEST(volume, listed_parts_of_the_mft_follow_one_another) {
+    const auto part = [](std::uint16_t id, std::int64_t lcn, std::uint64_t vcn, build::record& record) {
+        record.id(id).non_resident(0x80, build::pairs({{1, lcn}}), 0, {}, vcn);
+    };
+    build::record first, second;
+    first.std_info().attribute_list({{0x80, 1, 4}, {0x80, 9, 3}, {0x80, 1, 3}, {0x80, 1, 4}, {0x80, 1, 4}});
+    first.non_resident(0x80, build::pairs({{2, 4}}), 2048);
+    part(4, 30, 3, second.base(build::reference(0, 1)));
+    part(3, 20, 2, second);
+    const bytes image = build::volume(64).put(4, first.on_disk()).put(5, second.on_disk()).all();
+    opened_volume whole(image, 0, true), short_one(image);
+    const std::uint64_t positions[] = {4 * 1024, 5 * 1024, 20 * 1024, 30 * 1024, 0};
+    for (std::uint64_t inode = 0; inode < std::size(positions); ++inode) {
+        EXPECT_EQ(record_position(whole.volume(), inode), positions[inode]) << inode;
+        EXPECT_EQ(record_position(short_one.volume(), inode), inode < 2 ? positions[inode] : 0) << inode;
+    }
+}
+
 TEST(volume, a_resident_mft_counts_as_one_cluster) {
     opened_volume opened(build::volume(64, 4096).put(4, build::record().std_info().data("x").on_disk()).all());
     EXPECT_EQ(opened.volume().record_count, 4);

@@ -41,6 +41,9 @@ TEST(thorough, an_extension_record_has_to_belong_and_delivers_by_type_and_id) {
     const auto ours = reference(39, 7), raised = reference(39, 6);
     const std::tuple<const char*, std::vector<placed>, std::string> cases[] = {
         {"one named twice", {{20, extension(ours, u"x")}, {39, listed({entry(20), entry(20)})}}, both},
+        {"a stream has the id",
+         {{20, record().id(2).base(ours).data("y").id(2).name(u"x")}, {39, listed({entry(20)})}},
+         both},
         {"no number", {{20, extension(39, u"x")}, {39, listed({entry(20)})}}, both},
         {"another file's", {{20, extension(reference(38, 7), u"x")}, {39, listed({entry(20)})}}, own},
         {"an earlier file's", {{20, extension(raised, u"x")}, {39, listed({entry(20)})}}, own},
