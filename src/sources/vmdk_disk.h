@@ -1,6 +1,6 @@
 // One file of a virtual disk: a sparse VMDK with its descriptor inside, a base or a snapshot.
 // Held by vmdk_chain, which asks its disks, newest first, where a byte lies.
-// Knows no flat, split or compressed form and words nothing; the file is foreign, whatever its name says.
+// Knows no flat, split or compressed form, and says so in `fault` alone; the file is foreign, whatever its name says.
 #pragma once
 
 #include <cstdint>

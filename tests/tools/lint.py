@@ -39,7 +39,7 @@ def by_folder(files):
 
 
 def one_of_several(path, number):
-    """Each program has its main, each fuzz target its run_input and its laws: under names of their own they stand together."""
+    """Programs have a main each, fuzz targets their laws: under names of their own they stand together."""
     names = ("main", "run_input", "LLVMFuzzerTestOneInput", "expect", "most_records", "shapes")
     own = "".join(f"#define {name} {name}_{number}\n" for name in names)
     return own + f'#include "{path}"\n' + "".join(f"#undef {name}\n" for name in names)
