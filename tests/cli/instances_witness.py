@@ -24,9 +24,9 @@ work, host = test.work, test.host
 
 
 def run(*words, folder=None, code=0):
-    done = test.run(*words, cwd=folder or work)
+    done = subprocess.run([*test.command, *map(str, words)], capture_output=True, cwd=folder or work, timeout=300)
     equal(f"exit code of {words}", done.returncode, code)
-    return done.stderr
+    return done.stderr.decode().replace("\r", "")
 
 
 def body(path):
@@ -34,7 +34,7 @@ def body(path):
 
 
 def single(*words):
-    run(*words, "-out", "single")
+    run(*words, "-quiet", "-out", "single")
     return body(work / "single")
 
 

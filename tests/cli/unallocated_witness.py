@@ -74,7 +74,8 @@ def plant_and_compare(test, sector, cluster):
         of_mft = {key[0]: rows for key, rows in rows_of(test, image, shape)}
         found = rows_of(test, image, shape, "-filter_unalloc_clusters")
         without_type = lambda cell: re.sub("unalloc(-deleted)?|file|dir|del", "T", cell.strip())
-        plain_row = lambda row: [without_type(cell) if column in (None, index) else cell for index, cell in enumerate(row)]
+        is_type = lambda index: column in (None, index)
+        plain_row = lambda row: [without_type(cell) if is_type(index) else cell for index, cell in enumerate(row)]
         plain = lambda rows: list(map(plain_row, rows))
         # Copies that lie behind each other are one run of rows.
         runs = [(number, len(list(group))) for number, group in itertools.groupby(expected)]
