@@ -147,12 +147,8 @@ TEST(run, the_log_names_what_had_no_effect_and_what_is_missing) {
     for (const auto& [given, expected] : cases) {
         EXPECT_EQ(result_of(given + arguments{"-mftfile", mft.path(), "-quiet", "-diags", log}).exit_code, 0);
         const std::string text = without_returns(temp_folder::content(folder.path(u"log")));
-<<<<<<< HEAD
         for (const char* told : expected) EXPECT_NE(text.find(told), std::string::npos) << told << text;
-=======
-        for (const char* told : c.told) EXPECT_NE(text.find(told), std::string::npos) << told << text;
         EXPECT_EQ(text.find(": -hashfile\n"), std::string::npos);
->>>>>>> wt/docs5
     }
 }
 
