@@ -37,12 +37,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 }
 
 // Ahead of the arguments, which may say otherwise.
-extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
-    static std::vector<char*> all = {(*arguments)[0], endless, memory, quiet, plain};
-    all.insert(all.end(), *arguments + 1, *arguments + *count);
+extern "C" int LLVMFuzzerInitialize(int* count, char*** values) {
+    static std::vector<char*> all = {(*values)[0], endless, memory, quiet, plain};
+    all.insert(all.end(), *values + 1, *values + *count);
     *count = static_cast<int>(all.size());
     all.push_back(nullptr);
-    *arguments = all.data();
+    *values = all.data();
     return 0;
 }
 
