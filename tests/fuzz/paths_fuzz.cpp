@@ -10,7 +10,8 @@
 
 namespace {
 
-constexpr std::size_t bytes_per_record = 4, first_number = 6, most_records = 48;
+constexpr std::size_t bytes_per_record = 4, first_number = 6;
+constexpr std::size_t most_records = 48;
 
 // Four bytes a record: its parent, a second parent, sequence numbers, and what kind of record it is with which name.
 build::bytes mft_of(const std::uint8_t* data, std::size_t count) {

@@ -6,7 +6,8 @@
 
 namespace {
 
-constexpr std::size_t record_size = 1024, most_records = 12;
+constexpr std::size_t record_size = 1024;
+constexpr std::size_t most_records = 12;
 
 template <class... numbers>
 void tell(std::string& out, std::string_view what, numbers... values) {

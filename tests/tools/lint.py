@@ -5,19 +5,25 @@ format:              every source below src, tests and bench; --fix writes what 
 src, windows, tests: clang-tidy over that part, with the configuration of .clang-tidy
 
 Most of clang-tidy's time goes into the headers of the system, so the sources of a folder are looked at together, as
-includes of one file. Where they cannot stand together (a name used twice), each half is looked at.
+includes of one file, each with the names of its own that others use as well changed. Where they cannot stand together
+all the same, each half is looked at.
 """
 import argparse
+import collections
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-LANGUAGE = ["-std=c++20", f"-I{ROOT}/src", f"-I{ROOT}/tests", '-DGRELMOOR_SOURCE_DIR=""', "-Wno-unused-function",
-            "-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wno-sign-conversion"]
+LANGUAGE = ["-std=c++20", f"-I{ROOT}/src", f"-I{ROOT}/tests", f"-I{ROOT}/bench", '-DGRELMOOR_SOURCE_DIR=""',
+            "-Wno-unused-function", "-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wno-sign-conversion"]
 # The analyzer's thorough mode takes ten times as long; it looks at included sources only when told to.
 ANALYZER = ["-Xclang", "-analyzer-opt-analyze-headers", "-Xclang", "-analyzer-config", "-Xclang", "mode=shallow"]
+
+# Names of headers and enumerators that some sources give to what is their own.
+OTHERS_NAMES = ["always", "match_signature", "most_runs", "times"]
 
 
 def mingw_flags():
@@ -38,18 +44,34 @@ def by_folder(files):
     return list(folders.values())
 
 
-def one_of_several(path, number):
-    """Programs have a main each, fuzz targets their laws: under names of their own they stand together."""
-    names = ("main", "run_input", "LLVMFuzzerTestOneInput", "expect", "most_records", "shapes")
-    own = "".join(f"#define {name} {name}_{number}\n" for name in names)
-    return own + f'#include "{path}"\n' + "".join(f"#undef {name}\n" for name in names)
+def own_names(text):
+    """What a source declares for itself alone, and what each program has: at the start of a line."""
+    blocks = re.findall(r"^namespace \{\n(.*?)^\}  // namespace$", text, re.DOTALL | re.MULTILINE)
+    blocks += re.findall(r"^(?:int|extern \"C\" int) \w+\(", text, re.MULTILINE)
+    names = re.findall(r"^(?!using .*;$)[^\s/#].*?\b(\w+)\s*(?:[(={\[;]|:(?!:))", "\n".join(blocks), re.MULTILINE)
+    names += re.findall(r"^using (\w+) =", "\n".join(blocks), re.MULTILINE)
+    return set(names) - {"operator", "static_assert", "public", "private"}
+
+
+def joined(batch):
+    """One text of several sources: their headers first, then each of them with names that others have as well changed."""
+    texts = [path.read_text() for path in batch]
+    headers = list(dict.fromkeys(line for text in texts for line in re.findall(r"^#include .*", text, re.MULTILINE)))
+    often = collections.Counter([*(name for text in texts for name in own_names(text)), *OTHERS_NAMES])
+    parts = []
+    for number, (path, text) in enumerate(zip(batch, texts)):
+        names = sorted(name for name in own_names(text) if often[name] > 1)
+        parts += [f"#define {name} {name}_{number}" for name in names]
+        parts += [f'#include "{path}"', *(f"#undef {name}" for name in names)]
+    return "\n".join([*headers, *parts, ""])
 
 
 def tidy(batch, checks, flags, work):
     """What clang-tidy finds in sources that are compiled as one."""
-    joined = work / "joined.cpp"
-    joined.write_text("".join(one_of_several(path, number) for number, path in enumerate(batch)))
-    command = ["clang-tidy", "--quiet", f"--config-file={ROOT}/.clang-tidy", f"--checks={checks}", joined, "--", *LANGUAGE, *flags]
+    source = work / "joined.cpp"
+    source.write_text(joined(batch))
+    command = ["clang-tidy", "--quiet", f"--config-file={ROOT}/.clang-tidy", f"--checks={checks}", source, "--",
+               *LANGUAGE, *flags]
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     if done.returncode != 0 and len(batch) > 1:
         middle = len(batch) // 2
